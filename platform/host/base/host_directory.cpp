@@ -1,0 +1,100 @@
+// The host directory and the process name. Both are settled once, so that every service of a process agrees on them.
+#include "base/host_directory.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
+#include "base/report.h"
+#include "tarn_host/host_process.h"
+
+namespace tarn::host {
+namespace {
+
+std::string wantedDirectory() {
+    if (const char* given = std::getenv("TARN_HOST_DIR"); given != nullptr && *given != '\0') {
+        return given;
+    }
+    if (const char* runtime = std::getenv("XDG_RUNTIME_DIR"); runtime != nullptr && *runtime != '\0') {
+        return std::string(runtime) + "/tarn";
+    }
+    return "/tmp/tarn-" + std::to_string(getuid());
+}
+
+// Creates the directory if it is absent; 0 or an errno. A directory that another user could have prepared is refused.
+int makeOwnDirectory(const std::string& path) {
+    if (mkdir(path.c_str(), 0700) != 0 && errno != EEXIST) {
+        return errno;
+    }
+    struct stat status = {};
+    if (lstat(path.c_str(), &status) != 0) {
+        return errno;
+    }
+    if (!S_ISDIR(status.st_mode)) {
+        return ENOTDIR;
+    }
+    return status.st_uid == geteuid() ? 0 : EPERM;
+}
+
+std::string absolutePath(std::string path) {
+    while (path.size() > 1 && path.back() == '/') {
+        path.pop_back();
+    }
+    if (path.front() == '/') {
+        return path;
+    }
+    char* current = getcwd(nullptr, 0);
+    if (current == nullptr) {
+        return path;
+    }
+    path = std::string(current) + "/" + path;
+    std::free(current);
+    return path;
+}
+
+const std::string& directory() {
+    static const std::string path = [] {
+        std::string wanted = absolutePath(wantedDirectory());
+        const int error = makeOwnDirectory(wanted);
+        if (error != 0) {
+            report("cannot use the directory %s: %s; set TARN_HOST_DIR to a directory of your own", wanted.c_str(),
+                   std::strerror(error));
+            wanted.clear();
+        }
+        return wanted;
+    }();
+    return path;
+}
+
+} // namespace
+
+std::string hostSubdirectory(const std::string& name) {
+    std::string path = directory();
+    if (path.empty()) {
+        return {};
+    }
+    size_t start = 0;
+    while (start < name.size()) {
+        const size_t end = std::min(name.find('/', start), name.size());
+        path += "/" + name.substr(start, end - start);
+        const int error = makeOwnDirectory(path);
+        if (error != 0) {
+            report("cannot use the directory %s: %s", path.c_str(), std::strerror(error));
+            return {};
+        }
+        start = end + 1;
+    }
+    return path;
+}
+
+} // namespace tarn::host
+
+const char* TarnHostDir(void) {
+    const std::string& path = tarn::host::directory();
+    return path.empty() ? nullptr : path.c_str();
+}

@@ -1,0 +1,67 @@
+/**
+ * @file bounds_checked.h
+ * @brief Bounds-checked memory and text functions (C11 Annex K).
+ *
+ * Results differ from Annex K in two places: `sprintf_s` and `vsnprintf_s` return the length, or -1 for a text that
+ * would not fit (the buffer then holds an empty text). The copies return 0 or a non-zero code and never write past the
+ * bound; after a failed copy a destination that may be written holds an empty text (memory: zero bytes). A broken
+ * constraint is answered by its code alone: no handler is called.
+ */
+#ifndef TARN_PLATFORM_BOUNDS_CHECKED_H
+#define TARN_PLATFORM_BOUNDS_CHECKED_H
+
+#include <stdarg.h>
+
+#include "tarn_platform/platform_base.h"
+
+TARN_EXTERN_C_BEGIN
+
+/* A C library with Annex K of its own declares these two. */
+#ifndef __STDC_LIB_EXT1__
+typedef size_t rsize_t;
+typedef int errno_t;
+#endif
+
+/** @brief Copies `count` bytes; the areas must not overlap (K.3.7.1.1). @return 0, or a code. */
+errno_t memcpy_s(void* destination, rsize_t bound, const void* source, rsize_t count);
+
+/** @brief Copies `count` bytes; the areas may overlap (K.3.7.1.2). @return 0, or a code. */
+errno_t memmove_s(void* destination, rsize_t bound, const void* source, rsize_t count);
+
+/** @brief Sets `count` bytes (K.3.7.4.1). @return 0, or a code. */
+errno_t memset_s(void* destination, rsize_t bound, int value, rsize_t count);
+
+/** @brief Copies a text with its NUL (K.3.7.1.3). @return 0, or a code. */
+errno_t strcpy_s(char* destination, rsize_t bound, const char* source);
+
+/** @brief Copies at most `count` characters and ends them with a NUL (K.3.7.1.4). @return 0, or a code. */
+errno_t strncpy_s(char* destination, rsize_t bound, const char* source, rsize_t count);
+
+/** @brief Appends a text with its NUL (K.3.7.2.1). @return 0, or a code. */
+errno_t strcat_s(char* destination, rsize_t bound, const char* source);
+
+/** @brief Formats (K.3.5.3.6). @return the length, or -1. */
+int sprintf_s(char* destination, rsize_t bound, const char* format, ...) TARN_PRINTF_LIKE(3, 4);
+
+/** @brief Formats (K.3.5.3.12, with the results told above). @return the length, or -1. */
+int vsnprintf_s(char* destination, rsize_t bound, const char* format, va_list arguments) TARN_PRINTF_LIKE(3, 0);
+
+/**
+ * @brief Scans a text (K.3.5.3.7). `%s`, `%c` and `%[` take a size of type `rsize_t` behind their address.
+ * @return the number of values stored, or -1 when the input ends before the first of them.
+ */
+int sscanf_s(const char* text, const char* format, ...);
+
+/**
+ * @brief Takes a text apart at delimiters (K.3.7.3.1).
+ * @param text        The text at the first call, then null.
+ * @param length      In: characters left; updated with every token.
+ * @param delimiters  Characters between tokens.
+ * @param context     Kept by the caller between calls.
+ * @return the next token inside the text, or null.
+ */
+char* strtok_s(char* text, rsize_t* length, const char* delimiters, char** context);
+
+TARN_EXTERN_C_END
+
+#endif

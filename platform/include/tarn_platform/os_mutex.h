@@ -1,0 +1,30 @@
+/**
+ * @file os_mutex.h
+ * @brief Mutexes. An all-zero `OsMutex` is a valid unlocked one.
+ */
+#ifndef TARN_PLATFORM_OS_MUTEX_H
+#define TARN_PLATFORM_OS_MUTEX_H
+
+#include <pthread.h>
+
+#include "tarn_platform/platform_base.h"
+
+TARN_EXTERN_C_BEGIN
+
+typedef pthread_mutex_t OsMutex;
+
+/** @brief Makes a mutex, unlocked. @return 0, or the platform's code. */
+uint32_t OsMutexInit(OsMutex* mutex);
+
+/** @brief Ends an unlocked mutex. @return 0, or the platform's code. */
+uint32_t OsMutexDestroy(OsMutex* mutex);
+
+/** @brief Waits for a mutex and takes it; not recursive. @return 0, or the platform's code. */
+uint32_t OsMutexLock(OsMutex* mutex);
+
+/** @brief Gives a mutex back that the calling thread holds. @return 0, or the platform's code. */
+uint32_t OsMutexUnLock(OsMutex* mutex);
+
+TARN_EXTERN_C_END
+
+#endif

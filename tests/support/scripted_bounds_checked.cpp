@@ -1,0 +1,130 @@
+// Plain models of the bounds-checked functions: short and slow, written apart from those that ship.
+#include "scripted_platform.h"
+#include "tarn_platform/bounds_checked.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+using tarn::test::ScriptedPlatform;
+
+namespace {
+
+constexpr errno_t kPlannedFailure = 400;
+
+errno_t copyBytes(const char* call, void* destination, rsize_t bound, const void* source, rsize_t count) {
+    if (ScriptedPlatform::get().enter(call)) {
+        return kPlannedFailure;
+    }
+    if (destination == nullptr) {
+        return EINVAL;
+    }
+    if (source == nullptr || count > bound) {
+        std::memset(destination, 0, bound);
+        return source == nullptr ? EINVAL : ERANGE;
+    }
+    std::memmove(destination, source, count);
+    return 0;
+}
+
+// Copies `count` characters to `destination + offset` and ends them, or leaves an empty text.
+errno_t copyText(const char* call, char* destination, rsize_t bound, rsize_t offset, const char* source, rsize_t limit) {
+    if (ScriptedPlatform::get().enter(call)) {
+        return kPlannedFailure;
+    }
+    if (destination == nullptr || bound == 0) {
+        return EINVAL;
+    }
+    const rsize_t count = source == nullptr ? 0 : strnlen(source, limit);
+    if (source == nullptr || count >= bound - offset) {
+        destination[0] = '\0';
+        return source == nullptr ? EINVAL : ERANGE;
+    }
+    std::memmove(destination + offset, source, count);
+    destination[offset + count] = '\0';
+    return 0;
+}
+
+int format(const char* call, char* destination, rsize_t bound, const char* format, va_list arguments) {
+    if (ScriptedPlatform::get().enter(call) || destination == nullptr || bound == 0) {
+        return -1;
+    }
+    const int length = std::vsnprintf(destination, bound, format, arguments);
+    if (length < 0 || static_cast<rsize_t>(length) >= bound) {
+        destination[0] = '\0';
+        return -1;
+    }
+    return length;
+}
+
+} // namespace
+
+errno_t memcpy_s(void* destination, rsize_t bound, const void* source, rsize_t count) {
+    return copyBytes("memcpy_s", destination, bound, source, count);
+}
+
+errno_t memmove_s(void* destination, rsize_t bound, const void* source, rsize_t count) {
+    return copyBytes("memmove_s", destination, bound, source, count);
+}
+
+errno_t memset_s(void* destination, rsize_t bound, int value, rsize_t count) {
+    if (ScriptedPlatform::get().enter("memset_s")) {
+        return kPlannedFailure;
+    }
+    if (destination == nullptr || count > bound) {
+        return EINVAL;
+    }
+    std::memset(destination, value, count);
+    return 0;
+}
+
+errno_t strcpy_s(char* destination, rsize_t bound, const char* source) {
+    return copyText("strcpy_s", destination, bound, 0, source, bound);
+}
+
+errno_t strncpy_s(char* destination, rsize_t bound, const char* source, rsize_t count) {
+    return copyText("strncpy_s", destination, bound, 0, source, count);
+}
+
+errno_t strcat_s(char* destination, rsize_t bound, const char* source) {
+    const rsize_t used = destination == nullptr ? 0 : strnlen(destination, bound);
+    if (used == bound) {
+        return ERANGE;
+    }
+    return copyText("strcat_s", destination, bound, used, source, bound);
+}
+
+int sprintf_s(char* destination, rsize_t bound, const char* text, ...) {
+    va_list arguments;
+    va_start(arguments, text);
+    const int length = format("sprintf_s", destination, bound, text, arguments);
+    va_end(arguments);
+    return length;
+}
+
+int vsnprintf_s(char* destination, rsize_t bound, const char* text, va_list arguments) {
+    return format("vsnprintf_s", destination, bound, text, arguments);
+}
+
+// Numbers only: the library scans nothing else.
+int sscanf_s(const char* text, const char* format, ...) {
+    if (ScriptedPlatform::get().enter("sscanf_s")) {
+        return -1;
+    }
+    va_list arguments;
+    va_start(arguments, format);
+    const int stored = std::vsscanf(text, format, arguments);
+    va_end(arguments);
+    return stored;
+}
+
+char* strtok_s(char* text, rsize_t* length, const char* delimiters, char** context) {
+    ScriptedPlatform::get().enterInfallible("strtok_s");
+    char* const before = text != nullptr ? text : *context;
+    char* const token = strtok_r(text, delimiters, context);
+    if (before != nullptr && *context != nullptr) {
+        const auto advanced = static_cast<rsize_t>(*context - before);
+        *length = advanced > *length ? 0 : *length - advanced;
+    }
+    return token;
+}
