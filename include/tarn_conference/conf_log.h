@@ -2,8 +2,8 @@
  * @file conf_log.h
  * @brief Log records of the conference processes, written to "Conference.log" through the platform's log client.
  *
- * `ConfLogInit` comes first; records written before it carry file id 0 and what becomes of them is the platform's affair.
- * Every function here may be called from any thread at any time.
+ * `ConfLogInit` comes first; records written before it carry file id 0 and what becomes of them is the platform's
+ * affair. Every function here may be called from any thread at any time.
  */
 #ifndef TARN_CONFERENCE_CONF_LOG_H
 #define TARN_CONFERENCE_CONF_LOG_H
@@ -31,8 +31,8 @@ extern ConfLogInfo g_LogInfo;
 
 /**
  * @brief Connects to the log client and creates the log file.
- * @return 0; the log client's code when it refuses; 0xFFFFFFFF for a missing file name; a bounds-checked copy's code for
- *         a file name of 32 bytes or more.
+ * @return 0; the log client's code when it refuses; 0xFFFFFFFF for a missing file name; a bounds-checked copy's code
+ * for a file name of 32 bytes or more.
  */
 uint32_t ConfLogInit(void);
 
@@ -60,8 +60,8 @@ uint32_t SetLogLevel(uint8_t level);
  * @param line      Source line that writes.
  * @param format    printf format (C11 7.21.6.1); null drops the record.
  *
- * A record above the current level costs a byte comparison. A message, or a message with its function name, of more than
- * 511 bytes is dropped whole, never cut; use `ConfLogPrintfStr` for those.
+ * A record above the current level costs a byte comparison. A message, or a message with its function name, of more
+ * than 511 bytes is dropped whole, never cut; use `ConfLogPrintfStr` for those.
  */
 void ConfLogPrintf(int level, const char* funcName, const char* fileName, uint32_t line, const char* format, ...)
     TARN_PRINTF_LIKE(5, 6);

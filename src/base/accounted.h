@@ -28,14 +28,13 @@ Accounted<T> adoptAccounted(void* block, uint32_t line, const char* fileName) {
 } // namespace tarn::detail
 
 // A new accounted block of `bytes` bytes, owned as `type`; null when memory is out.
-#define TARN_ALLOCATE(type, bytes)                                                                                \
-    ::tarn::detail::adoptAccounted<type>(                                                                         \
-        OsMemMallocSetCharMon((bytes), 0, 0, 0, static_cast<uint32_t>(__LINE__), kLogName),                       \
+#define TARN_ALLOCATE(type, bytes)                                                          \
+    ::tarn::detail::adoptAccounted<type>(                                                   \
+        OsMemMallocSetCharMon((bytes), 0, 0, 0, static_cast<uint32_t>(__LINE__), kLogName), \
         static_cast<uint32_t>(__LINE__), kLogName)
 
 // Owns a block that came from elsewhere.
-#define TARN_ADOPT(type, block) \
-    ::tarn::detail::adoptAccounted<type>((block), static_cast<uint32_t>(__LINE__), kLogName)
+#define TARN_ADOPT(type, block) ::tarn::detail::adoptAccounted<type>((block), static_cast<uint32_t>(__LINE__), kLogName)
 
 // Releases a block that a plain C record holds.
 #define TARN_FREE(block) OSMemTypeFreeMon((block), 0, 0, static_cast<uint32_t>(__LINE__), kLogName)

@@ -3,7 +3,8 @@
 
 #include "tarn_conference/conf_log.h"
 
-// Each source file that logs defines `kLogName`, the fixed name under which its records are known to readers of the log.
+// Each source file that logs defines `kLogName`, the fixed name under which its records are known to readers of the
+// log.
 #define TARN_LOG(level, ...) TARN_LOG_AS(__func__, level, __VA_ARGS__)
 
 // For code that an exported function shares with others: the record carries that function's name.

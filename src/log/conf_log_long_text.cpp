@@ -18,8 +18,8 @@ constexpr uint32_t kWholeLine = 110;
 constexpr uint32_t kSegmentLine = 124;
 constexpr uint32_t kTailLine = 135;
 
-// Length of the next piece of a text whose first bytes stand in `window`: all of it when it fits, else up to and with the
-// window's last newline, else the whole window.
+// Length of the next piece of a text whose first bytes stand in `window`: all of it when it fits, else up to and with
+// the window's last newline, else the whole window.
 size_t pieceLength(const char* window, size_t available) {
     if (available <= kPieceBytes) {
         return available;
@@ -72,8 +72,8 @@ void ConfLogPrintfStr(int level, const char* funcName, const char* fileName, uin
             ConfLogPrintf(level, funcName, fileName, line, "%s", piece.data());
         } else {
             // Without the level test: whoever reads the continuation of a filtered text relies on finding it.
-            TarnOmLogModuleLogRecord(static_cast<uint8_t>(level), g_LogInfo.fileId, fileName, fileNameLength, line, "%s",
-                                     piece.data());
+            TarnOmLogModuleLogRecord(static_cast<uint8_t>(level), g_LogInfo.fileId, fileName, fileNameLength, line,
+                                     "%s", piece.data());
         }
         first = false;
         text += length;
@@ -102,7 +102,8 @@ void ConfLogSegmentPrint(const char* fileName, uint32_t line, uint32_t level, co
             TARN_LOG(CONF_LOG_ERROR, " [%s : %d] secure func fail,ret:%d", file, callerLine, result);
             break;
         }
-        ConfLogPrintf(recordLevel, __func__, kLogName, kSegmentLine, "[%s : %d] \n%s", file, callerLine, segment.text());
+        ConfLogPrintf(recordLevel, __func__, kLogName, kSegmentLine, "[%s : %d] \n%s", file, callerLine,
+                      segment.text());
     }
     const uint32_t tailLength = length % kSegmentBytes;
     if (tailLength == 0) {

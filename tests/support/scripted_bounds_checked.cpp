@@ -28,7 +28,8 @@ errno_t copyBytes(const char* call, void* destination, rsize_t bound, const void
 }
 
 // Copies `count` characters to `destination + offset` and ends them, or leaves an empty text.
-errno_t copyText(const char* call, char* destination, rsize_t bound, rsize_t offset, const char* source, rsize_t limit) {
+errno_t copyText(const char* call, char* destination, rsize_t bound, rsize_t offset, const char* source,
+                 rsize_t limit) {
     if (ScriptedPlatform::get().enter(call)) {
         return kPlannedFailure;
     }

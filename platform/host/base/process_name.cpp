@@ -16,7 +16,8 @@ std::mutex nameMutex;
 std::array<char, kNameBytes> processName;
 
 bool nameCharacter(char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' || c == '-' || c == '.';
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' || c == '-' ||
+           c == '.';
 }
 
 void store(std::string_view name) {

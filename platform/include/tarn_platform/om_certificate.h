@@ -87,7 +87,8 @@ uint32_t TarnOmCertGetExpectedSrvCertSize(uint32_t omType, ConfCertSizeInfo* siz
 /** @brief Reads a service certificate into the caller's buffers. @return 0, or the platform's code. */
 uint32_t TarnOmCertGetServiceCert(uint32_t omType, ConfCertServiceCert* certificate);
 
-/** @brief Computes the id of a certificate, by which a keyless engine finds its key. @return 0, or the platform's code. */
+/** @brief Computes the id of a certificate, by which a keyless engine finds its key. @return 0, or the platform's code.
+ */
 uint32_t TarnOmCertGetCertId(const ConfCertBlob* certificate, ConfCertBlob* id);
 
 /** @brief Answers a path query. @return 0, or the platform's code. */

@@ -42,7 +42,8 @@ void OSMemTypeFreeMon(void* block, uint32_t first, uint32_t second, uint32_t lin
  */
 uint32_t OsMemGetMemRec(uint32_t hasFilter, uint32_t second, const void* filter, void* out);
 
-/** @brief Fills the platform's totals. The last two arguments are the platform's own. @return 0, or the platform's code. */
+/** @brief Fills the platform's totals. The last two arguments are the platform's own. @return 0, or the platform's
+ * code. */
 uint32_t OsMemGetMemStatus(void* out, uintptr_t second, uintptr_t third);
 
 /** @brief Checks the live blocks. The last two arguments are the platform's own. @return 0, or the platform's code. */

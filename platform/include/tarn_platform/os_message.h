@@ -15,12 +15,14 @@ TARN_EXTERN_C_BEGIN
 /** Bytes of a process name in a record, its NUL included. */
 #define OS_MSG_NAME_LEN 16
 
-/** One message as the platform carries it. Fields called `platform...` belong to the platform; senders leave them zero. */
+/** One message as the platform carries it. Fields called `platform...` belong to the platform; senders leave them zero.
+ */
 typedef struct OsMsgRecord {
     uint32_t responseWanted; /**< 1 while the sender waits for an answer; set by the platform. */
     uint32_t senderUid;      /**< User id of the sending process; set by the platform. */
     uint8_t platformHead[40];
-    uint32_t kind; /**< 1: plain call; 2: synchronous call whose handler allocates an answer block. Set by the sender. */
+    uint32_t
+        kind; /**< 1: plain call; 2: synchronous call whose handler allocates an answer block. Set by the sender. */
     uint8_t platformMiddle[4];
     char senderName[OS_MSG_NAME_LEN];   /**< NUL-terminated; set by the sender. */
     char receiverName[OS_MSG_NAME_LEN]; /**< NUL-terminated; set by the sender. */

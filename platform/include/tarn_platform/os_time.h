@@ -15,9 +15,9 @@ typedef struct OsTimeEx {
     uint32_t second;
     uint32_t minute;
     uint32_t hour;
-    uint32_t day;   /**< From 1. */
-    uint32_t month; /**< From 0. */
-    uint32_t year;  /**< Years since 1900. */
+    uint32_t day;     /**< From 1. */
+    uint32_t month;   /**< From 0. */
+    uint32_t year;    /**< Years since 1900. */
     uint32_t weekDay; /**< From Sunday, 0. */
     uint32_t yearDay; /**< From 0. */
 } OsTimeEx;

@@ -15,8 +15,8 @@ typedef uint32_t (*OsTimerCallback)(void* param);
 /** What `OsTmrCreate` is given. */
 typedef struct OsTimerParam {
     uint32_t reserved0;
-    char name[16];            /**< NUL-terminated timer name. */
-    uint8_t userData[8];      /**< Handed back in the expiry callback. */
+    char name[16];       /**< NUL-terminated timer name. */
+    uint8_t userData[8]; /**< Handed back in the expiry callback. */
     uint8_t reserved1[24];
     uint32_t userDataMarker;  /**< 1: a 32-bit id stands in `userData`; 8: an address does. */
     uint32_t periodTicks;     /**< Time to expiry in ticks of the manager. */

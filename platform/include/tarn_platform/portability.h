@@ -21,7 +21,8 @@ int MOSS_StriCmp(const char* left, const char* right);
 /** @brief First occurrence of `part` in `text`, or null. */
 char* MOSS_StrStr(const char* text, const char* part);
 
-/** @brief Parses a decimal text as a 32-bit number. @return 0, or non-zero for anything else; `out` is then untouched. */
+/** @brief Parses a decimal text as a 32-bit number. @return 0, or non-zero for anything else; `out` is then untouched.
+ */
 int MOSS_StrToInt32(const char* text, int32_t* out);
 
 /**

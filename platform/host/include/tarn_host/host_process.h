@@ -15,7 +15,8 @@ TARN_EXTERN_C_BEGIN
  * The environment variable TARN_HOST_DIR; without it "$XDG_RUNTIME_DIR/tarn", else "/tmp/tarn-UID". It is read at the
  * first use and stays the same for the life of the process. The directory is created with mode 0700 when it is absent;
  * one that belongs to another user is refused.
- * @return the absolute path without a trailing slash, or null, with the reason on standard error, when it cannot be used.
+ * @return the absolute path without a trailing slash, or null, with the reason on standard error, when it cannot be
+ * used.
  */
 const char* TarnHostDir(void);
 
