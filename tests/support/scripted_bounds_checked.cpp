@@ -10,11 +10,9 @@ using tarn::test::ScriptedPlatform;
 
 namespace {
 
-constexpr errno_t kPlannedFailure = 400;
-
 errno_t copyBytes(const char* call, void* destination, rsize_t bound, const void* source, rsize_t count) {
     if (ScriptedPlatform::get().enter(call)) {
-        return kPlannedFailure;
+        return ScriptedPlatform::get().failureCode();
     }
     if (destination == nullptr) {
         return EINVAL;
@@ -31,7 +29,7 @@ errno_t copyBytes(const char* call, void* destination, rsize_t bound, const void
 errno_t copyText(const char* call, char* destination, rsize_t bound, rsize_t offset, const char* source,
                  rsize_t limit) {
     if (ScriptedPlatform::get().enter(call)) {
-        return kPlannedFailure;
+        return ScriptedPlatform::get().failureCode();
     }
     if (destination == nullptr || bound == 0) {
         return EINVAL;
@@ -70,7 +68,7 @@ errno_t memmove_s(void* destination, rsize_t bound, const void* source, rsize_t 
 
 errno_t memset_s(void* destination, rsize_t bound, int value, rsize_t count) {
     if (ScriptedPlatform::get().enter("memset_s")) {
-        return kPlannedFailure;
+        return ScriptedPlatform::get().failureCode();
     }
     if (destination == nullptr || count > bound) {
         return EINVAL;

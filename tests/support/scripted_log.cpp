@@ -1,12 +1,21 @@
-#include "scripted_platform.h"
-#include "tarn_platform/om_log.h"
+#include "scripted_log.h"
 
 #include <cstdarg>
 #include <cstdio>
 
+#include "scripted_platform.h"
+
+using tarn::test::scriptedLogClient;
 using tarn::test::ScriptedPlatform;
 
-uint32_t TarnOmLogClientInit(const char*, uint32_t) {
+tarn::test::ScriptedLogClient& tarn::test::scriptedLogClient() {
+    static ScriptedLogClient client;
+    return client;
+}
+
+uint32_t TarnOmLogClientInit(const char* name, uint32_t flag) {
+    scriptedLogClient().name = name;
+    scriptedLogClient().flag = flag;
     return ScriptedPlatform::get().enter("TarnOmLogClientInit") ? 77 : 0;
 }
 
@@ -14,7 +23,9 @@ uint32_t TarnOmLogClientUnInit(void) {
     return ScriptedPlatform::get().enter("TarnOmLogClientUnInit") ? 78 : 0;
 }
 
-uint32_t TarnOmLogCreateLog(const void*, ConfLogInfo* info) {
+uint32_t TarnOmLogCreateLog(const void* creationRecord, ConfLogInfo* info) {
+    scriptedLogClient().creation = *static_cast<const OmLogCreationRecord*>(creationRecord);
+    scriptedLogClient().info = info;
     if (ScriptedPlatform::get().enter("TarnOmLogCreateLog")) {
         return 79;
     }
@@ -30,5 +41,5 @@ void TarnOmLogModuleLogRecord(uint8_t level, uint16_t fileId, const char* fileNa
     va_start(arguments, format);
     std::vsnprintf(text, sizeof text, format, arguments);
     va_end(arguments);
-    ScriptedPlatform::get().addLog({level, fileId, std::string(fileName, fileNameLength), line, text});
+    ScriptedPlatform::get().addLog({level, fileId, std::string(fileName, fileNameLength), line, text, format});
 }

@@ -1,5 +1,7 @@
 #include "scripted_platform.h"
 
+#include "scripted_message.h"
+
 namespace tarn::test {
 
 ScriptedPlatform& ScriptedPlatform::get() {
@@ -14,7 +16,9 @@ void ScriptedPlatform::reset() {
     countdowns_.clear();
     anyCountdown_ = 0;
     failedCall_.clear();
+    failureCode_ = kDefaultFailureCode;
     logs_.clear();
+    allocations_.clear();
 }
 
 void ScriptedPlatform::failNth(const std::string& call, size_t n) {
@@ -27,6 +31,16 @@ void ScriptedPlatform::failNthOfAny(size_t n) {
     const std::lock_guard lock(mutex_);
     anyCountdown_ = n;
     failedCall_.clear();
+}
+
+void ScriptedPlatform::setFailureCode(int code) {
+    const std::lock_guard lock(mutex_);
+    failureCode_ = code;
+}
+
+int ScriptedPlatform::failureCode() const {
+    const std::lock_guard lock(mutex_);
+    return failureCode_;
 }
 
 bool ScriptedPlatform::failed() const {
@@ -66,6 +80,11 @@ std::vector<std::string> ScriptedPlatform::logTexts() const {
 void ScriptedPlatform::clearLogs() {
     const std::lock_guard lock(mutex_);
     logs_.clear();
+}
+
+std::vector<Allocation> ScriptedPlatform::allocations() const {
+    const std::lock_guard lock(mutex_);
+    return allocations_;
 }
 
 size_t ScriptedPlatform::liveBlocks() const {
@@ -110,6 +129,11 @@ void ScriptedPlatform::addLog(LogRecord record) {
     logs_.push_back(std::move(record));
 }
 
+void ScriptedPlatform::addAllocation(Allocation allocation) {
+    const std::lock_guard lock(mutex_);
+    allocations_.push_back(std::move(allocation));
+}
+
 void ScriptedPlatform::blockMade() {
     const std::lock_guard lock(mutex_);
     ++liveBlocks_;
@@ -132,6 +156,7 @@ void ScriptedPlatform::mutexGiven() {
 
 void ScriptedPlatformTest::SetUp() {
     platform.reset();
+    scriptedMessages() = {};
     blocksBefore_ = platform.liveBlocks();
 }
 

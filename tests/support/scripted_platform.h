@@ -21,6 +21,14 @@ struct LogRecord {
     std::string file;
     uint32_t line;
     std::string text; // "[function]message"
+    std::string format;
+};
+
+// A block that was asked for and given.
+struct Allocation {
+    uint32_t size;
+    uint32_t line;
+    std::string file;
 };
 
 class ScriptedPlatform {
@@ -34,6 +42,9 @@ class ScriptedPlatform {
     void failNth(const std::string& call, size_t n);
     // The n-th call from now on of any that can fail does fail.
     void failNthOfAny(size_t n);
+    // What a bounds-checked copy returns when it fails as planned; 400 unless a test says otherwise.
+    void setFailureCode(int code);
+    int failureCode() const;
     // Whether a planned failure has happened.
     bool failed() const;
     // The last call that failed as planned; empty when none did.
@@ -47,6 +58,7 @@ class ScriptedPlatform {
     std::vector<std::string> logTexts() const;
     void clearLogs();
 
+    std::vector<Allocation> allocations() const;
     size_t liveBlocks() const;
     int heldMutexes() const;
 
@@ -55,12 +67,15 @@ class ScriptedPlatform {
     // The same for calls that never fail in a sweep over all calls, such as those that give something back.
     bool enterInfallible(const char* call);
     void addLog(LogRecord record);
+    void addAllocation(Allocation allocation);
     void blockMade();
     void blockFreed();
     void mutexTaken();
     void mutexGiven();
 
  private:
+    static constexpr int kDefaultFailureCode = 400;
+
     bool enterLocked(const char* call, bool inSweep);
 
     mutable std::mutex mutex_;
@@ -69,12 +84,14 @@ class ScriptedPlatform {
     std::map<std::string, size_t> countdowns_;
     size_t anyCountdown_ = 0;
     std::string failedCall_;
+    int failureCode_ = kDefaultFailureCode;
     std::vector<LogRecord> logs_;
+    std::vector<Allocation> allocations_;
     size_t liveBlocks_ = 0;
     int heldMutexes_ = 0;
 };
 
-// Starts from a fresh scripted platform and ends with no block left and no mutex held.
+// Starts from a fresh scripted platform, message service included, and ends with no block left and no mutex held.
 class ScriptedPlatformTest : public testing::Test {
  protected:
     void SetUp() override;
