@@ -94,7 +94,10 @@ TARN_EXTERN_C_END
 
 #ifdef __cplusplus
 TARN_EXPORT_BEGIN
-/** @brief The part of a path behind its last '/' or '\\'; the whole path without one; possibly empty. */
+/**
+ * @brief The part of a path behind its last '/' or '\\'; the whole path without one. Empty for a path that ends in a
+ *        separator, and when memory is out.
+ */
 std::string GetFileName(const std::string& path);
 TARN_EXPORT_END
 #endif

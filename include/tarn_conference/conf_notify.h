@@ -77,6 +77,8 @@ uint32_t ConfCommSendNotifyAndResultToApp(uint32_t id, void* data, uint32_t len,
  * @param data  The bytes, not copied. Null delivers a plain notification first, and then packets with null data.
  * @param len   1 to `CONF_NOTIFY_MAX_BYTES`.
  * @return 0, whatever the callback answered; 1 for another length.
+ *
+ * Any thread may call it; a second caller waits for the first. The callback must not call it.
  */
 uint32_t ConfCommSendMultiPackNotifyToApp(uint32_t id, void* data, uint32_t len);
 
@@ -89,7 +91,10 @@ uint32_t ConfCommSendMultiPackNotifyToApp(uint32_t id, void* data, uint32_t len)
  */
 ConfMeetingServerMsgBlock* GenerateMeetingServerMsgBlock(const void* data, uint32_t len);
 
-/** @brief A block's size in bytes: its data length + 95, or 96 without data; 0 for null. */
+/**
+ * @brief A block's size in bytes: its data length + 95, or 96 without data; 0 for null. A data length too large for
+ *        any block gives 0xFFFFFFFF.
+ */
 uint32_t GetMeetingServerMsgBlockSize(const ConfMeetingServerMsgBlock* block);
 
 TARN_EXTERN_C_END

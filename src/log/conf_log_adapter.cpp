@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cstdarg>
 #include <cstring>
+#include <new>
 
 #include "base/log.h"
 #include "tarn_platform/bounds_checked.h"
@@ -31,6 +32,11 @@ uint32_t createLogFile(const char* name) {
     return TarnOmLogCreateLog(&record, &g_LogInfo);
 }
 
+// The file id is published by `ConfLogInit` while other threads may already be logging.
+uint16_t fileId() {
+    return std::atomic_ref(g_LogInfo.fileId).load(std::memory_order_relaxed);
+}
+
 // Apart from the level test, so that a record above the level does not pay for the buffers' stack frame.
 __attribute__((noinline)) void writeRecord(uint8_t level, const char* funcName, const char* fileName, uint32_t line,
                                            const char* format, va_list arguments) {
@@ -43,7 +49,7 @@ __attribute__((noinline)) void writeRecord(uint8_t level, const char* funcName, 
         return;
     }
     text.back() = '\0';
-    TarnOmLogModuleLogRecord(level, g_LogInfo.fileId, fileName, static_cast<uint8_t>(std::strlen(fileName)), line, "%s",
+    TarnOmLogModuleLogRecord(level, fileId(), fileName, static_cast<uint8_t>(std::strlen(fileName)), line, "%s",
                              text.data());
 }
 
@@ -65,7 +71,7 @@ uint32_t ConfLogUnInit(void) {
 }
 
 uint16_t GetConfLogFileId(void) {
-    return g_LogInfo.fileId;
+    return fileId();
 }
 
 uint8_t GetLogLevel(void) {
@@ -95,6 +101,10 @@ void ConfLogPrintf(int level, const char* funcName, const char* fileName, uint32
 }
 
 std::string GetFileName(const std::string& path) {
-    const size_t separator = path.find_last_of("/\\");
-    return separator == std::string::npos ? path : path.substr(separator + 1);
+    try {
+        const size_t separator = path.find_last_of("/\\");
+        return separator == std::string::npos ? path : path.substr(separator + 1);
+    } catch (const std::bad_alloc&) {
+        return {};
+    }
 }

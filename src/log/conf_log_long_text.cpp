@@ -72,7 +72,7 @@ void ConfLogPrintfStr(int level, const char* funcName, const char* fileName, uin
             ConfLogPrintf(level, funcName, fileName, line, "%s", piece.data());
         } else {
             // Without the level test: whoever reads the continuation of a filtered text relies on finding it.
-            TarnOmLogModuleLogRecord(static_cast<uint8_t>(level), g_LogInfo.fileId, fileName, fileNameLength, line,
+            TarnOmLogModuleLogRecord(static_cast<uint8_t>(level), GetConfLogFileId(), fileName, fileNameLength, line,
                                      "%s", piece.data());
         }
         first = false;
@@ -90,12 +90,13 @@ void ConfLogSegmentPrint(const char* fileName, uint32_t line, uint32_t level, co
     const int recordLevel = static_cast<int>(level);
     const char* rest = static_cast<const char*>(data);
     if (length < kUnsegmentedBelow) {
+        // A text up to its NUL, but never past the buffer: dumped packets have no NUL.
         ConfLogPrintf(recordLevel, __func__, kLogName, kWholeLine, "[%s : %d] \n%.*s", file, callerLine,
                       static_cast<int>(length), rest);
         return;
     }
     Segment segment;
-    const char* const tail = rest + length / kSegmentBytes * kSegmentBytes;
+    const char* const tail = rest + (length - length % kSegmentBytes);
     for (; rest != tail; rest += kSegmentBytes) {
         const int result = segment.fill(rest, kSegmentBytes);
         if (result < 0) {

@@ -1,5 +1,6 @@
 // The meeting-server message block: a header, the data, and a few spare bytes that readers of the block's size count
 // in.
+#include <algorithm>
 #include <cstring>
 #include <limits>
 
@@ -18,16 +19,18 @@ constexpr uint32_t kBlockOverhead = 95;
 constexpr uint32_t kEmptyBlockBytes = 96;
 constexpr size_t kDataOffset = offsetof(ConfMeetingServerMsgBlock, data);
 
+constexpr uint32_t kLongestData = std::numeric_limits<uint32_t>::max() - kBlockOverhead;
+
+// A length that no block can have comes from a broken one and counts as the largest, never as a small block.
 constexpr uint32_t blockBytes(uint32_t dataLength) {
-    return dataLength == 0 ? kEmptyBlockBytes : dataLength + kBlockOverhead;
+    return dataLength == 0 ? kEmptyBlockBytes : std::min(dataLength, kLongestData) + kBlockOverhead;
 }
 
 } // namespace
 
 ConfMeetingServerMsgBlock* GenerateMeetingServerMsgBlock(const void* data, uint32_t len) {
-    const bool countable = len <= std::numeric_limits<uint32_t>::max() - kBlockOverhead;
-    auto block = countable ? TARN_ALLOCATE(ConfMeetingServerMsgBlock, blockBytes(len))
-                           : tarn::detail::Accounted<ConfMeetingServerMsgBlock>();
+    auto block = len > kLongestData ? tarn::detail::Accounted<ConfMeetingServerMsgBlock>()
+                                    : TARN_ALLOCATE(ConfMeetingServerMsgBlock, blockBytes(len));
     if (block == nullptr) {
         TARN_LOG(CONF_LOG_ERROR, "%s", kNullPointerText);
         return nullptr;

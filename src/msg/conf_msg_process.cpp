@@ -75,7 +75,3 @@ uint32_t ConfCommMsgProcess(ConfCommMsgRecord* record) {
     }
     return 0;
 }
-
-bool ConfCommMsgCheckPermission(void) {
-    return true;
-}

@@ -57,13 +57,15 @@ class Answer {
 
     OsMsgRecord** receive() { return &record_; }
 
-    // The answered payload; null without one, and for one whose claimed data are not there.
-    const ConfCommMsgPayload* payload() const {
+    // The answered payload; null when none came, and for one that claims up to `longest` bytes of data without having
+    // them. More than `longest` are never read, so that claim stands.
+    const ConfCommMsgPayload* payload(uint32_t longest) const {
         if (record_ == nullptr || record_->payload == nullptr || record_->payloadLength < CONF_MSG_PAYLOAD_OVERHEAD) {
             return nullptr;
         }
         const auto* payload = static_cast<const ConfCommMsgPayload*>(record_->payload);
-        return payloadHoldsItsData(*payload, record_->payloadLength) ? payload : nullptr;
+        const bool readable = payload->dataLength > longest || payloadHoldsItsData(*payload, record_->payloadLength);
+        return readable ? payload : nullptr;
     }
 
     const uint8_t* data() const { return payloadData(record_->payload); }
@@ -131,7 +133,7 @@ uint32_t sendAndWait(const SynchronousKind& kind, const Call& call, void* data, 
     attachPayload(record, kind.kind, *payload);
 
     const uint32_t sent = OsMsgSynSend(&record, answer.receive(), timeout);
-    const ConfCommMsgPayload* const answered = sent == 0 ? answer.payload() : nullptr;
+    const ConfCommMsgPayload* const answered = sent == 0 ? answer.payload(call.dataLength) : nullptr;
     if (answered == nullptr) {
         TARN_LOG_AS(kind.function, CONF_LOG_ERROR, "ConfCommMsgSynSend OsMsgSynSend fail 0x%x %s %s.", sent,
                     kind.receiverWord, call.receiver);
@@ -178,8 +180,8 @@ uint32_t ConfCommMsgAsynSend(const char* recvProcName, ConfCommMsgHandler handle
     if (strcpy_s(record.receiverName, sizeof record.receiverName, recvProcName) != 0) {
         return CONF_MSG_ERR_SEND;
     }
-    // Unlike the synchronous sends, a length without data fails here: the copy refuses it.
-    if (dataLen != 0 && memcpy_s(payloadData(payload.get()), dataLen, data, dataLen) != 0) {
+    // Unlike the synchronous sends, a length without data fails here.
+    if (dataLen != 0 && (data == nullptr || memcpy_s(payloadData(payload.get()), dataLen, data, dataLen) != 0)) {
         return CONF_MSG_ERR_SEND;
     }
     if (strcpy_s(record.senderName, sizeof record.senderName, kSenderName) != 0) {

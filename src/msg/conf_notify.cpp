@@ -5,10 +5,14 @@
 
 #include "base/log.h"
 #include "base/platform_lock.h"
+#include "tarn_platform/os_message.h"
 
 namespace {
 
 constexpr const char* kLogName = "conf_msg_api";
+
+constexpr uint32_t kLargestMessageBytes = 4U * 1024 * 1024;
+static_assert(CONF_NOTIFY_PACKET_BYTES == kLargestMessageBytes - sizeof(OsMsgRecord), "a packet fills a message");
 
 std::atomic<ConfNotifyFunc> notifyFunc{nullptr};
 
