@@ -73,23 +73,33 @@ const std::string& directory() {
 
 } // namespace
 
-std::string hostSubdirectory(const std::string& name) {
-    std::string path = directory();
+int makeHostSubdirectory(const std::string& name, std::string& path) {
+    path = directory();
     if (path.empty()) {
-        return {};
+        return ENOENT;
     }
+    // It was there at the start, but somebody may have removed it since.
+    int error = makeOwnDirectory(path);
     size_t start = 0;
-    while (start < name.size()) {
+    while (error == 0 && start < name.size()) {
         const size_t end = std::min(name.find('/', start), name.size());
         path += "/" + name.substr(start, end - start);
-        const int error = makeOwnDirectory(path);
-        if (error != 0) {
-            report("cannot use the directory %s: %s", path.c_str(), std::strerror(error));
-            return {};
-        }
+        error = makeOwnDirectory(path);
         start = end + 1;
     }
-    return path;
+    return error;
+}
+
+std::string hostSubdirectory(const std::string& name) {
+    std::string path;
+    const int error = makeHostSubdirectory(name, path);
+    if (error == 0) {
+        return path;
+    }
+    if (!path.empty()) {
+        report("cannot use the directory %s: %s", path.c_str(), std::strerror(error));
+    }
+    return {};
 }
 
 } // namespace tarn::host

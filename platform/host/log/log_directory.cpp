@@ -1,0 +1,80 @@
+#include "log/log_directory.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <utility>
+
+#include "base/host_directory.h"
+
+namespace tarn::host {
+namespace {
+
+constexpr const char* kLockName = "/.lock";
+
+bool takenByAnother(int error) {
+    return error == EACCES || error == EAGAIN;
+}
+
+// 0 or an `errno` value.
+int lockWhole(int file) {
+    struct flock whole = {};
+    whole.l_type = F_WRLCK;
+    whole.l_whence = SEEK_SET;
+    return fcntl(file, F_SETLK, &whole) == 0 ? 0 : errno;
+}
+
+} // namespace
+
+bool isOpenFile(const std::string& path, int file) {
+    struct stat named = {};
+    struct stat open = {};
+    return lstat(path.c_str(), &named) == 0 && fstat(file, &open) == 0 && named.st_dev == open.st_dev &&
+           named.st_ino == open.st_ino;
+}
+
+int LogDirectory::claimNamed(const std::string& name) {
+    std::string path;
+    const int made = makeHostSubdirectory("log/" + name, path);
+    if (made != 0) {
+        // Not to be taken for a lock that another process holds.
+        return made == EACCES ? EPERM : made;
+    }
+    const std::string lockPath = path + kLockName;
+    const int file = open(lockPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600);
+    if (file < 0) {
+        return errno == EACCES ? EPERM : errno;
+    }
+    int error = lockWhole(file);
+    if (error == 0 && !isOpenFile(lockPath, file)) {
+        error = ESTALE; // Somebody removed the directory just now.
+    }
+    if (error != 0) {
+        close(file);
+        return error;
+    }
+    path_ = std::move(path);
+    lock_ = file;
+    return 0;
+}
+
+int LogDirectory::claim(const std::string& processName) {
+    if (lock_ >= 0 && isOpenFile(path_ + kLockName, lock_)) {
+        return 0;
+    }
+    release();
+    const int error = claimNamed(processName);
+    return takenByAnother(error) ? claimNamed(processName + "." + std::to_string(getpid())) : error;
+}
+
+void LogDirectory::release() {
+    if (lock_ >= 0) {
+        close(lock_);
+        lock_ = -1;
+    }
+    path_.clear();
+}
+
+} // namespace tarn::host

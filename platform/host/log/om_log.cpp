@@ -1,0 +1,125 @@
+// The log client's calls. A text is formatted before the client's lock is taken and on the caller's stack.
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+#include <new>
+
+#include "log/log_client.h"
+#include "tarn_host/host_log.h"
+#include "tarn_host/host_process.h"
+#include "tarn_platform/om_log.h"
+
+namespace {
+
+using tarn::host::kMaxRecordBytes;
+using tarn::host::LogClient;
+using tarn::host::LogRecord;
+
+// Callers log from within their error handling.
+class KeepErrno {
+ public:
+    KeepErrno() = default;
+    ~KeepErrno() { errno = saved_; }
+    KeepErrno(const KeepErrno&) = delete;
+    KeepErrno& operator=(const KeepErrno&) = delete;
+
+ private:
+    int saved_ = errno;
+};
+
+// Runs a call that yields 0 or an `errno` value and may run out of memory.
+template <typename Call>
+uint32_t guarded(Call call) {
+    try {
+        return call();
+    } catch (const std::bad_alloc&) {
+        return ENOMEM;
+    }
+}
+
+using Text = std::array<char, kMaxRecordBytes + 1>;
+
+// Length of the whole text, of which `text` has the start.
+size_t formatText(Text& text, const char* format, va_list arguments) {
+    const int length = format == nullptr ? -1 : std::vsnprintf(text.data(), text.size(), format, arguments);
+    if (length >= 0) {
+        return static_cast<size_t>(length);
+    }
+    constexpr std::string_view unusable = "(a text that cannot be formatted)";
+    std::copy(unusable.begin(), unusable.end(), text.begin());
+    return unusable.size();
+}
+
+std::string directoryOf(const char* processName) {
+    if (processName == nullptr) {
+        return LogClient::instance().directoryPath();
+    }
+    const char* root = TarnHostDir();
+    return root == nullptr ? std::string() : std::string(root) + "/log/" + processName;
+}
+
+} // namespace
+
+uint32_t TarnOmLogClientInit(const char* name, uint32_t) {
+    if (name == nullptr) {
+        return EINVAL;
+    }
+    return guarded([] { return LogClient::instance().connect(); });
+}
+
+uint32_t TarnOmLogClientUnInit(void) {
+    return guarded([] { return LogClient::instance().disconnect(); });
+}
+
+uint32_t TarnOmLogCreateLog(const void* creationRecord, ConfLogInfo* info) {
+    if (creationRecord == nullptr || info == nullptr) {
+        return EINVAL;
+    }
+    OmLogCreationRecord creation = {};
+    std::memcpy(&creation, creationRecord, sizeof creation);
+    return guarded([&] { return LogClient::instance().createFile(creation, info->fileId); });
+}
+
+void TarnOmLogModuleLogRecord(uint8_t level, uint16_t fileId, const char* fileName, uint8_t fileNameLength,
+                              uint32_t line, const char* format, ...) {
+    const KeepErrno keep;
+    Text text;
+    va_list arguments;
+    va_start(arguments, format);
+    const size_t textBytes = formatText(text, format, arguments);
+    va_end(arguments);
+    const LogRecord record = {level,
+                              fileName == nullptr ? std::string_view("?") : std::string_view(fileName, fileNameLength),
+                              line,
+                              {text.data(), std::min(textBytes, kMaxRecordBytes)},
+                              0};
+    // Nothing is allocated once the file is open; a record that fails to open it is lost with its memory.
+    guarded([&] {
+        LogClient::instance().write(fileId, record, textBytes);
+        return 0U;
+    });
+}
+
+uint32_t TarnHostLogDirectory(const char* processName, char* path, size_t pathBytes) {
+    if (path == nullptr || pathBytes == 0 || (processName != nullptr && std::strchr(processName, '/') != nullptr)) {
+        return EINVAL;
+    }
+    return guarded([&]() -> uint32_t {
+        const std::string directory = directoryOf(processName);
+        if (directory.empty()) {
+            return ENOENT;
+        }
+        if (directory.size() >= pathBytes) {
+            return ERANGE;
+        }
+        std::memcpy(path, directory.c_str(), directory.size() + 1);
+        return 0;
+    });
+}
+
+uint64_t TarnHostLogLostRecords(void) {
+    return LogClient::instance().lostRecords();
+}

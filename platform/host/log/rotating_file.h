@@ -1,0 +1,44 @@
+// A log file of limited size with a limited number of predecessors: "name", "name.1" (the newest), "name.2", ...
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace tarn::host {
+
+struct RotationLimits {
+    uint64_t maxBytes; // A line that would make the file longer starts a new one, unless the file is empty.
+    uint32_t kept;     // Predecessors.
+};
+
+class RotatingFile {
+ public:
+    constexpr RotatingFile() = default;
+    RotatingFile(const RotatingFile&) = delete;
+    RotatingFile& operator=(const RotatingFile&) = delete;
+
+    // Whether a file is open and still stands at its path; false asks for `open`.
+    bool current() const;
+
+    // Opens or creates the file. 0 or an `errno` value.
+    int open(const std::string& path);
+
+    void close();
+
+    // Starts a new file when the line does not fit any more. 0 or an `errno` value; on failure the old file goes on.
+    int makeRoom(size_t lineBytes, const RotationLimits& limits);
+
+    // Appends the line with one write. 0 or an `errno` value; a line that fits only in part is taken back.
+    int append(std::string_view line);
+
+ private:
+    int rotate(uint32_t kept);
+
+    std::string path_;
+    int file_ = -1;
+};
+
+} // namespace tarn::host
