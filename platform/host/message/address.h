@@ -1,0 +1,41 @@
+// Names of receivers and where their sockets and lock files stand.
+#pragma once
+
+#include <sys/socket.h>
+#include <sys/un.h>
+
+#include <string>
+#include <string_view>
+
+#include "message/descriptor.h"
+
+namespace tarn::host {
+
+// 1 to 15 characters that a file name may hold; not starting with '.'.
+bool validReceiverName(std::string_view name);
+
+// The directory of the sockets; empty, with the reason on standard error, when it cannot be used.
+std::string messageDirectory();
+std::string socketPath(const std::string& directory, std::string_view name);
+std::string lockPath(const std::string& directory, std::string_view name);
+
+// The address of a receiver's socket. A path too long for a socket address is reached through the open directory.
+class SocketAddress {
+ public:
+    // 0 or an errno.
+    int set(const std::string& directory, std::string_view name);
+    const sockaddr* get() const { return reinterpret_cast<const sockaddr*>(&address_); }
+    socklen_t size() const { return sizeof address_; }
+
+ private:
+    sockaddr_un address_ = {};
+    Descriptor directory_;
+};
+
+// A socket of the kind that both ends use; empty with `errno` on failure.
+Descriptor makeSocket();
+
+// The credentials of the process at the other end; 0, or EPERM for a process of another user.
+int checkPeer(int socket, ucred& peer);
+
+} // namespace tarn::host

@@ -1,0 +1,30 @@
+#include "message/descriptor.h"
+
+#include <unistd.h>
+
+namespace tarn::host {
+
+Descriptor::Descriptor(Service& owner, int descriptor) : owner_(&owner), descriptor_(descriptor) {
+    if (descriptor < 0) {
+        return;
+    }
+    const auto index = static_cast<size_t>(descriptor);
+    if (owner.descriptors.size() <= index) {
+        owner.descriptors.resize(index + 64);
+    }
+    owner.descriptors[index] = true;
+}
+
+void Descriptor::reset() {
+    // In a forked child the number is closed already and may belong to someone else.
+    if (descriptor_ >= 0 && owner_ == &service()) {
+        const int savedErrno = errno;
+        const std::lock_guard lock(owner_->descriptorMutex);
+        owner_->descriptors[static_cast<size_t>(descriptor_)] = false;
+        close(descriptor_);
+        errno = savedErrno;
+    }
+    descriptor_ = -1;
+}
+
+} // namespace tarn::host

@@ -1,0 +1,48 @@
+// An owned file descriptor that a forked child closes.
+#pragma once
+
+#include <cerrno>
+#include <utility>
+
+#include "message/service.h"
+
+namespace tarn::host {
+
+class Descriptor {
+ public:
+    Descriptor() = default;
+    Descriptor(Descriptor&& other) noexcept
+        : owner_(std::exchange(other.owner_, nullptr)), descriptor_(std::exchange(other.descriptor_, -1)) {}
+    Descriptor& operator=(Descriptor&& other) noexcept {
+        if (this != &other) {
+            reset();
+            owner_ = std::exchange(other.owner_, nullptr);
+            descriptor_ = std::exchange(other.descriptor_, -1);
+        }
+        return *this;
+    }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    ~Descriptor() { reset(); }
+
+    // `open` returns a new descriptor or -1 with `errno`; it must not wait, because no fork can happen meanwhile.
+    template <typename Open>
+    static Descriptor make(Open open) {
+        Service& owner = service();
+        const std::lock_guard lock(owner.descriptorMutex);
+        return Descriptor(owner, open());
+    }
+
+    int get() const { return descriptor_; }
+    explicit operator bool() const { return descriptor_ >= 0; }
+    // Keeps `errno`.
+    void reset();
+
+ private:
+    Descriptor(Service& owner, int descriptor);
+
+    Service* owner_ = nullptr;
+    int descriptor_ = -1;
+};
+
+} // namespace tarn::host

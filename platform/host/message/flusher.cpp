@@ -1,0 +1,120 @@
+#include "message/flusher.h"
+
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+
+#include "base/report.h"
+#include "message/deadline.h"
+#include "message/message_thread.h"
+#include "message/outgoing_connection.h"
+
+namespace tarn::host {
+namespace {
+
+constexpr size_t kMostQueued = size_t{256} * 1024 * 1024;
+constexpr uint32_t kDrainMs = 2000;
+constexpr int kRetryMs = 10;
+
+} // namespace
+
+bool Flusher::reserve(size_t bytes) {
+    if (reserved_.fetch_add(bytes, std::memory_order_relaxed) + bytes <= kMostQueued) {
+        return true;
+    }
+    release(bytes);
+    return false;
+}
+
+void Flusher::release(size_t bytes) {
+    reserved_.fetch_sub(bytes, std::memory_order_relaxed);
+}
+
+int Flusher::startThread() {
+    wake_ = Descriptor::make([] { return eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK); });
+    if (!wake_ || std::atexit([] { service().flusher->drain(); }) != 0) {
+        return wake_ ? ENOMEM : errno;
+    }
+    return startMessageThread(thread_, "msg-flush", [this] { run(); });
+}
+
+int Flusher::add(std::shared_ptr<OutgoingConnection> connection) {
+    const std::lock_guard lock(mutex_);
+    if (!thread_.joinable()) {
+        const int error = startThread();
+        if (error != 0) {
+            return error;
+        }
+    }
+    try {
+        connections_.push_back(std::move(connection));
+    } catch (const std::bad_alloc&) {
+        return ENOMEM;
+    }
+    const uint64_t one = 1;
+    // A full eventfd wakes the thread as well.
+    [[maybe_unused]] const ssize_t written = write(wake_.get(), &one, sizeof one);
+    return 0;
+}
+
+std::vector<std::shared_ptr<OutgoingConnection>> Flusher::waiting() {
+    const std::lock_guard lock(mutex_);
+    return connections_;
+}
+
+void Flusher::remove(const std::shared_ptr<OutgoingConnection>& connection) {
+    const std::lock_guard lock(mutex_);
+    // A message may have been queued again since the flush; then `add` has put a second entry, which stays.
+    connections_.erase(std::find(connections_.begin(), connections_.end(), connection));
+    if (connections_.empty()) {
+        emptied_.notify_all();
+    }
+}
+
+// One round: waits until a socket has room, and sends.
+void Flusher::serve() {
+    const std::vector<std::shared_ptr<OutgoingConnection>> connections = waiting();
+    std::vector<pollfd> wanted = {{wake_.get(), POLLIN, 0}};
+    for (const auto& connection : connections) {
+        wanted.push_back({connection->socket(), POLLOUT, 0});
+    }
+    poll(wanted.data(), wanted.size(), -1);
+    if (wanted[0].revents != 0) {
+        uint64_t count = 0;
+        [[maybe_unused]] const ssize_t taken = read(wake_.get(), &count, sizeof count);
+    }
+    for (size_t i = 0; i < connections.size(); i++) {
+        if (wanted[i + 1].revents != 0 && connections[i]->flush() != EAGAIN) {
+            remove(connections[i]);
+        }
+    }
+}
+
+void Flusher::run() {
+    while (true) {
+        try {
+            serve();
+        } catch (const std::bad_alloc&) {
+            poll(nullptr, 0, kRetryMs);
+        }
+    }
+}
+
+void Flusher::drain() {
+    const Deadline deadline(kDrainMs);
+    {
+        std::unique_lock lock(mutex_);
+        if (emptied_.wait_until(lock, deadline.end(), [this] { return connections_.empty(); })) {
+            return;
+        }
+    }
+    for (const auto& connection : waiting()) {
+        report("%zu bytes of messages to %s are lost: it did not take them", connection->queuedBytes(),
+               connection->receiver().c_str());
+    }
+}
+
+} // namespace tarn::host

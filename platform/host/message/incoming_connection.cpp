@@ -1,0 +1,52 @@
+#include "message/incoming_connection.h"
+
+#include <new>
+
+namespace tarn::host {
+namespace {
+
+bool requestFrame(const FrameHeader& header) {
+    switch (header.type) {
+        case FrameType::kHello:
+            return header.payloadLength <= kMaxHello && header.blockLength == 0;
+        case FrameType::kCall:
+        case FrameType::kPost:
+            return header.blockLength == 0;
+        default:
+            return false;
+    }
+}
+
+} // namespace
+
+IncomingConnection::IncomingConnection(Descriptor socket, const ucred& peer)
+    : socket_(std::move(socket)), peer_(peer), reader_(requestFrame) {}
+
+int IncomingConnection::send(Gather pieces) {
+    int error = keepsBytes() ? EAGAIN : pieces.send(socket_.get());
+    if (error == EAGAIN) {
+        try {
+            pieces.appendRest(kept_);
+            return 0;
+        } catch (const std::bad_alloc&) {
+            error = ENOMEM;
+        }
+    }
+    broken_ = error != 0;
+    return error;
+}
+
+int IncomingConnection::sendKept() {
+    Gather rest;
+    rest.add(kept_.data() + keptSent_, kept_.size() - keptSent_);
+    const int error = rest.send(socket_.get());
+    keptSent_ = kept_.size() - rest.remaining();
+    if (error == 0) {
+        kept_ = {};
+        keptSent_ = 0;
+    }
+    broken_ = error != 0 && error != EAGAIN;
+    return error;
+}
+
+} // namespace tarn::host

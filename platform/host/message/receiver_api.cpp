@@ -1,0 +1,131 @@
+// Starting, stopping and listing receivers.
+#include <dirent.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+
+#include "message/address.h"
+#include "message/receiver.h"
+#include "tarn_host/host_message.h"
+
+namespace tarn::host {
+namespace {
+
+constexpr std::string_view kLockSuffix = ".lock";
+
+TarnHostReceiver entry(const std::string& name, pid_t pid, uint64_t startTime) {
+    TarnHostReceiver receiver = {};
+    name.copy(receiver.name, sizeof receiver.name - 1);
+    receiver.pid = static_cast<uint32_t>(pid);
+    receiver.startTime = startTime;
+    return receiver;
+}
+
+uint32_t start(const char* processName, RecordCallback onRecord) {
+    Service& own = service();
+    const std::lock_guard lock(own.receiverMutex);
+    if (own.receivers.contains(processName)) {
+        return EADDRINUSE;
+    }
+    auto receiver = std::make_shared<Receiver>(processName, onRecord);
+    // The entry first: it is what may run out of memory.
+    const auto place = own.receivers.emplace(processName, receiver).first;
+    const int error = receiver->start(receiver);
+    if (error != 0) {
+        own.receivers.erase(place);
+    }
+    return static_cast<uint32_t>(error);
+}
+
+std::shared_ptr<Receiver> closeAndRemove(const char* processName) {
+    Service& own = service();
+    const std::lock_guard lock(own.receiverMutex);
+    const auto found = own.receivers.find(processName);
+    if (found == own.receivers.end()) {
+        return nullptr;
+    }
+    std::shared_ptr<Receiver> receiver = std::move(found->second);
+    own.receivers.erase(found);
+    receiver->close();
+    return receiver;
+}
+
+// Receivers of other processes: this process's own lock files must not be opened and closed.
+void listOthers(const Service& own, std::vector<TarnHostReceiver>& all) {
+    const std::string directory = messageDirectory();
+    const std::unique_ptr<DIR, int (*)(DIR*)> open(directory.empty() ? nullptr : opendir(directory.c_str()), closedir);
+    if (open == nullptr) {
+        return;
+    }
+    while (const dirent* file = readdir(open.get())) {
+        std::string_view name = file->d_name;
+        if (!name.ends_with(kLockSuffix)) {
+            continue;
+        }
+        name.remove_suffix(kLockSuffix.size());
+        LockHolder holder;
+        if (validReceiverName(name) && !own.receivers.contains(std::string(name)) &&
+            readLockHolder(lockPath(directory, name), holder)) {
+            all.push_back(entry(std::string(name), holder.pid, holder.startTime));
+        }
+    }
+}
+
+uint32_t list(TarnHostReceiver* receivers, uint32_t capacity, uint32_t* count) {
+    Service& own = service();
+    const std::lock_guard lock(own.receiverMutex);
+    std::vector<TarnHostReceiver> all;
+    for (const auto& [name, receiver] : own.receivers) {
+        all.push_back(entry(name, getpid(), receiver->startTime()));
+    }
+    listOthers(own, all);
+    std::sort(all.begin(), all.end(), [](const TarnHostReceiver& left, const TarnHostReceiver& right) {
+        return std::strcmp(left.name, right.name) < 0;
+    });
+    std::copy_n(all.begin(), std::min<size_t>(capacity, all.size()), receivers);
+    *count = static_cast<uint32_t>(all.size());
+    return 0;
+}
+
+} // namespace
+} // namespace tarn::host
+
+uint32_t OsMsgReceiverStart(const char* processName, void (*onRecord)(OsMsgRecord*)) {
+    if (processName == nullptr || onRecord == nullptr || !tarn::host::validReceiverName(processName)) {
+        return EINVAL;
+    }
+    try {
+        return tarn::host::start(processName, onRecord);
+    } catch (const std::bad_alloc&) {
+        return ENOMEM;
+    }
+}
+
+uint32_t OsMsgReceiverStop(const char* processName) {
+    if (processName == nullptr || !tarn::host::validReceiverName(processName)) {
+        return EINVAL;
+    }
+    try {
+        const std::shared_ptr<tarn::host::Receiver> receiver = tarn::host::closeAndRemove(processName);
+        if (receiver == nullptr) {
+            return ENOENT;
+        }
+        receiver->join();
+        return 0;
+    } catch (const std::bad_alloc&) {
+        return ENOMEM;
+    }
+}
+
+uint32_t TarnHostReceiverList(TarnHostReceiver* receivers, uint32_t capacity, uint32_t* count) {
+    if (count == nullptr || (receivers == nullptr && capacity != 0)) {
+        return EINVAL;
+    }
+    try {
+        return tarn::host::list(receivers, capacity, count);
+    } catch (const std::bad_alloc&) {
+        return ENOMEM;
+    }
+}

@@ -1,0 +1,52 @@
+#include "message/service.h"
+
+#include <pthread.h>
+#include <unistd.h>
+
+#include <atomic>
+
+#include "message/flusher.h"
+#include "message/receiver.h"
+#include "message/thread_connections.h"
+
+namespace tarn::host {
+namespace {
+
+// Never destroyed: threads of the service may run until the process is gone.
+std::atomic<Service*> current = nullptr;
+std::once_flag started;
+
+void beforeFork() {
+    current.load()->descriptorMutex.lock();
+}
+
+void afterForkInParent() {
+    current.load()->descriptorMutex.unlock();
+}
+
+void afterForkInChild() {
+    Service* parents = current.load();
+    for (size_t descriptor = 0; descriptor < parents->descriptors.size(); descriptor++) {
+        if (parents->descriptors[descriptor]) {
+            close(static_cast<int>(descriptor));
+        }
+    }
+    auto* fresh = new Service;
+    fresh->inherited = parents;
+    current.store(fresh);
+    forgetThreadConnections();
+}
+
+} // namespace
+
+Service::Service() : flusher(std::make_unique<Flusher>()) {}
+
+Service& service() {
+    std::call_once(started, [] {
+        current.store(new Service);
+        pthread_atfork(beforeFork, afterForkInParent, afterForkInChild);
+    });
+    return *current.load(std::memory_order_acquire);
+}
+
+} // namespace tarn::host
