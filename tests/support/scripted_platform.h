@@ -9,6 +9,7 @@
 #include <functional>
 #include <map>
 #include <mutex>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -22,6 +23,11 @@ struct LogRecord {
     uint32_t line;
     std::string text; // "[function]message"
     std::string format;
+
+    friend std::ostream& operator<<(std::ostream& out, const LogRecord& record) {
+        return out << record.file << ':' << record.line << " level " << int{record.level} << " \"" << record.text
+                   << '"';
+    }
 };
 
 // A block that was asked for and given.

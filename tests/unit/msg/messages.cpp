@@ -1,0 +1,385 @@
+// Calls between processes: what is sent, what is made of the answer, and how a received call is run.
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "scripted_message.h"
+#include "scripted_platform.h"
+#include "tarn_conference/conf_msg.h"
+#include "tarn_conference/conf_notify.h"
+#include "tarn_platform/os_memory.h"
+
+namespace {
+
+using tarn::test::scriptedMessages;
+using tarn::test::sweepPlatformFailures;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+using Bytes = std::vector<uint8_t>;
+
+constexpr uint32_t kOverhead = CONF_MSG_PAYLOAD_OVERHEAD;
+constexpr size_t kDataOffset = 20;
+constexpr uint32_t kResult = 0x1234;
+
+bool permitted = true;
+
+struct SenderAndText {
+    decltype(&ConfCommMsgSynSendImpl) send;
+    const char* text;
+};
+
+struct Handled {
+    uint32_t msgId;
+    Bytes data;
+    bool dataWasNull;
+};
+std::vector<Handled> handled;
+
+uint32_t rememberingHandler(uint32_t msgId, void* data, uint32_t dataLen) {
+    auto* const bytes = static_cast<uint8_t*>(data);
+    handled.push_back({msgId, bytes == nullptr ? Bytes() : Bytes(bytes, bytes + dataLen), data == nullptr});
+    std::for_each(bytes, bytes + (bytes == nullptr ? 0 : dataLen), [](uint8_t& byte) { ++byte; });
+    return kResult;
+}
+
+uint32_t attachingHandler(uint32_t, void* data, uint32_t) {
+    void* block = OsMemMallocSetCharMon(16, 0, 0, 0, 1, "handler");
+    std::memcpy(static_cast<uint8_t*>(data) + offsetof(ConfMeetingServerMsgBlock, result), &block, sizeof block);
+    return kResult;
+}
+
+uint32_t fieldOf(const Bytes& payload, size_t offset) {
+    uint32_t value = 0;
+    std::memcpy(&value, payload.data() + offset, sizeof value);
+    return value;
+}
+
+// A payload as a sender makes it, and changes to it.
+struct Payload {
+    Bytes bytes;
+
+    Payload(ConfCommMsgHandler handler, uint32_t msgId, const Bytes& data) : bytes(data.size() + kOverhead) {
+        std::memcpy(bytes.data(), &handler, sizeof handler);
+        set(12, msgId);
+        set(16, static_cast<uint32_t>(data.size()));
+        std::copy(data.begin(), data.end(), bytes.begin() + kDataOffset);
+    }
+    Payload& set(size_t offset, uint32_t value) {
+        std::memcpy(bytes.data() + offset, &value, sizeof value);
+        return *this;
+    }
+};
+
+Bytes answerOf(uint32_t result, const Bytes& data) {
+    return Payload(nullptr, 0, data).set(8, result).bytes;
+}
+
+class MessageTest : public tarn::test::ScriptedPlatformTest {
+ protected:
+    void SetUp() override {
+        ScriptedPlatformTest::SetUp();
+        permitted = true;
+        handled.clear();
+    }
+
+    static void answerWith(const Bytes& payload) {
+        scriptedMessages().answer = [payload](const Bytes&) { return payload; };
+    }
+
+    // Runs a received record; its payload block is exactly as long as the bytes, so that a sanitizer sees an overrun.
+    static uint32_t process(Payload& payload, uint32_t kind, uint32_t responseWanted) {
+        OsMsgRecord record = {};
+        record.kind = kind;
+        record.responseWanted = responseWanted;
+        record.senderUid = 1000;
+        record.payload = payload.bytes.data();
+        record.payloadLength = static_cast<uint32_t>(payload.bytes.size());
+        return ConfCommMsgProcess(&record);
+    }
+};
+
+TEST_F(MessageTest, SynchronousCallSendsAWholePayload) {
+    Bytes data = {1, 2, 3, 4, 5};
+    answerWith(answerOf(kResult, {9, 8, 7}));
+    EXPECT_EQ(ConfCommMsgSynSendImpl("exactly15chars_", rememberingHandler, 66, data.data(), 5, 250), kResult);
+    EXPECT_EQ(data, (Bytes{9, 8, 7, 4, 5}));
+
+    const auto& sent = scriptedMessages().synchronous.at(0);
+    EXPECT_EQ(sent.payload, Payload(rememberingHandler, 66, {1, 2, 3, 4, 5}).bytes);
+    EXPECT_EQ(sent.timeoutMs, 250U);
+    OsMsgRecord expected = {};
+    expected.kind = 1;
+    std::strcpy(expected.senderName, "TarnUIConf");
+    std::strcpy(expected.receiverName, "exactly15chars_");
+    expected.payloadLength = 29;
+    expected.payload = sent.record.payload;
+    EXPECT_EQ(std::memcmp(&sent.record, &expected, sizeof expected), 0);
+    EXPECT_EQ(platform.allocations().at(0).size, 29U);
+    EXPECT_EQ(platform.allocations().at(0).file, "conf_msg_api");
+    EXPECT_THAT(platform.calls(), ElementsAre("OsMemMallocSetCharMon", "strcpy_s", "memcpy_s", "OsMsgSynSend",
+                                              "memcpy_s", "OsMsgSynRespFree", "OSMemTypeFreeMon"));
+
+    ConfCommMsgSynSend("peer", rememberingHandler, 1, data.data(), 5);
+    EXPECT_EQ(scriptedMessages().synchronous.at(1).timeoutMs, 3000U);
+    ConfCommMsgSynSendImplHaveResp("peer", rememberingHandler, 1, data.data(), 5, 7);
+    EXPECT_EQ(scriptedMessages().synchronous.at(2).record.kind, 2U);
+    EXPECT_THAT(platform.logs(), IsEmpty());
+}
+
+TEST_F(MessageTest, CallWithoutDataOrWithoutABuffer) {
+    Bytes data = {1, 2};
+    answerWith(answerOf(kResult, {}));
+    EXPECT_EQ(ConfCommMsgSynSendImpl("peer", rememberingHandler, 1, data.data(), 0, 1), kResult);
+    EXPECT_EQ(scriptedMessages().synchronous.at(0).payload.size(), kOverhead);
+    EXPECT_EQ(platform.count("memcpy_s"), 0U);
+
+    // Without a buffer the area travels all the same, and nothing is copied back.
+    answerWith(answerOf(kResult, {5, 5, 5}));
+    EXPECT_EQ(ConfCommMsgSynSendImpl("peer", rememberingHandler, 1, nullptr, 3, 1), kResult);
+    EXPECT_EQ(scriptedMessages().synchronous.at(1).payload, Payload(rememberingHandler, 1, {0, 0, 0}).bytes);
+    EXPECT_EQ(ConfCommMsgSynSendImplHaveResp("peer", rememberingHandler, 1, nullptr, 3, 1), kResult);
+    EXPECT_EQ(platform.count("memcpy_s"), 0U);
+}
+
+TEST_F(MessageTest, BadArgumentsSendNothing) {
+    const std::string longName(200, 'n');
+    Bytes data(8);
+    for (const auto& [send, name] : {SenderAndText{ConfCommMsgSynSendImpl, "ConfCommMsgSynSendImpl"},
+                                     SenderAndText{ConfCommMsgSynSendImplHaveResp, "ConfCommMsgSynSendImplHaveResp"}}) {
+        platform.reset();
+        EXPECT_EQ(send(nullptr, rememberingHandler, 1, data.data(), 8, 1), CONF_MSG_ERR_SEND);
+        EXPECT_EQ(send("peer", nullptr, 1, data.data(), 8, 1), CONF_MSG_ERR_SEND);
+        EXPECT_EQ(send("peer", rememberingHandler, 1, data.data(), 0xFFFFFFFF, 1), CONF_MSG_ERR_SEND);
+        EXPECT_EQ(send("peer", rememberingHandler, 1, data.data(), 0xFFFFFFFF - 23, 1), CONF_MSG_ERR_SEND);
+        EXPECT_EQ(platform.count("OsMemMallocSetCharMon"), 0U);
+        EXPECT_EQ(send("sixteen_chars___", rememberingHandler, 1, data.data(), 8, 1), CONF_MSG_ERR_SEND);
+        EXPECT_EQ(send(longName.c_str(), rememberingHandler, 1, data.data(), 8, 1), CONF_MSG_ERR_SEND);
+        const std::string null = "[" + std::string(name) + "]Null ptr.";
+        const std::string copy = "[" + std::string(name) + "]ConfCommMsgSynSend strcpy_s fail";
+        EXPECT_THAT(platform.logTexts(), ElementsAre(null, null, null, null, copy, copy));
+        EXPECT_EQ(platform.logs().at(0).level, 1);
+        EXPECT_EQ(platform.logs().at(0).file, "conf_msg_api");
+    }
+    platform.reset();
+    EXPECT_EQ(ConfCommMsgAsynSend(nullptr, rememberingHandler, 1, data.data(), 8), CONF_MSG_ERR_SEND);
+    EXPECT_EQ(ConfCommMsgAsynSend("peer", nullptr, 1, data.data(), 8), CONF_MSG_ERR_SEND);
+    EXPECT_EQ(ConfCommMsgAsynSend("peer", rememberingHandler, 1, nullptr, 8), CONF_MSG_ERR_SEND);
+    EXPECT_EQ(ConfCommMsgAsynSend("peer", rememberingHandler, 1, data.data(), 0xFFFFFFFF), CONF_MSG_ERR_SEND);
+    EXPECT_EQ(ConfCommMsgAsynSend("sixteen_chars___", rememberingHandler, 1, data.data(), 8), CONF_MSG_ERR_SEND);
+    EXPECT_THAT(platform.logs(), IsEmpty());
+    EXPECT_THAT(scriptedMessages().synchronous, IsEmpty());
+    EXPECT_THAT(scriptedMessages().asynchronous, IsEmpty());
+}
+
+TEST_F(MessageTest, AnswerLongerThanTheBuffer) {
+    Bytes data = {1, 2};
+    for (const Bytes& answer :
+         {answerOf(kResult, {7, 7, 7}), Payload(nullptr, 0, {}).set(8, kResult).set(16, 3).bytes}) {
+        answerWith(answer);
+        EXPECT_EQ(ConfCommMsgSynSendImpl("peer", rememberingHandler, 1, data.data(), 2, 1), kResult);
+        EXPECT_EQ(data, (Bytes{1, 2}));
+        EXPECT_THAT(platform.logs(), IsEmpty());
+    }
+    answerWith(answerOf(kResult, {7, 7, 7}));
+    EXPECT_EQ(ConfCommMsgSynSendImplHaveResp("peer", rememberingHandler, 1, data.data(), 2, 1), CONF_MSG_ERR_SEND);
+    EXPECT_EQ(ConfCommMsgSynSendImplHaveResp("peer", rememberingHandler, 1, data.data(), 0, 1), CONF_MSG_ERR_SEND);
+    const std::string head = "[ConfCommMsgSynSendImplHaveResp]ConfCommMsgSynSend memcpy_s fail, ret:";
+    EXPECT_THAT(platform.logTexts(),
+                ElementsAre(head + std::to_string(ERANGE) + " [2, 3]", head + std::to_string(ERANGE) + " [0, 3]"));
+}
+
+TEST_F(MessageTest, UnusableAnswersFailTheCall) {
+    Bytes data = {1, 2};
+    const auto claimsMore = Payload(nullptr, 0, {}).set(16, 2).bytes; // 24 bytes: room for 4 bytes of data
+    answerWith(claimsMore);
+    EXPECT_EQ(ConfCommMsgSynSendImpl("peer", rememberingHandler, 1, data.data(), 2, 1), 0U);
+    data.assign(100, 1);
+    for (const Bytes& answer : {Bytes(), Bytes(1), Bytes(23), Payload(nullptr, 0, {}).set(16, 5).bytes,
+                                Payload(nullptr, 0, {3}).set(16, 100).bytes}) {
+        for (const auto& [send, text] :
+             {SenderAndText{ConfCommMsgSynSendImpl,
+                            "[ConfCommMsgSynSendImpl]ConfCommMsgSynSend OsMsgSynSend fail 0x0 recvProcName peer."},
+              SenderAndText{
+                  ConfCommMsgSynSendImplHaveResp,
+                  "[ConfCommMsgSynSendImplHaveResp]ConfCommMsgSynSend OsMsgSynSend fail 0x0 recvTaskName peer."}}) {
+            platform.clearLogs();
+            answerWith(answer);
+            EXPECT_EQ(send("peer", rememberingHandler, 1, data.data(), 100, 1), CONF_MSG_ERR_SEND) << answer.size();
+            EXPECT_THAT(platform.logTexts(), ElementsAre(text)) << answer.size();
+        }
+    }
+    EXPECT_EQ(data, Bytes(100, 1));
+    scriptedMessages().noAnswerRecord = true;
+    EXPECT_EQ(ConfCommMsgSynSend("peer", rememberingHandler, 1, data.data(), 100), CONF_MSG_ERR_SEND);
+}
+
+TEST_F(MessageTest, EveryFailureOfASendIsReportedAndGivesEverythingBack) {
+    Bytes data = {1, 2, 3};
+    uint32_t result = 0;
+    answerWith(answerOf(kResult, {9, 9, 9}));
+    for (const auto send : {ConfCommMsgSynSendImpl, ConfCommMsgSynSendImplHaveResp}) {
+        sweepPlatformFailures(
+            [&] {
+                data = {1, 2, 3};
+                result = send("peer", rememberingHandler, 1, data.data(), 3, 1);
+            },
+            [&](size_t, bool failureHappened) {
+                EXPECT_EQ(result, failureHappened ? CONF_MSG_ERR_SEND : kResult);
+                EXPECT_EQ(data, failureHappened ? (Bytes{1, 2, 3}) : (Bytes{9, 9, 9}));
+                EXPECT_EQ(platform.logs().size(), failureHappened ? 1U : 0U);
+            });
+    }
+    sweepPlatformFailures([&] { result = ConfCommMsgAsynSend("peer", rememberingHandler, 1, data.data(), 3); },
+                          [&](size_t, bool failureHappened) {
+                              EXPECT_EQ(result, failureHappened ? CONF_MSG_ERR_SEND : 0);
+                              EXPECT_EQ(platform.logs().size(), platform.failedCall() == "OsMsgAsynSend" ? 1U : 0U);
+                          });
+
+    const auto logAfterFailing = [&](const char* call, size_t n) {
+        platform.reset();
+        platform.failNth(call, n);
+        ConfCommMsgSynSend("peer", rememberingHandler, 1, data.data(), 3);
+        return platform.logTexts().at(0);
+    };
+    EXPECT_EQ(logAfterFailing("memcpy_s", 1), "[ConfCommMsgSynSendImpl]ConfCommMsgSynSend memcpy_s fail!");
+    EXPECT_EQ(logAfterFailing("memcpy_s", 2),
+              "[ConfCommMsgSynSendImpl]ConfCommMsgSynSend memcpy_s fail, ret:400 [3, 3]");
+    EXPECT_EQ(logAfterFailing("OsMsgSynSend", 1),
+              "[ConfCommMsgSynSendImpl]ConfCommMsgSynSend OsMsgSynSend fail 0x77 recvProcName peer.");
+}
+
+TEST_F(MessageTest, AsynchronousCall) {
+    const Bytes data = {4, 5};
+    EXPECT_EQ(ConfCommMsgAsynSend("peer", rememberingHandler, 8, data.data(), 2), 0U);
+    EXPECT_EQ(ConfCommMsgAsynSend("peer", rememberingHandler, 9, nullptr, 0), 0U);
+    const auto& sent = scriptedMessages().asynchronous;
+    EXPECT_EQ(sent.at(0).payload, Payload(rememberingHandler, 8, data).bytes);
+    EXPECT_EQ(sent.at(0).record.kind, 1U);
+    EXPECT_STREQ(sent.at(0).record.senderName, "TarnUIConf");
+    EXPECT_STREQ(sent.at(0).record.receiverName, "peer");
+    EXPECT_EQ(sent.at(1).payload, Payload(rememberingHandler, 9, {}).bytes);
+
+    platform.failNth("OsMsgAsynSend", 1);
+    EXPECT_EQ(ConfCommMsgAsynSend("peer", rememberingHandler, 8, data.data(), 2), CONF_MSG_ERR_SEND);
+    EXPECT_THAT(platform.logTexts(),
+                ElementsAre("[ConfCommMsgAsynSend]ConfCommMsgAsynSend OsMsgAsynSend fail 0x78 recvProcName peer"));
+}
+
+TEST_F(MessageTest, ReceivedCallRunsItsHandlerAndAnswersWhoeverWaits) {
+    Payload payload(rememberingHandler, 12, {1, 2, 3});
+    EXPECT_EQ(process(payload, 1, 0), 0U);
+    EXPECT_EQ(platform.count("OsMsgSynSendResp"), 0U);
+    EXPECT_EQ(handled.at(0).msgId, 12U);
+    EXPECT_EQ(handled.at(0).data, (Bytes{1, 2, 3}));
+
+    EXPECT_EQ(process(payload, 2, 1), 0U);
+    const Bytes& response = scriptedMessages().responses.at(0);
+    EXPECT_EQ(response.size(), 3 + kOverhead);
+    EXPECT_EQ(fieldOf(response, 8), kResult);
+    EXPECT_EQ(response[kDataOffset], 3); // raised by one in both runs
+
+    Payload empty(rememberingHandler, 13, {});
+    EXPECT_EQ(process(empty, 1, 1), 0U);
+    EXPECT_TRUE(handled.at(2).dataWasNull);
+    EXPECT_EQ(process(empty, 1, 2), 0U); // only 1 asks for an answer
+    EXPECT_EQ(scriptedMessages().responses.size(), 2U);
+    EXPECT_THAT(platform.logs(), IsEmpty());
+}
+
+TEST_F(MessageTest, UnusableRecordsRunNothing) {
+    Payload payload(rememberingHandler, 1, {1, 2, 3});
+    EXPECT_EQ(ConfCommMsgProcess(nullptr), 1U);
+    for (const uint32_t kind : {0U, 3U, 0xFFFFFFFFU}) {
+        EXPECT_EQ(process(payload, kind, 1), 1U);
+    }
+    OsMsgRecord record = {};
+    record.kind = 1;
+    record.payloadLength = 24;
+    EXPECT_EQ(ConfCommMsgProcess(&record), CONF_MSG_ERR_PAYLOAD);
+    EXPECT_THAT(platform.logTexts(), ElementsAre("[ConfCommMsgProcess]Null ptr.", "[ConfCommMsgProcess]Null ptr."));
+
+    platform.clearLogs();
+    for (const size_t length : {0U, 1U, 23U}) {
+        Bytes bytes(length + 1);
+        record.payload = bytes.data();
+        record.payloadLength = static_cast<uint32_t>(length);
+        EXPECT_EQ(ConfCommMsgProcess(&record), CONF_MSG_ERR_PAYLOAD);
+    }
+    // Headers that claim more than there is: the last of the spare bytes is the last that can be data.
+    EXPECT_EQ(process(payload.set(16, 8), 1, 1), CONF_MSG_ERR_PAYLOAD);
+    EXPECT_EQ(process(payload.set(16, 0xFFFFFFFF), 1, 1), CONF_MSG_ERR_PAYLOAD);
+    EXPECT_THAT(platform.logTexts(), ElementsAre("[ConfCommMsgProcess]Check param fail! dataLen:0 invalid.",
+                                                 "[ConfCommMsgProcess]Check param fail! dataLen:1 invalid.",
+                                                 "[ConfCommMsgProcess]Check param fail! dataLen:23 invalid.",
+                                                 "[ConfCommMsgProcess]Check param fail! dataLen:8 invalid.",
+                                                 "[ConfCommMsgProcess]Check param fail! dataLen:4294967295 invalid."));
+    EXPECT_THAT(handled, IsEmpty());
+    EXPECT_EQ(process(payload.set(16, 7), 1, 0), 0U);
+
+    platform.clearLogs();
+    Payload noHandler(nullptr, 1, {});
+    EXPECT_EQ(process(noHandler, 1, 1), 1U);
+    EXPECT_THAT(platform.logTexts(), ElementsAre("[ConfCommMsgProcess]Null ptr."));
+    EXPECT_EQ(platform.count("OsMsgSynSendResp"), 0U);
+}
+
+TEST_F(MessageTest, RefusedSenderRunsNothing) {
+    permitted = false;
+    Payload payload(rememberingHandler, 1, {1});
+    EXPECT_EQ(process(payload, 2, 1), CONF_MSG_ERR_PERMISSION);
+    ASSERT_EQ(platform.logs().size(), 1U);
+    EXPECT_EQ(platform.logs()[0].level, 3);
+    EXPECT_EQ(platform.logs()[0].text,
+              "[ConfCommMsgProcess]Permission deny! MeetingProcessKeymMsg no permission: uid = 1000, msgid = 2.");
+    EXPECT_THAT(handled, IsEmpty());
+    // An unknown kind is not worth asking, a missing payload is.
+    EXPECT_EQ(process(payload, 3, 1), 1U);
+    OsMsgRecord record = {};
+    record.kind = 1;
+    EXPECT_EQ(ConfCommMsgProcess(&record), CONF_MSG_ERR_PERMISSION);
+    EXPECT_EQ(platform.count("OsMsgSynSendResp"), 0U);
+}
+
+TEST_F(MessageTest, UnsentAnswerBlockIsFreedAndForgotten) {
+    Payload payload(attachingHandler, 1, Bytes(80));
+    platform.failNth("OsMsgSynSendResp", 1);
+    EXPECT_EQ(process(payload, 2, 1), 0U);
+    EXPECT_THAT(platform.logTexts(),
+                ElementsAre("[ConfCommMsgProcess]ConfCommMsgProcess Resp fail! msgId:2, ret:0x79"));
+    EXPECT_TRUE(std::all_of(payload.bytes.begin() + 92, payload.bytes.begin() + 100, [](uint8_t b) { return b == 0; }));
+    EXPECT_EQ(platform.count("OSMemTypeFreeMon"), 1U);
+
+    // A block that was sent, a plain call's data, and data too short for a block are left alone.
+    const auto attached = [&] {
+        void* block = nullptr;
+        std::memcpy(&block, payload.bytes.data() + 92, sizeof block);
+        EXPECT_NE(block, nullptr);
+        OSMemTypeFreeMon(block, 0, 0, 1, "test");
+        platform.reset();
+    };
+    platform.reset();
+    EXPECT_EQ(process(payload, 2, 1), 0U);
+    EXPECT_EQ(platform.count("OSMemTypeFreeMon"), 0U);
+    attached();
+    platform.failNth("OsMsgSynSendResp", 1);
+    EXPECT_EQ(process(payload, 1, 1), 0U);
+    EXPECT_EQ(platform.count("OSMemTypeFreeMon"), 0U);
+    attached();
+    for (const size_t length : {0U, 72U, 79U}) {
+        Payload shorter(rememberingHandler, 1, Bytes(length, 0xFF));
+        platform.failNth("OsMsgSynSendResp", 1);
+        EXPECT_EQ(process(shorter, 2, 1), 0U);
+        EXPECT_EQ(platform.count("OSMemTypeFreeMon"), 0U);
+    }
+}
+
+} // namespace
+
+// Stands in for the library's rule, as a process with a rule of its own does.
+bool ConfCommMsgCheckPermission(void) {
+    return permitted;
+}
