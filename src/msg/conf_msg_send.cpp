@@ -1,9 +1,11 @@
 // Sending calls. A call is one accounted payload and one record; both live only as long as the send.
 #include <cstring>
 #include <limits>
+#include <utility>
 
 #include "base/accounted.h"
 #include "base/log.h"
+#include "msg/asynchronous_message.h"
 #include "msg/msg_payload.h"
 #include "tarn_conference/conf_msg.h"
 #include "tarn_platform/bounds_checked.h"
@@ -152,6 +154,42 @@ uint32_t sendAndWait(const SynchronousKind& kind, const Call& call, void* data, 
 
 } // namespace
 
+void tarn::detail::AsynchronousMessage::prepare(const char* recvProcName, ConfCommMsgHandler handler, uint32_t msgId,
+                                                const void* data, uint32_t dataLen) {
+    if (recvProcName == nullptr || handler == nullptr) {
+        return;
+    }
+    auto payload = makePayload({recvProcName, handler, msgId, dataLen});
+    if (payload == nullptr) {
+        return;
+    }
+    if (strcpy_s(record_.receiverName, sizeof record_.receiverName, recvProcName) != 0) {
+        return;
+    }
+    // Unlike the synchronous sends, a length without data fails here.
+    if (dataLen != 0 && (data == nullptr || memcpy_s(payloadData(payload.get()), dataLen, data, dataLen) != 0)) {
+        return;
+    }
+    if (strcpy_s(record_.senderName, sizeof record_.senderName, kSenderName) != 0) {
+        return;
+    }
+    attachPayload(record_, CONF_MSG_KIND_PLAIN, *payload);
+    payload_ = std::move(payload);
+}
+
+uint32_t tarn::detail::AsynchronousMessage::send() const {
+    if (payload_ == nullptr) {
+        return CONF_MSG_ERR_SEND;
+    }
+    const uint32_t sent = OsMsgAsynSend(&record_);
+    if (sent != 0) {
+        TARN_LOG_AS("ConfCommMsgAsynSend", CONF_LOG_ERROR,
+                    "ConfCommMsgAsynSend OsMsgAsynSend fail 0x%x recvProcName %s", sent, record_.receiverName);
+        return CONF_MSG_ERR_SEND;
+    }
+    return 0;
+}
+
 uint32_t ConfCommMsgSynSend(const char* recvProcName, ConfCommMsgHandler handler, uint32_t msgId, void* data,
                             uint32_t dataLen) {
     return ConfCommMsgSynSendImpl(recvProcName, handler, msgId, data, dataLen, CONF_MSG_DEFAULT_TIMEOUT_MS);
@@ -169,29 +207,7 @@ uint32_t ConfCommMsgSynSendImplHaveResp(const char* recvProcName, ConfCommMsgHan
 
 uint32_t ConfCommMsgAsynSend(const char* recvProcName, ConfCommMsgHandler handler, uint32_t msgId, const void* data,
                              uint32_t dataLen) {
-    if (recvProcName == nullptr || handler == nullptr) {
-        return CONF_MSG_ERR_SEND;
-    }
-    OsMsgRecord record = {};
-    const auto payload = makePayload({recvProcName, handler, msgId, dataLen});
-    if (payload == nullptr) {
-        return CONF_MSG_ERR_SEND;
-    }
-    if (strcpy_s(record.receiverName, sizeof record.receiverName, recvProcName) != 0) {
-        return CONF_MSG_ERR_SEND;
-    }
-    // Unlike the synchronous sends, a length without data fails here.
-    if (dataLen != 0 && (data == nullptr || memcpy_s(payloadData(payload.get()), dataLen, data, dataLen) != 0)) {
-        return CONF_MSG_ERR_SEND;
-    }
-    if (strcpy_s(record.senderName, sizeof record.senderName, kSenderName) != 0) {
-        return CONF_MSG_ERR_SEND;
-    }
-    attachPayload(record, CONF_MSG_KIND_PLAIN, *payload);
-    const uint32_t sent = OsMsgAsynSend(&record);
-    if (sent != 0) {
-        TARN_LOG(CONF_LOG_ERROR, "ConfCommMsgAsynSend OsMsgAsynSend fail 0x%x recvProcName %s", sent, recvProcName);
-        return CONF_MSG_ERR_SEND;
-    }
-    return 0;
+    tarn::detail::AsynchronousMessage message;
+    message.prepare(recvProcName, handler, msgId, data, dataLen);
+    return message.send();
 }
