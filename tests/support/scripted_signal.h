@@ -1,0 +1,16 @@
+// The signal service of the scripted platform: signal masks are noted, not set.
+#pragma once
+
+#include <csignal>
+#include <vector>
+
+namespace tarn::test {
+
+struct SignalMaskChange {
+    int how;
+    sigset_t set;
+};
+
+std::vector<SignalMaskChange>& scriptedSignalMaskChanges();
+
+} // namespace tarn::test

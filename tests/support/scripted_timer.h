@@ -1,0 +1,37 @@
+// The timer service of the scripted platform: timers that expire when a test says so.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <vector>
+
+#include "tarn_platform/os_timer.h"
+
+namespace tarn::test {
+
+struct ScriptedTimer {
+    OsTimerParam param;
+    uint32_t ticks;
+    bool deleted;
+};
+
+struct ScriptedTimers {
+    std::vector<std::array<uint32_t, 3>> managerInits; // arguments of OsTmrManagerInit
+    std::deque<ScriptedTimer> created;
+
+    // Whether creations succeed without a handle.
+    bool noHandle = false;
+    // Runs in the middle of each creation, as an early expiry would.
+    std::function<void(ScriptedTimer&)> whileCreating;
+    // Runs in each deletion of a timer.
+    std::function<void(ScriptedTimer&)> whileDeleting;
+
+    // Calls the callback of the n-th created timer, with a copy of its creation record.
+    void fire(size_t index);
+};
+
+ScriptedTimers& scriptedTimers();
+
+} // namespace tarn::test

@@ -1,0 +1,453 @@
+// Both timer families on a platform whose timers expire when the test says so.
+#include "tarn_conference/conf_timer.h"
+
+#include <gmock/gmock.h>
+
+#include <atomic>
+#include <cstring>
+#include <thread>
+
+#include "scripted_message.h"
+#include "scripted_platform.h"
+#include "scripted_signal.h"
+#include "scripted_time.h"
+#include "scripted_timer.h"
+#include "tarn_conference/conf_log.h"
+
+namespace tarn::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr uint32_t kPeriodic = 2;
+constexpr char kReceiver[] = "meeting";
+constexpr char kText[] = "sixteen letters."; // 17 bytes
+
+uint32_t handler(uint32_t, void*, uint32_t) {
+    return 0;
+}
+
+// What the n-th asynchronous message carried.
+struct Sent {
+    std::string receiver;
+    ConfCommMsgHandler handler;
+    uint32_t msgId;
+    std::string data;
+};
+
+Sent sent(size_t index) {
+    const SentMessage& message = scriptedMessages().asynchronous.at(index);
+    ConfCommMsgPayload payload = {};
+    std::memcpy(&payload, message.payload.data(), sizeof payload);
+    const auto* data = reinterpret_cast<const char*>(message.payload.data()) + offsetof(ConfCommMsgPayload, data);
+    return {message.record.receiverName, payload.handler, payload.msgId, {data, payload.dataLength}};
+}
+
+size_t sentCount() {
+    return scriptedMessages().asynchronous.size();
+}
+
+class TimerTest : public ScriptedPlatformTest {
+ protected:
+    void SetUp() override {
+        ScriptedPlatformTest::SetUp();
+        timers = {};
+        scriptedMessages() = {};
+        scriptedSignalMaskChanges().clear();
+        ASSERT_EQ(ConfCommTimerFuncInit(table, 2), 0U);
+        ASSERT_EQ(ConfTimerInit(&timer, 9, CONF_TIMER_ONE_SHOT, kReceiver, handler), 0U);
+        platform.reset();
+    }
+
+    void TearDown() override {
+        platform.reset();
+        timers.whileCreating = nullptr;
+        timers.whileDeleting = nullptr;
+        ConfTimerStop(&timer);
+        ConfCommTimerFuncDeInit();
+        ScriptedPlatformTest::TearDown();
+    }
+
+    ScriptedTimers& timers = scriptedTimers();
+    ConfCommTimerEntry table[2] = {
+        {.timerId = 70, .mode = CONF_TIMER_ONE_SHOT, .defaultDurationMs = 25, .recvProcName = kReceiver,
+         .handler = handler, .platformTimer = nullptr, .msgId = 0, .data = nullptr, .dataLen = 0},
+        {.timerId = 71, .mode = kPeriodic, .defaultDurationMs = 9, .recvProcName = "a name of 16 ch.",
+         .handler = handler, .platformTimer = nullptr, .msgId = 0, .data = nullptr, .dataLen = 0}};
+    ConfTimer timer = {};
+};
+
+TEST_F(TimerTest, InitBlocksTheSignalsBeforeItStartsTheManager) {
+    ASSERT_EQ(ConfCommTimerInit(table, 2), 0U);
+    EXPECT_THAT(platform.calls(), ElementsAre("OsMutexInit", "OsSigEmptySet", "OsSigAddSet", "OsSigAddSet",
+                                              "OsPthreadSigmask", "OsTmrManagerInit"));
+    EXPECT_EQ(timers.managerInits.back(), (std::array<uint32_t, 3>{0, 10000, 0}));
+    const SignalMaskChange change = scriptedSignalMaskChanges().back();
+    EXPECT_EQ(change.how, 0);
+    for (int signal = 1; signal < 32; ++signal) {
+        EXPECT_EQ(sigismember(&change.set, signal) == 1, signal == 17 || signal == 10) << signal;
+    }
+}
+
+TEST_F(TimerTest, InitReportsEachFailure) {
+    const std::map<std::string, std::string> texts = {
+        {"OsMutexInit", "[ConfCommTimerInit]OsSemInit fail! ret:1"},
+        {"OsSigEmptySet", "[InitTimer]SigEmptySet fail:144"},
+        {"OsSigAddSet", "[InitTimer]OsSigAddSet fail:145"},
+        {"OsPthreadSigmask", "[InitTimer]OsPthreadSigmask fail:146"},
+        {"OsTmrManagerInit", "[InitTimer]Init 10ms tiemr failed:128"},
+    };
+    uint32_t result = 0;
+    sweepPlatformFailures([&] { result = ConfCommTimerInit(table, 2); },
+                          [&](size_t, bool failed) {
+                              EXPECT_EQ(result, failed ? 1U : 0U);
+                              if (failed) {
+                                  EXPECT_THAT(platform.logTexts(), ElementsAre(texts.at(platform.failedCall())));
+                                  EXPECT_EQ(platform.logs().front().file, "conf_timer");
+                                  EXPECT_EQ(platform.logs().front().level, CONF_LOG_ERROR);
+                              }
+                          });
+}
+
+TEST_F(TimerTest, TableIsTakenOverEvenWhenTheManagerFails) {
+    ConfCommTimerDeInit();
+    EXPECT_EQ(ConfCommTimerStart(70, 1, nullptr, 0), 1U);
+    platform.failNth("OsTmrManagerInit", 1);
+    EXPECT_EQ(ConfCommTimerInit(table, 2), 1U);
+    EXPECT_EQ(ConfCommTimerStart(70, 1, nullptr, 0), 0U);
+    EXPECT_EQ(ConfCommTimerStop(70), 0U);
+}
+
+TEST_F(TimerTest, InitAndDeInitTakeTablesWithoutRows) {
+    EXPECT_EQ(ConfCommTimerFuncInit(nullptr, 2), 1U);
+    EXPECT_THAT(platform.calls(), IsEmpty());
+    EXPECT_EQ(ConfCommTimerInit(nullptr, 2), 1U);
+    EXPECT_THAT(platform.calls(), ElementsAre("OsMutexInit"));
+    for (const int32_t count : {0, -1, INT32_MIN}) {
+        EXPECT_EQ(ConfCommTimerInit(table, count), 0U);
+        EXPECT_EQ(ConfCommTimerStart(70, 1, nullptr, 0), 1U);
+    }
+    ConfCommTimerDeInit();
+    ConfCommTimerDeInit();
+}
+
+TEST_F(TimerTest, DeInitDeletesEveryTimerOfTheTable) {
+    ASSERT_EQ(ConfCommTimerStart(70, 1, kText, sizeof kText), 0U);
+    ASSERT_EQ(ConfCommTimerStart(71, 1, kText, sizeof kText), 0U);
+    ConfCommTimerDeInit();
+    for (const ConfCommTimerEntry& row : table) {
+        EXPECT_EQ(row.platformTimer, nullptr);
+        EXPECT_EQ(row.data, nullptr);
+    }
+    EXPECT_TRUE(timers.created[0].deleted && timers.created[1].deleted);
+}
+
+TEST_F(TimerTest, TableTimerIsCreatedWithItsRecord) {
+    ASSERT_EQ(ConfCommTimerStart(70, 5, kText, sizeof kText), 0U);
+    OsTimerParam expected = {};
+    std::strcpy(expected.name, kReceiver);
+    expected.userData[0] = 70;
+    expected.userDataMarker = 1;
+    expected.periodTicks = 2;
+    expected.callback = timers.created[0].param.callback;
+    EXPECT_EQ(std::memcmp(&timers.created[0].param, &expected, sizeof expected), 0);
+    EXPECT_EQ(timers.created[0].ticks, 2U);
+    EXPECT_THAT(platform.calls(), ElementsAre("OsMutexLock", "strcpy_s", "OsTmrCreate", "OsMemMallocSetCharMon",
+                                              "memcpy_s", "OsMutexUnLock"));
+
+    platform.clearLogs();
+    ASSERT_EQ(ConfCommTimerStartEx(71, 0, 5, nullptr, 0), 0U);
+    EXPECT_EQ(timers.created[1].ticks, 0U);
+    EXPECT_EQ(timers.created[1].param.repeat, 1U);
+    EXPECT_STREQ(timers.created[1].param.name, "");
+    EXPECT_THAT(platform.logTexts(), ElementsAre("[ConfCommTimerStartEx]conf secure func failed, err = 34!\n"));
+}
+
+TEST_F(TimerTest, ExpirySendsWhatTheLastStartGave) {
+    std::string data = "first";
+    ASSERT_EQ(ConfCommTimerStartEx(70, 100, 5, data.data(), 5), 0U);
+    data = "wiped";
+    timers.fire(0);
+    EXPECT_EQ(sent(0).receiver, kReceiver);
+    EXPECT_EQ(sent(0).handler, handler);
+    EXPECT_EQ(sent(0).msgId, 5U);
+    EXPECT_EQ(sent(0).data, "first");
+
+    // Still running, so only message id and data are new; so it is after the expiry of the one-shot.
+    ASSERT_EQ(ConfCommTimerStartEx(70, 500, 6, "second", 6), 0U);
+    EXPECT_EQ(timers.created.size(), 1U);
+    timers.fire(0);
+    EXPECT_EQ(sent(1).msgId, 6U);
+    EXPECT_EQ(sent(1).data, "second");
+
+    ASSERT_EQ(ConfCommTimerFree(70), 0U);
+    EXPECT_EQ(table[0].data, nullptr);
+    ASSERT_EQ(ConfCommTimerStartEx(70, 500, 7, nullptr, 0), 0U);
+    EXPECT_EQ(timers.created[1].ticks, 50U);
+    timers.fire(1);
+    EXPECT_EQ(sent(2).msgId, 7U);
+    EXPECT_EQ(sent(2).data, "");
+    EXPECT_THAT(platform.logTexts(), IsEmpty());
+}
+
+TEST_F(TimerTest, UnknownIdsChangeNothing) {
+    EXPECT_EQ(ConfCommTimerStart(72, 1, kText, sizeof kText), 1U);
+    EXPECT_EQ(ConfCommTimerStop(UINT32_MAX), 1U);
+    ASSERT_EQ(ConfCommTimerStart(70, 1, nullptr, 0), 0U);
+    OsTimerParam param = timers.created[0].param;
+    param.userData[0] = 99;
+    param.callback(&param);
+    param.callback(nullptr);
+    EXPECT_EQ(sentCount(), 0U);
+    EXPECT_THAT(platform.logTexts(), ElementsAre("[ConfCommTimerStartEx]timerId:72 invalid",
+                                                 "[ConfCommTimerStop]timerId:-1 invalid",
+                                                 "[ConfCommTimerOut]timerId:99 invalid", "[ConfCommTimerOut]Null ptr."));
+}
+
+TEST_F(TimerTest, FirstRowOfAnIdWins) {
+    table[1].timerId = 70;
+    ASSERT_EQ(ConfCommTimerStart(70, 1, nullptr, 0), 0U);
+    EXPECT_NE(table[0].platformTimer, nullptr);
+    EXPECT_EQ(table[1].platformTimer, nullptr);
+}
+
+TEST_F(TimerTest, TableStartReportsEachFailure) {
+    uint32_t result = 0;
+    sweepPlatformFailures(
+        [&] {
+            ASSERT_EQ(ConfCommTimerStop(70), 0U); // nothing in it that fails
+            result = ConfCommTimerStart(70, 5, kText, sizeof kText);
+            timers.fire(timers.created.size() - 1);
+            const ConfCommTimerEntry row = table[0];
+            EXPECT_TRUE(row.data == nullptr || row.platformTimer != nullptr);
+            EXPECT_EQ(row.platformTimer != nullptr, platform.failedCall() != "OsTmrCreate");
+            ConfCommTimerStop(70);
+        },
+        [&](size_t, bool) {
+            const std::string failed = platform.failedCall();
+            const std::vector<std::string> logs = platform.logTexts();
+            if (failed == "OsTmrCreate") {
+                EXPECT_EQ(result, 1U);
+                EXPECT_EQ(logs.front(), "[ConfCommTimerStartEx]OsTmrCreate fail! ret:129");
+            } else if (failed == "OsMemMallocSetCharMon" && platform.count("memcpy_s") == 0) {
+                EXPECT_EQ(result, 1U); // and the expiry fails rather than come without its data
+                EXPECT_THAT(logs, ElementsAre("[ConfCommTimerOut]ConfCommTimerIDOut send msg fail"));
+            } else if (failed == "OsMsgAsynSend") {
+                EXPECT_THAT(logs, ElementsAre(testing::StartsWith("[ConfCommMsgAsynSend]ConfCommMsgAsynSend "),
+                                              "[ConfCommTimerOut]ConfCommTimerIDOut send msg fail"));
+            } else if (failed.empty()) {
+                EXPECT_EQ(result, 0U);
+                EXPECT_THAT(logs, IsEmpty());
+            }
+        });
+}
+
+TEST_F(TimerTest, FailedCopyIsNotSent) {
+    platform.failNth("memcpy_s", 1);
+    EXPECT_EQ(ConfCommTimerStart(70, 5, kText, sizeof kText), 1U);
+    EXPECT_EQ(table[0].data, nullptr);
+    EXPECT_THAT(platform.logTexts(), ElementsAre("[ConfCommTimerStartEx]conf secure func failed, err = 400!\n"));
+    timers.fire(0);
+    EXPECT_EQ(sentCount(), 0U);
+}
+
+TEST_F(TimerTest, CreationWithoutAHandleFails) {
+    timers.noHandle = true;
+    EXPECT_EQ(ConfCommTimerStart(70, 5, kText, sizeof kText), 1U);
+    EXPECT_EQ(ConfTimerStart(&timer, 10, 5, kText, sizeof kText), 1U);
+    EXPECT_THAT(platform.logTexts(), ElementsAre("[ConfCommTimerStartEx]OsTmrCreate fail! ret:0",
+                                                 "[ConfTimerStart]OsTmrCreate fail! ret:0"));
+    EXPECT_FALSE(ConfTimerIsVaild(&timer));
+    EXPECT_EQ(timer.data, nullptr);
+}
+
+TEST_F(TimerTest, FreeStandingOneShotReturnsToIdle) {
+    ASSERT_EQ(ConfTimerStart(&timer, 25, 5, "first", 5), 0U);
+    ConfTimer* address = nullptr;
+    std::memcpy(&address, timers.created[0].param.userData, sizeof address);
+    EXPECT_EQ(address, &timer);
+    EXPECT_EQ(timers.created[0].param.userDataMarker, 8U);
+    EXPECT_EQ(timers.created[0].param.repeat, 0U);
+    EXPECT_EQ(timers.created[0].ticks, 2U);
+    EXPECT_TRUE(ConfTimerIsVaild(&timer));
+
+    platform.failNth("OsMsgAsynSend", 1);
+    timers.fire(0);
+    EXPECT_FALSE(ConfTimerIsVaild(&timer)) << "whether the send worked or not";
+    EXPECT_EQ(platform.logTexts().back(), "[ConfCommTimerIDOut]ConfCommTimerIDOut send msg fail! ret:989a6c");
+
+    ASSERT_EQ(ConfTimerStart(&timer, 30, 6, nullptr, 0), 0U);
+    EXPECT_EQ(timers.created[1].ticks, 3U);
+    timers.fire(1);
+    EXPECT_EQ(sent(0).msgId, 6U);
+    EXPECT_FALSE(ConfTimerIsVaild(&timer));
+}
+
+TEST_F(TimerTest, FreeStandingPeriodicStaysUntilItIsStopped) {
+    timer.mode = kPeriodic;
+    ASSERT_EQ(ConfTimerStart(&timer, 20, 5, "first", 5), 0U);
+    timers.fire(0);
+    ASSERT_EQ(ConfTimerStart(&timer, 90, 6, "other", 5), 0U);
+    timers.fire(0);
+    EXPECT_EQ(timers.created.size(), 1U);
+    EXPECT_EQ(sent(0).data, "first");
+    EXPECT_EQ(sent(1).data, "other");
+    EXPECT_TRUE(ConfTimerIsVaild(&timer));
+    EXPECT_EQ(ConfTimerFree(&timer), 0U);
+    EXPECT_TRUE(timers.created[0].deleted);
+    EXPECT_FALSE(ConfTimerIsVaild(&timer));
+    EXPECT_EQ(timer.data, nullptr);
+    EXPECT_EQ(ConfTimerStop(&timer), 0U);
+}
+
+TEST_F(TimerTest, FreeStandingCallsRefuseNull) {
+    EXPECT_EQ(ConfTimerInit(nullptr, 1, 1, kReceiver, handler), 1U);
+    EXPECT_EQ(ConfTimerInit(&timer, 1, 2, nullptr, handler), 1U);
+    EXPECT_EQ(ConfTimerInit(&timer, 1, 2, kReceiver, nullptr), 1U);
+    EXPECT_EQ(timer.id, 9U);
+    EXPECT_EQ(timer.mode, CONF_TIMER_ONE_SHOT);
+    EXPECT_EQ(ConfTimerStart(nullptr, 1, 1, nullptr, 0), 1U);
+    EXPECT_EQ(ConfTimerStop(nullptr), 1U);
+    EXPECT_FALSE(ConfTimerIsVaild(nullptr));
+    EXPECT_THAT(platform.logTexts(),
+                ElementsAre("[ConfTimerInit]Null ptr.", "[ConfTimerInit]Null ptr.", "[ConfTimerInit]Null ptr.",
+                            "[ConfTimerStart]Null ptr.", "[ConfTimerStop]Null ptr.", "[ConfTimerIsVaild]Null ptr."));
+    platform.clearLogs();
+
+    ASSERT_EQ(ConfTimerStart(&timer, 1, 1, nullptr, 0), 0U);
+    OsTimerParam param = timers.created[0].param;
+    param.callback(nullptr);
+    platform.failNth("memcpy_s", 1);
+    param.callback(&param);
+    EXPECT_THAT(platform.logTexts(),
+                ElementsAre("[ConfCommTimerIDOut]Null ptr.",
+                            "[ConfCommTimerIDOut]conf secure func failed, err = 400!\n",
+                            "[ConfCommTimerIDOut]timer is NULL"));
+    EXPECT_EQ(sentCount(), 0U);
+}
+
+TEST_F(TimerTest, FreeStandingStartReportsEachFailure) {
+    uint32_t result = 0;
+    sweepPlatformFailures(
+        [&] {
+            result = ConfTimerStart(&timer, 10, 5, kText, sizeof kText);
+            ConfTimerStop(&timer);
+        },
+        [&](size_t, bool) {
+            const std::map<std::string, std::string> texts = {
+                {"OsTmrCreate", "[ConfTimerStart]OsTmrCreate fail! ret:129"},
+                {"OsMemMallocSetCharMon",
+                 "[ConfTimerStart]TARN_CONF_LOG_ERROR: CONF_MALLOC failed, timer->data is NULL!"},
+                {"memcpy_s", "[ConfTimerStart]conf secure func failed, err = 400!\n"},
+            };
+            const auto text = texts.find(platform.failedCall());
+            EXPECT_EQ(result, text == texts.end() ? 0U : 1U);
+            if (text != texts.end()) {
+                EXPECT_THAT(platform.logTexts(), ElementsAre(text->second));
+            }
+        });
+}
+
+TEST_F(TimerTest, ExpiryDuringItsOwnStartIsSentWithTheNewContent) {
+    timers.whileCreating = [](ScriptedTimer& created) { created.param.callback(&created.param); };
+    ASSERT_EQ(ConfTimerStart(&timer, 0, 5, "data", 4), 0U);
+    EXPECT_FALSE(ConfTimerIsVaild(&timer)) << "it has expired";
+    ASSERT_EQ(ConfCommTimerStart(70, 6, "more", 4), 0U);
+    EXPECT_NE(table[0].platformTimer, nullptr);
+    ASSERT_EQ(sentCount(), 2U);
+    EXPECT_EQ(sent(0).data, "data");
+    EXPECT_EQ(sent(1).msgId, 6U);
+    EXPECT_EQ(sent(1).data, "more");
+}
+
+// The handler may start its timer anew while the timer thread is still busy with the expiry that brought it.
+TEST_F(TimerTest, StartBesideASendingExpiryMakesANewTimer) {
+    ASSERT_EQ(ConfTimerStart(&timer, 10, 5, nullptr, 0), 0U);
+    std::atomic<bool> sending = false;
+    std::atomic<bool> startedAnew = false;
+    scriptedMessages().whileSending = [&] {
+        EXPECT_TRUE(ConfTimerIsVaild(&timer));
+        sending = true;
+        while (!startedAnew) {
+            std::this_thread::yield();
+        }
+    };
+    std::thread timerThread([&] { timers.fire(0); });
+    while (!sending) {
+        std::this_thread::yield();
+    }
+    EXPECT_EQ(ConfTimerStart(&timer, 10, 6, nullptr, 0), 0U);
+    EXPECT_EQ(timers.created.size(), 2U);
+    startedAnew = true;
+    timerThread.join();
+    EXPECT_TRUE(ConfTimerIsVaild(&timer)) << "the first expiry must not mark the second run idle";
+    scriptedMessages().whileSending = nullptr;
+    timers.fire(1);
+    EXPECT_EQ(sent(1).msgId, 6U);
+    EXPECT_FALSE(ConfTimerIsVaild(&timer));
+}
+
+// The platform waits in a deletion for the callback: with a lock in common the two would wait for each other.
+TEST_F(TimerTest, ExpiryRunsWhileAStopWaitsForIt) {
+    ASSERT_EQ(ConfCommTimerStart(70, 5, kText, sizeof kText), 0U);
+    ASSERT_EQ(ConfTimerStart(&timer, 10, 6, kText, sizeof kText), 0U);
+    timers.whileDeleting = [](ScriptedTimer& deleted) {
+        std::thread([&] { deleted.param.callback(&deleted.param); }).join();
+    };
+    EXPECT_EQ(ConfCommTimerStop(70), 0U);
+    EXPECT_EQ(ConfTimerStop(&timer), 0U);
+    EXPECT_EQ(sentCount(), 2U);
+    EXPECT_EQ(sent(1).data, std::string(kText, sizeof kText));
+}
+
+TEST_F(TimerTest, ExpiriesNeverSendAMixtureOfTwoStarts) {
+    timer.mode = kPeriodic;
+    ASSERT_EQ(ConfTimerStart(&timer, 10, 0, "", 0), 0U);
+    ASSERT_EQ(ConfCommTimerStart(70, 0, "", 0), 0U);
+    std::atomic<bool> done = false;
+    std::thread timerThread([&] {
+        while (!done) {
+            timers.fire(0);
+            timers.fire(1);
+        }
+    });
+    for (uint32_t round = 1; round <= 300; ++round) {
+        const std::string data(round, static_cast<char>('a' + round % 26));
+        EXPECT_EQ(ConfTimerStart(&timer, 10, round, data.data(), round), 0U);
+        EXPECT_EQ(ConfCommTimerStart(70, round, data.data(), round), 0U);
+        EXPECT_TRUE(ConfTimerIsVaild(&timer));
+    }
+    done = true;
+    timerThread.join();
+    for (size_t index = 0; index < sentCount(); ++index) {
+        const Sent message = sent(index);
+        ASSERT_EQ(message.data, std::string(message.msgId, static_cast<char>('a' + message.msgId % 26)));
+    }
+}
+
+TEST_F(TimerTest, SystemTimeCountsMonthsFromOneAndTheFullYear) {
+    scriptedTime() = {.calendar = {.milliseconds = 999, .second = 60, .minute = 59, .hour = 23, .day = 31,
+                                   .month = 11, .year = 126, .weekDay = 4, .yearDay = 364},
+                      .seconds = 0xFFFFFFFF};
+    ConfSysTime now = {};
+    EXPECT_EQ(ConfBasicGetSysTime(&now), 0U);
+    EXPECT_EQ(now.year, 2026);
+    EXPECT_EQ(now.month, 12);
+    EXPECT_EQ(now.day, 31);
+    EXPECT_EQ(now.hour, 23);
+    EXPECT_EQ(now.minute, 59);
+    EXPECT_EQ(now.second, 60);
+    EXPECT_EQ(now.milliseconds, 999);
+    EXPECT_EQ(ConfGetSysTimeSec(), 0xFFFFFFFF);
+
+    scriptedTime().calendar.year = 1;
+    platform.failNth("OsGetTimeEx", 1);
+    EXPECT_EQ(ConfBasicGetSysTime(&now), 1U);
+    EXPECT_EQ(now.year, 2026);
+    EXPECT_EQ(ConfBasicGetSysTime(nullptr), 1U);
+    EXPECT_THAT(platform.logTexts(), ElementsAre("[ConfBasicGetSysTime]Null ptr."));
+}
+
+} // namespace
+} // namespace tarn::test
