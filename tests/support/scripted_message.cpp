@@ -63,6 +63,9 @@ uint32_t OsMsgAsynSend(const OsMsgRecord* record) {
     if (ScriptedPlatform::get().enter("OsMsgAsynSend")) {
         return 0x78;
     }
+    if (scriptedMessages().whileSending) {
+        scriptedMessages().whileSending();
+    }
     const std::lock_guard lock(messagesMutex);
     scriptedMessages().asynchronous.push_back(copyOf(*record, 0));
     return 0;

@@ -27,6 +27,8 @@ struct ScriptedMessages {
     std::function<std::vector<uint8_t>(std::vector<uint8_t>)> answer;
     // Whether a synchronous send succeeds with no answer record at all.
     bool noAnswerRecord = false;
+    // Runs in the middle of each asynchronous send.
+    std::function<void()> whileSending;
 };
 
 ScriptedMessages& scriptedMessages();

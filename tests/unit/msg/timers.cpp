@@ -70,11 +70,24 @@ class TimerTest : public ScriptedPlatformTest {
     }
 
     ScriptedTimers& timers = scriptedTimers();
-    ConfCommTimerEntry table[2] = {
-        {.timerId = 70, .mode = CONF_TIMER_ONE_SHOT, .defaultDurationMs = 25, .recvProcName = kReceiver,
-         .handler = handler, .platformTimer = nullptr, .msgId = 0, .data = nullptr, .dataLen = 0},
-        {.timerId = 71, .mode = kPeriodic, .defaultDurationMs = 9, .recvProcName = "a name of 16 ch.",
-         .handler = handler, .platformTimer = nullptr, .msgId = 0, .data = nullptr, .dataLen = 0}};
+    ConfCommTimerEntry table[2] = {{.timerId = 70,
+                                    .mode = CONF_TIMER_ONE_SHOT,
+                                    .defaultDurationMs = 25,
+                                    .recvProcName = kReceiver,
+                                    .handler = handler,
+                                    .platformTimer = nullptr,
+                                    .msgId = 0,
+                                    .data = nullptr,
+                                    .dataLen = 0},
+                                   {.timerId = 71,
+                                    .mode = kPeriodic,
+                                    .defaultDurationMs = 9,
+                                    .recvProcName = "a name of 16 ch.",
+                                    .handler = handler,
+                                    .platformTimer = nullptr,
+                                    .msgId = 0,
+                                    .data = nullptr,
+                                    .dataLen = 0}};
     ConfTimer timer = {};
 };
 
@@ -200,9 +213,9 @@ TEST_F(TimerTest, UnknownIdsChangeNothing) {
     param.callback(&param);
     param.callback(nullptr);
     EXPECT_EQ(sentCount(), 0U);
-    EXPECT_THAT(platform.logTexts(), ElementsAre("[ConfCommTimerStartEx]timerId:72 invalid",
-                                                 "[ConfCommTimerStop]timerId:-1 invalid",
-                                                 "[ConfCommTimerOut]timerId:99 invalid", "[ConfCommTimerOut]Null ptr."));
+    EXPECT_THAT(platform.logTexts(),
+                ElementsAre("[ConfCommTimerStartEx]timerId:72 invalid", "[ConfCommTimerStop]timerId:-1 invalid",
+                            "[ConfCommTimerOut]timerId:99 invalid", "[ConfCommTimerOut]Null ptr."));
 }
 
 TEST_F(TimerTest, FirstRowOfAnIdWins) {
@@ -320,10 +333,9 @@ TEST_F(TimerTest, FreeStandingCallsRefuseNull) {
     param.callback(nullptr);
     platform.failNth("memcpy_s", 1);
     param.callback(&param);
-    EXPECT_THAT(platform.logTexts(),
-                ElementsAre("[ConfCommTimerIDOut]Null ptr.",
-                            "[ConfCommTimerIDOut]conf secure func failed, err = 400!\n",
-                            "[ConfCommTimerIDOut]timer is NULL"));
+    EXPECT_THAT(platform.logTexts(), ElementsAre("[ConfCommTimerIDOut]Null ptr.",
+                                                 "[ConfCommTimerIDOut]conf secure func failed, err = 400!\n",
+                                                 "[ConfCommTimerIDOut]timer is NULL"));
     EXPECT_EQ(sentCount(), 0U);
 }
 
@@ -427,8 +439,15 @@ TEST_F(TimerTest, ExpiriesNeverSendAMixtureOfTwoStarts) {
 }
 
 TEST_F(TimerTest, SystemTimeCountsMonthsFromOneAndTheFullYear) {
-    scriptedTime() = {.calendar = {.milliseconds = 999, .second = 60, .minute = 59, .hour = 23, .day = 31,
-                                   .month = 11, .year = 126, .weekDay = 4, .yearDay = 364},
+    scriptedTime() = {.calendar = {.milliseconds = 999,
+                                   .second = 60,
+                                   .minute = 59,
+                                   .hour = 23,
+                                   .day = 31,
+                                   .month = 11,
+                                   .year = 126,
+                                   .weekDay = 4,
+                                   .yearDay = 364},
                       .seconds = 0xFFFFFFFF};
     ConfSysTime now = {};
     EXPECT_EQ(ConfBasicGetSysTime(&now), 0U);
