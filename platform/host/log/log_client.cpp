@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include "tarn_host/host_process.h"
 
@@ -64,6 +65,7 @@ void LogClient::forgetParent() {
     directory_.release();
     processName_.clear();
     lost_ = 0;
+    line_.forgetParent();
 }
 
 uint32_t LogClient::connect() {
@@ -134,7 +136,9 @@ const char* LogClient::processName() {
 }
 
 bool LogClient::open(File& file) {
-    if (file.file.current()) {
+    const time_t now = time(nullptr);
+    const bool thorough = std::exchange(file.lookedAt, now) != now;
+    if (file.file.current(thorough)) {
         return true;
     }
     file.file.close();

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstdint>
+#include <ctime>
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -39,7 +40,8 @@ class LogClient {
         RotationLimits limits = {};
         RotatingFile file;
         LogTroubles troubles;
-        uint64_t lost = 0; // Since the last line that reached the file.
+        uint64_t lost = 0;   // Since the last line that reached the file.
+        time_t lookedAt = 0; // The second of the last thorough look.
     };
 
     static constexpr size_t kFiles = 16;

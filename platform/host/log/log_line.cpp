@@ -49,6 +49,17 @@ size_t multibyteLength(std::string_view text) {
     return inRange && continues(byteAt(text, 3)) ? 4 : 0;
 }
 
+// The calling thread's id; asking the system for it is dear, and a forked child must ask again.
+pid_t threadOf(pid_t process) {
+    thread_local pid_t thread = 0;
+    thread_local pid_t threadProcess = 0;
+    if (threadProcess != process) {
+        thread = gettid();
+        threadProcess = process;
+    }
+    return thread;
+}
+
 bool printable(char c) {
     return (c >= ' ' && c <= '~') || c == '\t';
 }
@@ -114,7 +125,10 @@ std::string_view LogLine::compose(const char* processName, const LogRecord& reco
     } else {
         putFormatted("LEVEL-%u", unsigned{record.level});
     }
-    putFormatted(" %s %ld %ld ", processName, static_cast<long>(getpid()), static_cast<long>(gettid()));
+    if (process_ == 0) {
+        process_ = getpid();
+    }
+    putFormatted(" %s %ld %ld ", processName, static_cast<long>(process_), static_cast<long>(threadOf(process_)));
     for (const char c : record.fileName) {
         put(c > ' ' && c <= '~' ? c : '_'); // A blank would shift the fields behind it.
     }

@@ -1,6 +1,8 @@
 // One record as the text that stands in the file.
 #pragma once
 
+#include <sys/types.h>
+
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -28,6 +30,9 @@ class LogLine {
     // written as \xNN. One newline at the end of the text is dropped. Valid until the next call.
     std::string_view compose(const char* processName, const LogRecord& record);
 
+    // In a forked child.
+    void forgetParent() { process_ = 0; }
+
  private:
     void putTime();
     void putText(std::string_view text);
@@ -41,6 +46,7 @@ class LogLine {
 
     std::array<char, kFrameBytes + kMaxRecordBytes * kContinuation.size()> line_;
     size_t used_ = 0;
+    pid_t process_ = 0;
     time_t second_ = -1; // The one that `calendar_` stands for: asking for the time zone is dear.
     struct tm calendar_ = {};
 };

@@ -1,5 +1,4 @@
-// Nothing about the file is remembered between lines but its descriptor: whoever removes, moves or empties it while the
-// process runs gets what he expects.
+// The file is looked at before each line: whoever removes or empties it while the process runs gets what he expects.
 #include "log/rotating_file.h"
 
 #include <fcntl.h>
@@ -29,8 +28,13 @@ int moveIfThere(const std::string& from, const std::string& to) {
 
 } // namespace
 
-bool RotatingFile::current() const {
-    return file_ >= 0 && isOpenFile(path_, file_);
+bool RotatingFile::current(bool thorough) {
+    struct stat status = {};
+    if (file_ < 0 || fstat(file_, &status) != 0 || status.st_nlink == 0) {
+        return false;
+    }
+    size_ = static_cast<uint64_t>(status.st_size);
+    return !thorough || isOpenFile(path_, file_);
 }
 
 int RotatingFile::open(const std::string& path) {
@@ -47,6 +51,7 @@ int RotatingFile::open(const std::string& path) {
     }
     path_ = path;
     file_ = file;
+    size_ = static_cast<uint64_t>(status.st_size);
     return 0;
 }
 
@@ -58,17 +63,16 @@ void RotatingFile::close() {
 }
 
 int RotatingFile::makeRoom(size_t lineBytes, const RotationLimits& limits) {
-    struct stat status = {};
-    if (fstat(file_, &status) != 0) {
-        return errno;
-    }
-    const auto size = static_cast<uint64_t>(status.st_size);
-    return size == 0 || size + lineBytes <= limits.maxBytes ? 0 : rotate(limits.kept);
+    return size_ == 0 || size_ + lineBytes <= limits.maxBytes ? 0 : rotate(limits.kept);
 }
 
 int RotatingFile::rotate(uint32_t kept) {
     if (kept == 0) {
-        return ftruncate(file_, 0) == 0 ? 0 : errno;
+        if (ftruncate(file_, 0) != 0) {
+            return errno;
+        }
+        size_ = 0;
+        return 0;
     }
     for (uint32_t number = kept; number > 1; --number) {
         const int error = moveIfThere(path_ + "." + std::to_string(number - 1), path_ + "." + std::to_string(number));
@@ -89,6 +93,7 @@ int RotatingFile::rotate(uint32_t kept) {
     }
     ::close(file_);
     file_ = file;
+    size_ = 0;
     return 0;
 }
 
@@ -98,6 +103,7 @@ int RotatingFile::append(std::string_view line) {
         return errno;
     }
     if (static_cast<size_t>(written) == line.size()) {
+        size_ += line.size();
         return 0;
     }
     struct stat status = {};

@@ -20,8 +20,10 @@ class RotatingFile {
     RotatingFile(const RotatingFile&) = delete;
     RotatingFile& operator=(const RotatingFile&) = delete;
 
-    // Whether a file is open and still stands at its path; false asks for `open`.
-    bool current() const;
+    // Whether a file is open and was not removed; a `thorough` look, which costs as much as writing a line, also finds
+    // that it does not stand at its path any more. False asks for `open`. Comes before `makeRoom`, which uses the size
+    // found.
+    bool current(bool thorough);
 
     // Opens or creates the file. 0 or an `errno` value.
     int open(const std::string& path);
@@ -39,6 +41,7 @@ class RotatingFile {
 
     std::string path_;
     int file_ = -1;
+    uint64_t size_ = 0; // When last looked at.
 };
 
 } // namespace tarn::host

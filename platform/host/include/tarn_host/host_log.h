@@ -20,7 +20,7 @@
  * Trouble. A file that cannot be opened, written or rotated (a full disk, say) never stops the process: it says so once
  * on standard error, tries again with every record, says once that it works again, and puts a record into the file that
  * tells how many were lost. A file that cannot be rotated grows beyond its limit rather than losing records. Files and
- * directories that are removed or moved away while the process runs are made anew.
+ * directories that are removed while the process runs are made anew at once, those that are moved away within a second.
  *
  * Records without a file (id 0 before `TarnOmLogCreateLog`, an unknown id, or after `TarnOmLogClientUnInit`) are lost.
  *
