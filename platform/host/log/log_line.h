@@ -31,7 +31,10 @@ class LogLine {
     std::string_view compose(const char* processName, const LogRecord& record);
 
     // In a forked child.
-    void forgetParent() { process_ = 0; }
+    void forgetParent() {
+        process_ = 0;
+        second_ = -1; // The child may set another time zone.
+    }
 
  private:
     void putTime();
