@@ -1,0 +1,203 @@
+#include <array>
+#include <cstring>
+#include <random>
+#include <string>
+#include <thread>
+
+#include <gmock/gmock.h>
+
+#include "mask_support.h"
+
+namespace {
+
+using tarn::test::ScriptedPlatform;
+using tarn::test::sweepPlatformFailures;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class Mask : public tarn::test::ScriptedPlatformTest {};
+
+TEST_F(Mask, ValuesByTheirLength) {
+    const std::pair<const char*, const char*> values[] = {
+        {"", ""},
+        {"abc", "abc"},
+        {"1234", "12*4"},
+        {"12345", "123*5"},
+        {"123456", "1***56"},
+        {"1234567", "12***67"},
+        {"12345678", "12****78"},
+        {"1234567890", "1234****90"},
+        {"13812345678", "138******78"},
+        {"138123456789", "138******89"},
+    };
+    for (const auto& [value, shown] : values) {
+        EXPECT_EQ(maskedBy(ConfFilterStr, value), shown);
+    }
+    for (const size_t length : {127U, 128U, 129U, 200U, 65535U, 65536U}) {
+        const std::string value = "abc" + std::string(length - 5, 'x') + "yz";
+        EXPECT_EQ(maskedBy(ConfFilterStr, value), "abc******yz") << length;
+    }
+}
+
+TEST_F(Mask, AddressesByTheirOwnRules) {
+    const std::pair<const char*, const char*> addresses[] = {
+        {"192.168.1.100", "192.**.**.100"},
+        {"1.2.3.4", "1.**.**.4"},
+        {"fe80::1:2:3:4", "fe80:****:****:3:4"},
+        {"1:2:3:4:5:6:7:8", "1:****:****:****:****:****:7:8"},
+        {"a::b:c:d", "a:****:c:d"},
+        // Whatever does not fit falls back to the rule by length.
+        {"::1", "::1"},
+        {"fe80::1", "fe***:1"},
+        {"::ffff:10.1.2.3", "::f******.3"},
+        {"fe80::1%eth0", "fe8******h0"},
+        {"host.example", "hos******le"},
+        {"10.0.0.256", "10.0****56"},
+        {"", ""},
+    };
+    for (const auto& [address, shown] : addresses) {
+        EXPECT_EQ(maskedBy(ConfFilterIPAddrStr, address), shown) << address;
+    }
+    EXPECT_THAT(platform.logTexts(), IsEmpty());
+}
+
+TEST_F(Mask, RefusesNullAndSmallBuffers) {
+    std::array<char, 129> buffer;
+    buffer.fill('x');
+    for (const ConfFilterFunc filter : {ConfFilterStr, ConfFilterIPAddrStr}) {
+        EXPECT_EQ(filter("abcd", buffer.data(), 128), 1U);
+        EXPECT_EQ(filter(nullptr, buffer.data(), 129), 1U);
+        EXPECT_EQ(filter("abcd", nullptr, 129), 1U);
+        EXPECT_EQ(buffer[0], 'x');
+        EXPECT_EQ(ConfFilterCallFilterFn(filter, "abcd", buffer.data(), 128), 1U);
+    }
+    EXPECT_EQ(ConfFilterCallFilterFn(nullptr, "abcd", buffer.data(), 129), 1U);
+    EXPECT_EQ(ConfFilterCallFilterFn(ConfFilterIPAddrStr, "10.1.2.7", buffer.data(), 129), 0U);
+    EXPECT_STREQ(buffer.data(), "10.**.**.7");
+    EXPECT_THAT(platform.logTexts(), IsEmpty());
+}
+
+TEST_F(Mask, FailingCopiesNeverShowAValue) {
+    for (const char* value : {"10.20.30.40", "fe80::1:2:3:4", "13812345678"}) {
+        for (const ConfFilterFunc filter : {ConfFilterStr, ConfFilterIPAddrStr}) {
+            std::array<char, 129> buffer;
+            uint32_t result = 0;
+            sweepPlatformFailures([&] { result = filter(value, buffer.data(), buffer.size()); },
+                                  [&](size_t, bool) { EXPECT_EQ(std::strstr(buffer.data(), value), nullptr); });
+            EXPECT_EQ(result, 0U);
+        }
+    }
+    std::array<char, 129> buffer;
+    platform.failNth("memcpy_s", 1);
+    EXPECT_EQ(ConfFilterIPAddrStr("host.example", buffer.data(), buffer.size()), 1U);
+    EXPECT_THAT(platform.logTexts(), ElementsAre("[ConfFilterIPAddrStr]ConfFilterStr fail.\n"));
+    EXPECT_EQ(platform.logs()[0].file, "conf_mask_keyword");
+}
+
+TEST_F(Mask, ValuesBehindAKeyword) {
+    struct {
+        const char* text;
+        const char* keyword;
+        const char* terminator;
+        const char* shown;
+    } const cases[] = {
+        {"num=1234,num=123456,x", "num=", ",", "num=12*4,num=1***56,x"},
+        {"num=123456", "num=", ",", "num=123456"},                       // no terminator
+        {"a num=", "num=", ",", "a num="},                               // keyword at the very end
+        {"num=,num=1234,", "num=", ",", "num=,num=12*4,"},               // empty value
+        {"num=1234\r\nnum=5678,", "num=", ",", "num=1234\r\nnum=56*8,"}, // the line ends first
+        {"num=1234\r", "num=", ",", "num=1234\r"},
+        {"num=1234", "num=", "a terminator longer than the text", "num=1234"},
+        {"tel:123456\r\ntel:1234;tel:5678", "tel:", ";", "tel:1***56\r\ntel:12*4;tel:5678"},
+        {"tel:123456\r", "tel:", "; long", "tel:1***56\r"},
+        {"tel:\r", "tel:", "a terminator longer than the text", "tel:\r"},
+        {"tel:\r1tel:1234\r", "tel:", "ab", "tel:\r1tel:12*4\r"}, // an empty value: as far on as the terminator is long
+        {"x-eid=aaaa;bbbbbb;cc\"", "-eid=", "\"", "x-eid=aa*a;b***bb;cc\""},
+        {"x-eid=aaaa;bbbbbb;cc\"\r\ndddd;", "-eid=", "\"", "x-eid=aa*a;b***bb;cc\"\r\ndddd;"},
+        {"x-eid=aaaa,bb;cccc;dddd\r", "-eid=", ",", "x-eid=aa***bb;cc*c;dddd\r"}, // to the line's last ';'
+        {"", "num=", ",", ""},
+        {"\r", "", ",", "\r"}, // an empty keyword comes to an end
+        {"abcd,efgh,\r", "", ",", "ab*d,ef*h,\r"},
+        {"abcd", "", "", "abcd"},
+        {"num=1234", "num=", "", "num=1234"},
+    };
+    for (const auto& [text, keyword, terminator, shown] : cases) {
+        EXPECT_EQ(maskedText(text, keyword, terminator), shown) << keyword << " in " << text;
+    }
+    std::string text = "num=1234,";
+    EXPECT_NE(ConfFilterNonSecurityWordEx(nullptr, "num=", ","), 0U);
+    EXPECT_NE(ConfFilterNonSecurityWordEx(text.data(), nullptr, ","), 0U);
+    EXPECT_NE(ConfFilterNonSecurityWordEx(text.data(), "num=", nullptr), 0U);
+    ConfFilterNonSecurityWordExImpl(text.data() + 4, text.data() + 2);
+    ConfFilterNonSecurityWordExImpl(nullptr, text.data());
+    EXPECT_EQ(text, "num=1234,");
+    ConfFilterNonSecurityWordExImpl(text.data() + 4, text.data() + 8);
+    EXPECT_EQ(text, "num=12*4,");
+}
+
+TEST_F(Mask, OwnAddressIsReplaced) {
+    EXPECT_EQ(ConfFilterSetIPStr("10.20.30.40"), 0U);
+    EXPECT_EQ(replaced("from 10.20.30.40 to 10.20.30.41, 10.20.30.40"), "from 10.**.**.40 to 10.20.30.41, 10.**.**.40");
+    EXPECT_EQ(replaced("nothing to do"), "nothing to do");
+    EXPECT_EQ(ConfFilterSetIPStr("fe80::1:2:3:4"), 0U);
+    EXPECT_EQ(replaced("[fe80::1:2:3:4]"), "[fe80:****:****:3:4]");
+
+    EXPECT_EQ(ConfFilterSetIPStr(nullptr), 1U);
+    EXPECT_EQ(ConfFilterSetIPStr(std::string(45, 'a').c_str()), 1U);
+    EXPECT_EQ(ConfFilterSetIPStr(std::string(46, 'a').c_str()), 1U);
+    platform.failNth("strcpy_s", 1);
+    EXPECT_EQ(ConfFilterSetIPStr("10.20.30.40"), 1U);
+    EXPECT_EQ(replaced("fe80::1:2:3:4"), "fe80:****:****:3:4") << "a refused address replaces none";
+    EXPECT_EQ(ConfFilterSetIPStr(std::string(44, 'a').c_str()), 0U);
+    EXPECT_EQ(replaced(std::string(44, 'a')), "aaa******aa");
+}
+
+TEST_F(Mask, ReplacingAnswersBadInput) {
+    char* out = nullptr;
+    uint32_t length = 99;
+    ASSERT_EQ(ConfFilterSetIPStr("10.20.30.40"), 0U);
+    EXPECT_EQ(ConfReplaceIPAddrStr(nullptr, &out, &length), 1U);
+    EXPECT_EQ(ConfReplaceIPAddrStr("text", nullptr, &length), 1U);
+    EXPECT_EQ(ConfReplaceIPAddrStr("text", &out, nullptr), 1U);
+    EXPECT_EQ(ConfReplaceIPAddrStr("", &out, &length), 1U);
+    for (const char* tooShort : {"", "::1:2"}) {
+        ASSERT_EQ(ConfFilterSetIPStr(tooShort), 0U);
+        EXPECT_EQ(ConfReplaceIPAddrStr("text ::1:2", &out, &length), 1U);
+    }
+    EXPECT_EQ(out, nullptr);
+    EXPECT_EQ(length, 99U);
+}
+
+TEST_F(Mask, ReplacingSurvivesEveryPlatformFailure) {
+    ASSERT_EQ(ConfFilterSetIPStr("10.20.30.40"), 0U);
+    uint32_t result = 0;
+    sweepPlatformFailures(
+        [&] {
+            char* out = nullptr;
+            uint32_t length = 0;
+            result = ConfReplaceIPAddrStr("a 10.20.30.40 b", &out, &length);
+            EXPECT_EQ(out == nullptr, result != 0);
+            if (out != nullptr) {
+                EXPECT_EQ(std::strstr(out, "10.20.30.40"), nullptr);
+                releaseText(out);
+            }
+        },
+        [](size_t, bool) {});
+    EXPECT_EQ(result, 0U);
+}
+
+TEST_F(Mask, AddressMayChangeWhileOthersReplace) {
+    ASSERT_EQ(ConfFilterSetIPStr("10.20.30.40"), 0U);
+    std::thread setter([] {
+        for (int i = 0; i < 200; ++i) {
+            ConfFilterSetIPStr(i % 2 == 0 ? "1:2:3:4:5:6:7:8" : "10.20.30.40");
+        }
+    });
+    for (int i = 0; i < 200; ++i) {
+        EXPECT_THAT(replaced("10.20.30.40 1:2:3:4:5:6:7:8"),
+                    testing::AnyOf("10.**.**.40 1:2:3:4:5:6:7:8", "10.20.30.40 1:****:****:****:****:****:7:8"));
+    }
+    setter.join();
+}
+
+} // namespace

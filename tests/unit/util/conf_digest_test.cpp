@@ -1,0 +1,176 @@
+// Runs on an OpenSSL that takes its memory from here, so that blocks can be counted and refused.
+#include <array>
+#include <atomic>
+#include <cstdlib>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <openssl/crypto.h>
+#include <openssl/err.h>
+#include <openssl/evp.h>
+
+#include "tarn_conference/conf_digest.h"
+
+namespace {
+
+std::atomic<long> liveBlocks;
+std::atomic<long> blocksUntilRefused{-1}; // below 0: none is refused
+
+bool refused() {
+    return blocksUntilRefused.load() >= 0 && blocksUntilRefused.fetch_sub(1) == 0;
+}
+
+void* countedMalloc(size_t size, const char*, int) {
+    void* const block = refused() ? nullptr : std::malloc(size);
+    liveBlocks += block != nullptr ? 1 : 0;
+    return block;
+}
+
+void countedFree(void* block, const char*, int) {
+    liveBlocks -= block != nullptr ? 1 : 0;
+    std::free(block);
+}
+
+void* countedRealloc(void* block, size_t size, const char* file, int line) {
+    if (block == nullptr) {
+        return countedMalloc(size, file, line);
+    }
+    return refused() ? nullptr : std::realloc(block, size);
+}
+
+// Without what the thread's error queue holds.
+long blocksInUse() {
+    ERR_clear_error();
+    return liveBlocks;
+}
+
+// Before anything of OpenSSL has allocated.
+const bool countedFromTheStart = CRYPTO_set_mem_functions(countedMalloc, countedRealloc, countedFree) == 1;
+
+std::string hex(const unsigned char* bytes, size_t count) {
+    std::string text;
+    for (size_t i = 0; i < count; ++i) {
+        text += "0123456789abcdef"[bytes[i] >> 4];
+        text += "0123456789abcdef"[bytes[i] & 15];
+    }
+    return text;
+}
+
+std::string oneShot(uint32_t id, const std::string& data) {
+    std::array<unsigned char, 32> digest;
+    uint32_t length = 99;
+    if (ZOR_CRYPT_digest(id, data.data(), static_cast<uint32_t>(data.size()), digest.data(), &length) != 1) {
+        return "failed";
+    }
+    return hex(digest.data(), length);
+}
+
+std::string streamed(uint32_t id, const std::string& first, const std::string& second) {
+    EVP_MD_CTX* context = nullptr;
+    std::array<unsigned char, 32> digest;
+    uint32_t length = 0;
+    EXPECT_EQ(ZOR_CRYPT_digestInit(&context, id), 1U);
+    EXPECT_EQ(ZOR_CRYPT_digestUpdate(context, first.data(), static_cast<uint32_t>(first.size())), 1U);
+    EXPECT_EQ(ZOR_CRYPT_digestUpdate(context, second.data(), static_cast<uint32_t>(second.size())), 1U);
+    EXPECT_EQ(ZOR_CRYPT_digestFinal(&context, digest.data(), &length), 1U);
+    EXPECT_EQ(context, nullptr);
+    return hex(digest.data(), length);
+}
+
+TEST(Digest, KnownAnswers) {
+    const std::array<const char*, 4> ofAbc = {
+        "a9993e364706816aba3e25717850c26c9cd0d89d", "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad",
+        "900150983cd24fb0d6963f7d28e17f72", "66c7f0f462eeedd9d1f2d46bdc10e4e24167c4875cf2f7a2297da02b8f4ba8e0"};
+    for (uint32_t id = 0; id < ofAbc.size(); ++id) {
+        EXPECT_EQ(oneShot(id, "abc"), ofAbc[id]);
+        EXPECT_EQ(oneShot(id + 65536, "abc"), ofAbc[id]); // only the low 16 bits count
+        EXPECT_EQ(streamed(id, "a", "bc"), ofAbc[id]);
+    }
+    EXPECT_EQ(oneShot(1, ""), "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855");
+    EXPECT_EQ(get_evp_md_by_id_conf(0), EVP_sha1());
+    EXPECT_EQ(get_evp_md_by_id_conf(1), EVP_sha256());
+    EXPECT_EQ(get_evp_md_by_id_conf(2), EVP_md5());
+    EXPECT_EQ(get_evp_md_by_id_conf(3), EVP_sm3());
+    EXPECT_EQ(get_evp_md_by_id_conf(4), nullptr);
+}
+
+TEST(Digest, BadArgumentsFailAndTouchNothing) {
+    std::array<unsigned char, 32> digest = {7};
+    uint32_t length = 99;
+    EXPECT_EQ(ZOR_CRYPT_digest(4, "a", 1, digest.data(), &length), 0U);
+    EXPECT_EQ(ZOR_CRYPT_digest(0, nullptr, 1, digest.data(), &length), 0U);
+    EXPECT_EQ(ZOR_CRYPT_digest(0, "a", 1, nullptr, &length), 0U);
+
+    EVP_MD_CTX* context = nullptr;
+    EXPECT_EQ(ZOR_CRYPT_digestFinal(&context, digest.data(), &length), 0U);
+    EXPECT_EQ(ZOR_CRYPT_digestFinal(nullptr, digest.data(), &length), 0U);
+    EXPECT_EQ(ZOR_CRYPT_digestUpdate(nullptr, "a", 1), 0U);
+    EXPECT_EQ(ZOR_CRYPT_digestInit(nullptr, 0), 0U);
+    auto* const untouched = reinterpret_cast<EVP_MD_CTX*>(&length);
+    context = untouched;
+    EXPECT_EQ(ZOR_CRYPT_digestInit(&context, 4), 0U);
+    EXPECT_EQ(context, untouched);
+    EXPECT_EQ(digest[0], 7);
+    EXPECT_EQ(length, 99U);
+}
+
+TEST(Digest, AFailureReleasesTheContext) {
+    EVP_MD_CTX* context = nullptr;
+    ASSERT_EQ(ZOR_CRYPT_digestInit(&context, 1), 1U);
+    EXPECT_EQ(ZOR_CRYPT_digestUpdate(context, nullptr, 1), 0U); // a leak or a second release fails under a sanitizer
+    ASSERT_EQ(ZOR_CRYPT_digestInit(&context, 1), 1U);
+    EXPECT_EQ(ZOR_CRYPT_digestFinal(&context, nullptr, nullptr), 0U);
+    EXPECT_EQ(context, nullptr);
+}
+
+TEST(Digest, OneShotKeepsOneContextForEachSuccess) {
+    ASSERT_TRUE(countedFromTheStart);
+    oneShot(1, "warm");
+    long before = liveBlocks;
+    for (int i = 0; i < 10; ++i) {
+        oneShot(1, "text");
+    }
+    EXPECT_EQ(liveBlocks - before, 10);
+    before = liveBlocks;
+    streamed(1, "a", "b");
+    EXPECT_EQ(liveBlocks, before);
+}
+
+TEST(Digest, EveryRefusedBlockIsAFailureWithoutALeak) {
+    oneShot(1, "warm");
+    EXPECT_EQ(EVP_MD_fetch(nullptr, "none", nullptr), nullptr); // makes the thread's error queue itself
+    auto* const untouched = reinterpret_cast<EVP_MD_CTX*>(&liveBlocks);
+    int failures = 0;
+    for (bool succeeded = false; !succeeded; ++failures) {
+        ASSERT_LT(failures, 50);
+        const long before = blocksInUse();
+        blocksUntilRefused = failures;
+        succeeded = oneShot(1, "text") != "failed";
+        blocksUntilRefused = -1;
+        EXPECT_EQ(blocksInUse() - before, succeeded ? 1 : 0) << failures;
+    }
+    EXPECT_GT(failures, 2);
+    for (int n = 0; n < 2; ++n) {
+        EVP_MD_CTX* context = untouched;
+        const long before = blocksInUse();
+        blocksUntilRefused = n;
+        EXPECT_EQ(ZOR_CRYPT_digestInit(&context, 1), 0U);
+        blocksUntilRefused = -1;
+        EXPECT_EQ(context, n == 0 ? untouched : nullptr); // no context at all, or one that did not start
+        EXPECT_EQ(blocksInUse(), before);
+    }
+}
+
+TEST(Digest, ThreadsMayStartTheSameAlgorithmAtOnce) {
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i) {
+        threads.emplace_back([] { EXPECT_EQ(oneShot(3, "abc").substr(0, 8), "66c7f0f4"); });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+}
+
+} // namespace

@@ -1,0 +1,317 @@
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <cJSON.h>
+#include <gmock/gmock.h>
+
+#include "scripted_platform.h"
+#include "tarn_conference/conf_json.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+// Memory of cJSON that runs out at the n-th block.
+size_t blocksLeft = std::numeric_limits<size_t>::max();
+
+void* countedMalloc(size_t size) {
+    if (blocksLeft == 0) {
+        return nullptr;
+    }
+    --blocksLeft;
+    return std::malloc(size);
+}
+
+class Json : public tarn::test::ScriptedPlatformTest {
+ protected:
+    using Tree = std::unique_ptr<cJSON, decltype(&cJSON_Delete)>;
+
+    static Tree parse(const std::string& text) { return {cJSON_Parse(text.c_str()), cJSON_Delete}; }
+
+    // The only record since the last call.
+    std::string onlyLog() {
+        const std::vector<std::string> texts = platform.logTexts();
+        platform.clearLogs();
+        return texts.size() == 1 ? texts[0] : "records: " + std::to_string(texts.size());
+    }
+
+    Tree object = parse(R"({"A":1,"o":{},"a2":[1,2],"s":"text","t":true,"f":false,"n":null,"d":1,"d":2,"m":{"x":1}})");
+};
+
+ConfJsonItem number(const char* key, double value) {
+    ConfJsonItem item{CONF_JSON_TYPE_NUMBER, key, {}};
+    item.number = value;
+    return item;
+}
+
+ConfJsonItem string(const char* key, const char* value) {
+    ConfJsonItem item{CONF_JSON_TYPE_STRING, key, {}};
+    item.string = value;
+    return item;
+}
+
+ConfJsonItem boolean(const char* key, unsigned char firstByte) {
+    ConfJsonItem item{CONF_JSON_TYPE_BOOL, key, {}};
+    std::memset(&item.number, 0, sizeof item.number);
+    std::memcpy(&item.number, &firstByte, 1);
+    return item;
+}
+
+TEST_F(Json, ParsesOrSaysWhyNot) {
+    Tree tree(ConfJsonParse("{\"a\":1}"), cJSON_Delete);
+    EXPECT_NE(tree, nullptr);
+    EXPECT_EQ(ConfJsonParse(nullptr), nullptr);
+    EXPECT_EQ(onlyLog(), "[ConfJsonParse]ConfJsonParse null pointer");
+    const std::string tooDeep = std::string(100000, '[') + std::string(100000, ']');
+    for (const std::string& bad : {std::string(""), std::string("{"), std::string("{\"a\":\"\\uD800\"}"), tooDeep}) {
+        EXPECT_EQ(ConfJsonParse(bad.c_str()), nullptr);
+        EXPECT_EQ(onlyLog(), "[ConfJsonParse]ConfJsonParse input is not a valid json string");
+    }
+    const std::string deep = std::string(999, '[') + std::string(999, ']');
+    EXPECT_NE(Tree(ConfJsonParse(deep.c_str()), cJSON_Delete), nullptr);
+}
+
+TEST_F(Json, LooksMembersUp) {
+    cJSON* const root = object.get();
+    EXPECT_NE(ConfJsonGetObject(root, "o"), nullptr);
+    EXPECT_EQ(ConfJsonGetObject(root, "s"), nullptr);
+    EXPECT_EQ(ConfJsonGetObject(root, "missing"), nullptr);
+    EXPECT_EQ(ConfJsonGetArraySize(ConfJsonGetArray(root, "a2")), 2);
+    EXPECT_EQ(ConfJsonGetArraySize(root) + ConfJsonGetArraySize(nullptr), 0);
+    EXPECT_EQ(ConfJsonFindItem(root, "d")->valueint, 1); // the first of two
+    EXPECT_TRUE(ConfJsonIsMember(root, "a"));
+    EXPECT_FALSE(ConfJsonIsMember(root, "b"));
+    cJSON* const array = ConfJsonGetArray(root, "a2");
+    EXPECT_EQ(ConfJsonGetArrayItem(array, 1)->valueint, 2);
+    EXPECT_THAT(platform.logTexts(), IsEmpty());
+
+    EXPECT_EQ(ConfJsonFindItem(root, "a"), nullptr);
+    EXPECT_EQ(onlyLog(), "[ConfJsonFindItem]ConfJsonFindItem root[a] is null");
+    EXPECT_EQ(ConfJsonGetArray(root, "s"), nullptr);
+    EXPECT_EQ(onlyLog(), "[ConfJsonGetArray]ConfJsonGetArray input root[s] is not a valid json array");
+    for (const unsigned int beyond : {2U, 0x80000000U, 0xFFFFFFFFU}) {
+        EXPECT_EQ(ConfJsonGetArrayItem(array, beyond), nullptr);
+        EXPECT_EQ(onlyLog(), "[ConfJsonGetArrayItem]ConfJsonGetArrayItem retrieve root[index] failed");
+    }
+}
+
+TEST_F(Json, LookUpsRefuseNullAndOtherRoots) {
+    using LookUp = cJSON* (*)(cJSON*, const char*);
+    const std::pair<LookUp, std::string> lookUps[] = {{ConfJsonGetObject, "ConfJsonGetObject"},
+                                                      {ConfJsonGetArray, "ConfJsonGetArray"},
+                                                      {ConfJsonFindItem, "ConfJsonFindItem"}};
+    cJSON* const array = cJSON_GetObjectItem(object.get(), "a2");
+    for (const auto& [lookUp, name] : lookUps) {
+        EXPECT_EQ(lookUp(nullptr, "a"), nullptr);
+        EXPECT_EQ(onlyLog(), "[" + name + "]" + name + " null pointer");
+        EXPECT_EQ(lookUp(object.get(), nullptr), nullptr);
+        EXPECT_EQ(onlyLog(), "[" + name + "]" + name + " null pointer");
+        EXPECT_EQ(lookUp(array, "a"), nullptr);
+        EXPECT_EQ(onlyLog(), "[" + name + "]" + name + " input root is not a valid json object");
+    }
+    EXPECT_FALSE(ConfJsonIsMember(object.get(), nullptr));
+    EXPECT_EQ(onlyLog(), "[ConfJsonIsMember]ConfJsonIsMember null pointer");
+    EXPECT_FALSE(ConfJsonIsMember(array, "a"));
+    EXPECT_EQ(onlyLog(), "[ConfJsonIsMember]ConfJsonIsMember root is not a valid json object");
+    EXPECT_EQ(ConfJsonGetArrayItem(nullptr, 0), nullptr);
+    EXPECT_EQ(onlyLog(), "[ConfJsonGetArrayItem]ConfJsonGetArrayItem null pointer");
+    EXPECT_EQ(ConfJsonGetArrayItem(object.get(), 0), nullptr);
+    EXPECT_EQ(onlyLog(), "[ConfJsonGetArrayItem]ConfJsonGetArrayItem input root is not a valid json array");
+}
+
+TEST_F(Json, GettersAnswerTheDefaultAndSayWhy) {
+    using Call = bool (*)(cJSON*, const char*); // whether the default came back
+    struct {
+        Call call;
+        std::string name;
+        std::string prefix; // of the texts on the root
+        std::string wrongType;
+    } const getters[] = {
+        {[](cJSON* root, const char* key) { return ConfJsonGetBool(root, key, true); }, "ConfJsonGetBool",
+         "ConfJsonGetBool ", "ConfJsonGetBool item is not a valid json bool"},
+        {[](cJSON* root, const char* key) { return ConfJsonGetInt(root, key, 77) == 77; }, "ConfJsonGetInt",
+         "ConfJsonGetInt ", "ConfJsonGetInt item is not a valid json number"},
+        {[](cJSON* root, const char* key) { return ConfJsonGetUInt32(root, key, 77) == 77; }, "ConfJsonGetUInt32",
+         "ConfJsonGetUInt32 ", "ConfJsonGetUInt32 item is not a valid json number"},
+        {[](cJSON* root, const char* key) { return ConfJsonGetUInt64(root, key, 77) == 77; }, "ConfJsonGetUInt64",
+         "ConfJsonGetUInt64 ", "ConfJsonGetUInt64 item is not a valid json number"},
+        {[](cJSON* root, const char* key) { return ConfJsonGetString(root, key, "default") == "default"; },
+         "ConfJsonGetString", "", "not a valid json string"},
+    };
+    cJSON* const array = cJSON_GetObjectItem(object.get(), "a2");
+    for (const auto& getter : getters) {
+        const std::string function = "[" + getter.name + "]";
+        const std::string root = getter.prefix.empty() ? "" : getter.prefix + "root is ";
+        EXPECT_TRUE(getter.call(nullptr, "n"));
+        EXPECT_EQ(onlyLog(), function + getter.prefix + "null pointer");
+        EXPECT_TRUE(getter.call(array, "n"));
+        EXPECT_EQ(onlyLog(), function + root + "not a valid json object");
+        for (const char* key : {static_cast<const char*>(nullptr), "n", "missing", "o"}) {
+            EXPECT_TRUE(getter.call(object.get(), key));
+            EXPECT_EQ(onlyLog(), function + getter.wrongType);
+        }
+    }
+    EXPECT_TRUE(ConfJsonGetBool(object.get(), "t", false));
+    EXPECT_FALSE(ConfJsonGetBool(object.get(), "f", true));
+    EXPECT_EQ(ConfJsonGetString(object.get(), "s", "default"), "text");
+    EXPECT_THAT(platform.logTexts(), IsEmpty());
+}
+
+TEST_F(Json, NumbersAreCutAndThenTestedForTheirRange) {
+    const auto member = [](const char* text) { return parse(std::string("{\"a\":") + text + "}"); };
+    const std::pair<const char*, int> ints[] = {{"2147483647.9", 2147483647},
+                                                {"-2147483648.9", -2147483647 - 1},
+                                                {"-0.0", 0},
+                                                {"2147483648", 77},
+                                                {"-2147483649", 77},
+                                                {"1e400", 77}};
+    for (const auto& [text, value] : ints) {
+        EXPECT_EQ(ConfJsonGetInt(member(text).get(), "a", 77), value) << text;
+    }
+    const std::pair<const char*, unsigned int> uint32s[] = {
+        {"-0.5", 0}, {"-1", 77}, {"4294967295.9", 4294967295U}, {"4294967296", 77}, {"3000000000", 3000000000U}};
+    for (const auto& [text, value] : uint32s) {
+        EXPECT_EQ(ConfJsonGetUInt32(member(text).get(), "a", 77), value) << text;
+    }
+    const std::pair<const char*, unsigned long> uint64s[] = {{"9223372036854775807", 9223372036854775808UL},
+                                                             {"9223372036854777856", 9223372036854777856UL},
+                                                             {"18446744073709549568", 18446744073709549568UL},
+                                                             {"18446744073709551616", 0},
+                                                             {"18446744073709555712", 77},
+                                                             {"2251799813685249.5", 2251799813685249UL},
+                                                             {"-1", 77}};
+    for (const auto& [text, value] : uint64s) {
+        EXPECT_EQ(ConfJsonGetUInt64(member(text).get(), "a", 77), value) << text;
+    }
+    platform.clearLogs();
+    ConfJsonGetInt(member("2147483648").get(), "a", 0);
+    EXPECT_EQ(onlyLog(), "[ConfJsonGetInt]ConfJsonGetInt retrieved number[2147483648.000000] is out of int ranger");
+    ConfJsonGetUInt32(member("-1.5").get(), "a", 0);
+    EXPECT_EQ(onlyLog(), "[ConfJsonGetUInt32]ConfJsonGetUInt32 retrieved number[-1.500000] is out of uint32_t ranger");
+    ConfJsonGetUInt64(member("1e308").get(), "a", 0);
+    EXPECT_THAT(onlyLog(), HasSubstr(".000000] is out of uint64_t ranger"));
+
+    const Tree tree(cJSON_CreateObject(), cJSON_Delete);
+    cJSON_AddNumberToObject(tree.get(), "a", std::nan(""));
+    EXPECT_EQ(ConfJsonGetInt(tree.get(), "a", 77), 77);
+    EXPECT_EQ(ConfJsonGetUInt64(tree.get(), "a", 77), 77UL);
+}
+
+TEST_F(Json, BuilderStopsAtTheFirstItemThatFails) {
+    const Tree tree(cJSON_CreateObject(), cJSON_Delete);
+    ConfJsonItem items[] = {number("n", 1.5), boolean("b", 2), string("s", "x"), number("n", 2)};
+    EXPECT_EQ(ConfJsonAddMultipleItems(tree.get(), items, 4), 0U);
+    const std::unique_ptr<char, decltype(&std::free)> printed(cJSON_PrintUnformatted(tree.get()), std::free);
+    EXPECT_STREQ(printed.get(), R"({"n":1.5,"b":true,"s":"x","n":2})");
+    EXPECT_EQ(ConfJsonAddMultipleItems(tree.get(), items, 0), 0U);
+    EXPECT_EQ(ConfJsonAddMultipleItems(nullptr, items, 1), 1U);
+    EXPECT_EQ(onlyLog(), "[ConfJsonAddMultipleItems]ConfJsonAddMultipleItems input null pointer");
+    EXPECT_EQ(ConfJsonAddMultipleItems(tree.get(), nullptr, 0), 1U);
+    platform.clearLogs();
+
+    const std::pair<ConfJsonItem, const char*> bad[] = {
+        {number(nullptr, 1), "[ConfJsonAddMultipleItems]Add number item key:(null) failed"},
+        {string("k", nullptr), "[ConfJsonAddMultipleItems]Add string item key:k failed"},
+        {boolean(nullptr, 1), "[ConfJsonAddMultipleItems]Add bool item key:(null) failed"},
+        {{3, "k", {}}, "[ConfJsonAddMultipleItems]Unsupported type:3 at array index:2"},
+        {{0xFFFFFFFF, nullptr, {}}, "[ConfJsonAddMultipleItems]Unsupported type:-1 at array index:2"},
+    };
+    for (const auto& [item, text] : bad) {
+        const Tree partial(cJSON_CreateObject(), cJSON_Delete);
+        items[2] = item;
+        EXPECT_EQ(ConfJsonAddMultipleItems(partial.get(), items, 4), 1U);
+        EXPECT_EQ(onlyLog(), text);
+        EXPECT_EQ(cJSON_GetArraySize(partial.get()), 2) << "what was added stays";
+    }
+}
+
+TEST_F(Json, SubObjectIsTakenOrMade) {
+    const ConfJsonItem items[] = {number("y", 2)};
+    cJSON* const root = object.get();
+    EXPECT_EQ(ConfJsonAddMultipleItemsToSubObject(root, "m", items, 1), 0U);
+    EXPECT_EQ(ConfJsonGetInt(ConfJsonGetObject(root, "m"), "x", 0), 1);
+    EXPECT_EQ(ConfJsonGetInt(ConfJsonGetObject(root, "m"), "y", 0), 2);
+    EXPECT_EQ(ConfJsonAddMultipleItemsToSubObject(root, "made", items, 1), 0U);
+    EXPECT_EQ(ConfJsonGetInt(ConfJsonGetObject(root, "made"), "y", 0), 2);
+
+    const std::string function = "[ConfJsonAddMultipleItemsToSubObject]";
+    EXPECT_EQ(ConfJsonAddMultipleItemsToSubObject(root, "M", items, 1), 1U);
+    EXPECT_EQ(onlyLog(), function + "Can't get or create subObject M");
+    const ConfJsonItem bad[] = {{9, "y", {}}};
+    EXPECT_EQ(ConfJsonAddMultipleItemsToSubObject(root, "m", bad, 1), 1U);
+    EXPECT_THAT(platform.logTexts(), ElementsAre("[ConfJsonAddMultipleItems]Unsupported type:9 at array index:0",
+                                                 function + "Add multiple items to subObject failed"));
+    platform.clearLogs();
+    for (const auto& [tree, name, list] : {std::tuple{static_cast<cJSON*>(nullptr), "m", items},
+                                           std::tuple{root, static_cast<const char*>(nullptr), items},
+                                           std::tuple{root, "m", static_cast<const ConfJsonItem*>(nullptr)}}) {
+        EXPECT_EQ(ConfJsonAddMultipleItemsToSubObject(tree, name, list, 1), 1U);
+        EXPECT_EQ(onlyLog(), function + "ConfJsonAddTwoLayerMultipleItems input null pointer");
+    }
+}
+
+TEST_F(Json, ClearsAndReplacesText) {
+    std::string text = "secret";
+    ConfJsonClearStr(text);
+    EXPECT_EQ(text, "******");
+    text = "a-b-c";
+    ConfJsonReplaceStr(text, "-", "+++");
+    EXPECT_EQ(text, "a+++b-c");
+    ConfJsonReplaceStr(text, "missing", "x");
+    EXPECT_EQ(text, "a+++b-c");
+    EXPECT_THAT(platform.logTexts(), IsEmpty());
+    ConfJsonReplaceStr(text, nullptr, "x");
+    EXPECT_EQ(onlyLog(), "[ConfJsonReplaceStr]CallJson::ReplaceStr null point");
+    ConfJsonReplaceStr(text, "a", nullptr);
+    EXPECT_EQ(text, "a+++b-c");
+}
+
+TEST_F(Json, ShortcutsPrintFormattedText) {
+    std::string out;
+    EXPECT_EQ(ConfJsonCreateAndPrintSingleNumber(out, "k", -0.5), 0U);
+    EXPECT_EQ(out, "{\n\t\"k\":\t-0.5\n}");
+    EXPECT_EQ(ConfJsonCreateAndPrintSingleString(out, "k", "\"\xC3\xA4\n"), 0U);
+    EXPECT_EQ(out, "{\n\t\"k\":\t\"\\\"\xC3\xA4\\n\"\n}");
+    const ConfJsonItem items[] = {number("a", 1), boolean("b", 0)};
+    EXPECT_EQ(ConfJsonCreateAndPrintMultipleItems(out, items, 0), 0U);
+    EXPECT_EQ(out, "{\n}");
+    EXPECT_EQ(ConfJsonCreateAndPrintMultipleItems(out, items, 2), 0U);
+    EXPECT_EQ(out, "{\n\t\"a\":\t1,\n\t\"b\":\tfalse\n}");
+
+    out = "before";
+    EXPECT_EQ(ConfJsonCreateAndPrintSingleNumber(out, nullptr, 1), 1U);
+    EXPECT_EQ(onlyLog(), "[ConfJsonCreateAndPrintSingleNumber]Add number item key:(null) failed");
+    EXPECT_EQ(ConfJsonCreateAndPrintSingleString(out, "k", nullptr), 1U);
+    EXPECT_EQ(onlyLog(), "[ConfJsonCreateAndPrintSingleString]Add number item key:k failed");
+    EXPECT_EQ(ConfJsonCreateAndPrintMultipleItems(out, nullptr, 0), 1U);
+    EXPECT_EQ(onlyLog(), "[ConfJsonCreateAndPrintMultipleItems]ConfJsonCreateAndPrintMultipleItems input null pointer");
+    EXPECT_EQ(out, "before");
+}
+
+TEST_F(Json, EveryFailingAllocationIsAnsweredAndLeavesTheOutput) {
+    const ConfJsonItem items[] = {number("a", 1), string("s", "x"), boolean("b", 1)};
+    cJSON_Hooks hooks = {countedMalloc, std::free};
+    cJSON_InitHooks(&hooks);
+    size_t failures = 0;
+    for (uint32_t result = 1; result != 0; ++failures) {
+        std::string out = "before";
+        blocksLeft = failures;
+        platform.clearLogs();
+        result = ConfJsonCreateAndPrintMultipleItems(out, items, 3);
+        EXPECT_EQ(out == "before", result != 0) << failures;
+        EXPECT_EQ(platform.logTexts().empty(), result == 0) << failures;
+        ASSERT_LT(failures, 100U);
+    }
+    cJSON_InitHooks(nullptr);
+    blocksLeft = std::numeric_limits<size_t>::max();
+    EXPECT_GT(failures, 8U); // an object, three items with their names and the printed text at least
+}
+
+} // namespace

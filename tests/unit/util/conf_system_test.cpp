@@ -1,0 +1,67 @@
+#include <gmock/gmock.h>
+
+#include <array>
+
+#include "scripted_platform.h"
+#include "tarn_conference/conf_system.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class System : public tarn::test::ScriptedPlatformTest {};
+
+// The scripted calls put their other arguments into the record.
+using Answer = std::array<uintptr_t, 3>;
+
+TEST_F(System, MemoryStatisticsPassThrough) {
+    Answer out = {};
+    EXPECT_EQ(ConfMemGetMemRec(nullptr, out.data()), 0U);
+    EXPECT_THAT(out, ElementsAre(0, 0, 0));
+    const int filter = 0;
+    EXPECT_EQ(ConfMemGetMemRec(&filter, out.data()), 0U);
+    EXPECT_THAT(out, ElementsAre(1, reinterpret_cast<uintptr_t>(&filter), 0));
+    platform.failNth("OsMemGetMemRec", 1);
+    EXPECT_EQ(ConfMemGetMemRec(nullptr, out.data()), 55U);
+
+    using Wrapper = uint32_t (*)(void*, uintptr_t, uintptr_t);
+    const std::pair<Wrapper, const char*> wrappers[] = {{ConfMemGetMemStatus, "OsMemGetMemStatus"},
+                                                        {ConfMemGetMemScan, "OsMemGetMemScan"},
+                                                        {ConfMemGetMemoryUseMonitor, "OsMemGetMemoryUseMonitor"}};
+    constexpr uintptr_t kWide = 0x1234'5678'9ABC'DEF0;
+    for (const auto& [wrapper, call] : wrappers) {
+        platform.reset();
+        EXPECT_EQ(wrapper(nullptr, 1, 2), 1U);
+        EXPECT_EQ(ConfMemGetMemRec(&filter, nullptr), 1U);
+        EXPECT_THAT(platform.calls(), IsEmpty());
+        EXPECT_EQ(wrapper(out.data(), kWide, 7), 0U);
+        EXPECT_THAT(out, ElementsAre(kWide, 7, 0));
+        EXPECT_THAT(platform.calls(), ElementsAre(call));
+        platform.failNth(call, 1);
+        EXPECT_EQ(wrapper(out.data(), 0, 0), 55U);
+    }
+}
+
+TEST_F(System, HooksAreSilentAndTheTypeIsKept) {
+    EXPECT_EQ(ConfReportToBeacon() + ConfReportAddrBookToBeacon() + ConfReportRegisterToBeacon() +
+                  ConfReportCallErrToBeacon(),
+              0U);
+    EXPECT_EQ(GetOmsConfType(), 0U);
+    SetOmsConfType(0xFFFFFFFF);
+    EXPECT_EQ(GetOmsConfType(), 0xFFFFFFFF);
+    EXPECT_EQ(g_bConfCalltype, 0xFFFFFFFF);
+    SetOmsConfType(0);
+    EXPECT_THAT(platform.calls(), IsEmpty());
+}
+
+TEST_F(System, NetworkHelperSaysThatItIsNotSupported) {
+    EXPECT_EQ(GetBestLocalIpByDestIp(nullptr), 1U);
+    const std::vector<tarn::test::LogRecord> logs = platform.logs();
+    ASSERT_EQ(logs.size(), 1U);
+    EXPECT_EQ(logs[0].text, "[GetBestLocalIpByDestIp]GetBestLocalIpByDestIp not supported");
+    EXPECT_EQ(logs[0].file, "conf_network_utils");
+    EXPECT_EQ(logs[0].level, 1);
+}
+
+} // namespace
