@@ -1,0 +1,69 @@
+// Speed promises are ratios, measured in one run: the two sides take turns, so that whatever else the machine does
+// meets both, and the median of the rounds counts.
+#pragma once
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <vector>
+
+namespace tarn::bench {
+
+inline constexpr int kRounds = 41;
+inline constexpr std::chrono::microseconds kShortestSample{500};
+
+template <typename Call>
+double secondsFor(size_t calls, Call& call) {
+    const auto start = std::chrono::steady_clock::now();
+    for (size_t i = 0; i < calls; ++i) {
+        call();
+    }
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+// How many calls make a sample that the clock can tell.
+template <typename Call>
+size_t callsForASample(Call& call) {
+    size_t calls = 1;
+    while (secondsFor(calls, call) < std::chrono::duration<double>(kShortestSample).count()) {
+        calls *= 2;
+    }
+    return calls;
+}
+
+// Time of a call of `measured` in those of `reference`.
+template <typename Measured, typename Reference>
+double medianRatio(Measured measured, Reference reference) {
+    const size_t measuredCalls = callsForASample(measured);
+    const size_t referenceCalls = callsForASample(reference);
+    std::vector<double> ratios;
+    for (int round = 0; round < kRounds; ++round) {
+        const double measuredTime = secondsFor(measuredCalls, measured) / static_cast<double>(measuredCalls);
+        const double referenceTime = secondsFor(referenceCalls, reference) / static_cast<double>(referenceCalls);
+        ratios.push_back(measuredTime / referenceTime);
+    }
+    std::ranges::nth_element(ratios, ratios.begin() + kRounds / 2);
+    return ratios[kRounds / 2];
+}
+
+// Prints a ratio beside its limit; false when it is above.
+inline bool holds(const char* name, double ratio, double limit) {
+    std::printf("%s: ratio %.2f (limit %.2f)%s\n", name, ratio, limit, ratio <= limit ? "" : " ABOVE");
+    std::fflush(stdout);
+    return ratio <= limit;
+}
+
+// Runs the registered benchmarks, then `ratios`, which answers whether all limits hold.
+inline int runAll(int argc, char** argv, bool (*ratios)()) {
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
+        return 2;
+    }
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return ratios() ? 0 : 1;
+}
+
+} // namespace tarn::bench
