@@ -1,0 +1,26 @@
+#!/usr/bin/env bash
+# builds the release preset and runs the benchmarks
+#
+# usage: ./run bench [NAME [ARGUMENT...]]
+#
+#   NAME      only the programs build/release/bin/bench_* with NAME in their name
+#   ARGUMENT  handed to these programs, for instance --benchmark_filter=REGEX
+#
+# Run it on an idle machine. Exits non-zero when a program does.
+source "$(dirname "${BASH_SOURCE[0]}")/../common.sh"
+
+wanted=${1:-}
+(($# == 0)) || shift
+
+./run setup --bench
+build_preset release bench/all
+
+ran=0 failed=()
+for program in build/release/bin/bench_*"$wanted"*; do
+  [[ -x $program ]] || continue
+  say "$(basename "$program")"
+  ran=$((ran + 1))
+  "$program" "$@" || failed+=("$(basename "$program")")
+done
+((ran > 0)) || die "there is no benchmark with '$wanted' in its name"
+((${#failed[@]} == 0)) || die "failed: ${failed[*]}"

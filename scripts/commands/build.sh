@@ -1,0 +1,23 @@
+#!/usr/bin/env bash
+# builds a preset, or some targets of it
+#
+# usage: ./run build [dev | release | asan | tsan] [TARGET...]
+#
+# Without a preset it is dev. The programs are then in build/PRESET/bin, the libraries in build/PRESET/lib.
+source "$(dirname "${BASH_SOURCE[0]}")/../common.sh"
+
+preset=dev
+case ${1:-} in
+  dev | release | asan | tsan)
+    preset=$1
+    shift
+    ;;
+esac
+
+# The release preset has the benchmarks in it.
+if [[ $preset == release ]]; then
+  ./run setup --bench
+else
+  ./run setup
+fi
+build_preset "$preset" "$@"

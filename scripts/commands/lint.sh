@@ -1,0 +1,69 @@
+#!/usr/bin/env bash
+# checks layout, layers, headers, wording, scripts and code
+#
+# usage: ./run lint [--fix] [CHECK...]
+#
+#   --fix     lays the code out with clang-format first
+#   format    C++ files are laid out as .clang-format says
+#   layers    no include against the arrows of docs/architecture.md
+#   headers   each public header compiles alone, in every language it is for
+#   text      blanks at line ends, unfinished work, words that do not belong here; tells of very long files
+#   scripts   shellcheck
+#   tidy      clang-tidy; a file is looked at again only when something that it includes has changed
+#
+# Without a CHECK all of them run. Looks at files that git knows or would add. Findings are FILE:LINE messages; exits
+# non-zero when there is one.
+source "$(dirname "${BASH_SOURCE[0]}")/../common.sh"
+
+# Files that git knows or would add, as far as they are there; patterns as git takes them.
+tracked() {
+  git ls-files --cached --others --exclude-standard --deduplicate -- "$@" | while read -r file; do
+    [[ ! -f $file ]] || echo "$file"
+  done
+}
+
+check_format() {
+  tracked '*.cpp' '*.h' | xargs -r clang-format-14 --dry-run -Werror
+}
+
+check_layers() { python3 scripts/lint/layers.py < <(tracked '*.cpp' '*.h'); }
+
+check_headers() { bash scripts/lint/headers.sh; }
+
+check_text() { python3 scripts/lint/text.py < <(tracked); }
+
+check_scripts() {
+  tracked | xargs -r grep -lE '^#!.*\b(bash|sh)$|^# shellcheck shell=' |
+    xargs -r shellcheck --external-sources --source-path=SCRIPTDIR --format=gcc
+}
+
+check_tidy() {
+  configure dev
+  python3 scripts/lint/tidy.py build/dev < <(tracked '*.cpp')
+}
+
+all=(format layers headers text scripts tidy)
+chosen=()
+fix=false
+for argument in "$@"; do
+  case $argument in
+    --fix) fix=true ;;
+    format | layers | headers | text | scripts | tidy) chosen+=("$argument") ;;
+    *) usage_error "lint does not know '$argument'" ;;
+  esac
+done
+((${#chosen[@]} > 0)) || chosen=("${all[@]}")
+
+./run setup --lint
+git rev-parse --git-dir >/dev/null || die "lint takes the list of files from git; this is no git checkout"
+if $fix; then
+  tracked '*.cpp' '*.h' | xargs -r clang-format-14 -i
+fi
+
+failed=()
+for check in "${chosen[@]}"; do
+  say "checking $check"
+  "check_$check" || failed+=("$check")
+done
+((${#failed[@]} == 0)) || die "lint found something in: ${failed[*]}"
+say "lint is clean"

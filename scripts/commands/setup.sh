@@ -1,0 +1,80 @@
+#!/usr/bin/env bash
+# installs the Debian packages that are missing
+#
+# usage: ./run setup [--bench] [--lint]
+#
+# Says nothing when everything is there. Without arguments it looks after what building, testing and the demonstration
+# need; --bench and --lint add what those commands need. The list, with a reason for each, is scripts/packages.txt.
+# Packages are installed as root, or with sudo for everybody else. The other commands call this themselves.
+source "$(dirname "${BASH_SOURCE[0]}")/../common.sh"
+
+parse_arguments() {
+  local argument
+  groups=(build)
+  for argument in "$@"; do
+    case $argument in
+      --bench | --lint) groups+=("${argument#--}") ;;
+      *) usage_error "setup does not know '$argument'" ;;
+    esac
+  done
+}
+
+packages_of() {
+  local group=$1 line
+  local -a fields
+  while IFS= read -r line; do
+    [[ $line == "$group "* ]] || continue
+    IFS=' |' read -ra fields <<<"$line"
+    echo "${fields[1]}"
+  done <scripts/packages.txt
+}
+
+# Those of the named packages that are not installed.
+missing_of() {
+  local -A installed=()
+  local package state
+  while read -r package state; do
+    [[ $state == installed ]] && installed[${package%%:*}]=1
+  done < <(dpkg-query -W -f '${Package} ${db:Status-Status}\n' "$@" 2>/dev/null || true)
+  for package in "$@"; do
+    [[ -n ${installed[$package]:-} ]] || echo "$package"
+  done
+}
+
+# install PACKAGE...: one update and one install; `become` is empty for root, else it holds sudo.
+install() {
+  local apt=("${become[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -q -y -o DPkg::Lock::Timeout=300)
+  say "installing: $*"
+  quietly "$log" "${apt[@]}" update || complain "run: the package lists could not be brought up to date; trying all the same"
+  quietly "$log" "${apt[@]}" install --no-install-recommends "$@" || die "these packages could not be installed: $*"
+}
+
+main() {
+  local group
+  local -a required=() missing helpful
+  parse_arguments "$@"
+  for group in "${groups[@]}"; do
+    mapfile -t -O "${#required[@]}" required < <(packages_of "$group")
+  done
+  if ! command -v dpkg-query >/dev/null; then
+    complain "run: not a Debian machine; these packages, or what they are called here, are needed: ${required[*]}"
+    return 0
+  fi
+  mapfile -t missing < <(missing_of "${required[@]}")
+  mapfile -t helpful < <(packages_of helpful)
+  mapfile -t helpful < <(missing_of "${helpful[@]}")
+
+  become=()
+  if ((EUID != 0)); then
+    ((${#missing[@]} > 0)) || return 0
+    command -v sudo >/dev/null || die "as root, run: apt-get install --no-install-recommends ${missing[*]}"
+    become=(sudo)
+  fi
+  missing+=("${helpful[@]}")
+  ((${#missing[@]} > 0)) || return 0
+  log=$(mktemp)
+  trap 'rm -f "$log"' EXIT
+  install "${missing[@]}"
+}
+
+main "$@"
