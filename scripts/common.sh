@@ -52,11 +52,21 @@ configure() {
   quietly "build/$1/configure.log" cmake --preset "$1" || die "cannot configure the preset '$1'"
 }
 
-# build_preset PRESET [TARGET...]: configures and builds; on a terminal with a line of progress, elsewhere in silence.
+# The release preset has the benchmarks in it.
+install_packages_of() {
+  if [[ $1 == release ]]; then
+    ./run setup --bench
+  else
+    ./run setup
+  fi
+}
+
+# build_preset PRESET [TARGET...]: installs what is missing, configures and builds; on a terminal with a line of progress, elsewhere in silence.
 build_preset() {
   local preset=$1 begin=$SECONDS targets=() quiet=()
   shift
   (($# == 0)) || targets=(--target "$@")
+  install_packages_of "$preset"
   configure "$preset"
   say "building $preset${*:+: $*}"
   [[ -t 1 ]] || quiet=(-- --quiet)

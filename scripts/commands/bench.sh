@@ -12,7 +12,6 @@ source "$(dirname "${BASH_SOURCE[0]}")/../common.sh"
 wanted=${1:-}
 (($# == 0)) || shift
 
-./run setup --bench
 build_preset release bench/all
 
 ran=0 failed=()

@@ -14,10 +14,4 @@ case ${1:-} in
     ;;
 esac
 
-# The release preset has the benchmarks in it.
-if [[ $preset == release ]]; then
-  ./run setup --bench
-else
-  ./run setup
-fi
 build_preset "$preset" "$@"

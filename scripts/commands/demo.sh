@@ -7,6 +7,5 @@
 # right.
 source "$(dirname "${BASH_SOURCE[0]}")/../common.sh"
 
-./run setup
 build_preset dev tarn_demo
 exec build/dev/bin/tarn_demo "$@"

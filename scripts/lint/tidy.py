@@ -47,9 +47,19 @@ def dependencies(entry):
     return [os.path.join(entry["directory"], name) for name in names]
 
 
-def fingerprint(entry, paths):
+def configurations(path):
+    """The files that say what is checked, from the source's folder upwards."""
+    folder = os.path.dirname(path)
+    while folder:
+        yield os.path.join(folder, ".clang-tidy")
+        folder = os.path.dirname(folder)
+    yield ".clang-tidy"
+
+
+def fingerprint(path, entry, included):
+    files = [name for name in configurations(path) if os.path.isfile(name)] + included
     digest = hashlib.sha256()
-    for text in (VERSION, state_of(".clang-tidy"), entry["command"], *(f"{path} {state_of(path)}" for path in paths)):
+    for text in (VERSION, entry["command"], *(f"{name} {state_of(name)}" for name in files)):
         digest.update(text.encode() + b"\n")
     return digest.hexdigest()
 
@@ -62,7 +72,7 @@ def known_clean(path, entry):
     try:
         with open(memory_of(path), encoding="utf-8") as file:
             memory = json.load(file)
-        return memory["fingerprint"] == fingerprint(entry, memory["dependencies"])
+        return memory["fingerprint"] == fingerprint(path, entry, memory["dependencies"])
     except (OSError, ValueError, KeyError):
         return False
 
@@ -74,9 +84,9 @@ def check(path, entry, build):
     run = subprocess.run([TIDY, "--quiet", "-p", build, path], capture_output=True, text=True, check=False)
     if run.returncode != 0 or run.stdout.strip():
         return run.stdout.replace(os.getcwd() + os.sep, "") or f"{path}:1: {TIDY} failed\n{run.stderr}"
-    paths = dependencies(entry)
+    included = dependencies(entry)
     with open(memory_of(path), "w", encoding="utf-8") as file:
-        json.dump({"fingerprint": fingerprint(entry, paths), "dependencies": paths}, file)
+        json.dump({"fingerprint": fingerprint(path, entry, included), "dependencies": included}, file)
     return ""
 
 
