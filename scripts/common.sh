@@ -61,7 +61,8 @@ install_packages_of() {
   fi
 }
 
-# build_preset PRESET [TARGET...]: installs what is missing, configures and builds; on a terminal with a line of progress, elsewhere in silence.
+# build_preset PRESET [TARGET...]: installs what is missing, configures and builds; on a terminal with a line of
+# progress, elsewhere in silence.
 build_preset() {
   local preset=$1 begin=$SECONDS targets=() quiet=()
   shift

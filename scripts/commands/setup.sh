@@ -45,7 +45,8 @@ missing_of() {
 install() {
   local apt=("${become[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -q -y -o DPkg::Lock::Timeout=300)
   say "installing: $*"
-  quietly "$log" "${apt[@]}" update || complain "run: the package lists could not be brought up to date; trying all the same"
+  quietly "$log" "${apt[@]}" update ||
+    complain "run: the package lists could not be brought up to date; trying all the same"
   quietly "$log" "${apt[@]}" install --no-install-recommends "$@" || die "these packages could not be installed: $*"
 }
 
