@@ -247,59 +247,87 @@ int OutgoingConnection::call(const FrameHeader& header, const void* payload, con
 int OutgoingConnection::enqueue(const Gather& pieces) {
     const bool first = queue_.empty();
     try {
-        pieces.appendRest(queue_);
+        std::vector<std::byte> rest;
+        rest.reserve(pieces.remaining());
+        pieces.appendRest(rest);
+        queue_.push_back(std::move(rest));
     } catch (const std::bad_alloc&) {
         return ENOMEM;
     }
+    queueBytes_ += pieces.remaining();
     return first ? service().flusher->add(shared_from_this()) : 0;
 }
 
 int OutgoingConnection::post(const FrameHeader& header, const void* payload) {
     Flusher& flusher = *service().flusher;
     const std::lock_guard lock(mutex_);
+    if (broken_) {
+        return kNothingSent;
+    }
     Gather pieces = message(header, payload);
     const size_t whole = pieces.remaining();
     // Room for all of it first: a message may not stop half way.
     if (!flusher.reserve(whole)) {
         return ENOBUFS;
     }
-    int error = broken_ ? EPIPE : queue_.empty() ? pieces.send(socket_.get()) : EAGAIN;
+    int error = queue_.empty() ? pieces.send(socket_.get()) : EAGAIN;
     if (error == EAGAIN) {
         error = enqueue(pieces);
     } else if (error != 0 && pieces.remaining() == whole) {
         error = kNothingSent;
     }
-    introduction_ = {};
     flusher.release(error == 0 ? whole - pieces.remaining() : whole);
+    if (error == ENOMEM && pieces.remaining() == whole) {
+        return ENOMEM;
+    }
+    introduction_ = {};
     return error == 0 ? 0 : brokenBy(error);
+}
+
+int OutgoingConnection::sendQueue() {
+    while (!queue_.empty()) {
+        Gather rest;
+        rest.add(queue_.front().data() + queueSent_, queue_.front().size() - queueSent_);
+        const size_t before = rest.remaining();
+        const int error = rest.send(socket_.get());
+        const size_t sent = before - rest.remaining();
+        queueSent_ += sent;
+        queueBytes_ -= sent;
+        service().flusher->release(sent);
+        if (error != 0) {
+            return error;
+        }
+        queue_.pop_front();
+        queueSent_ = 0;
+    }
+    return 0;
+}
+
+void OutgoingConnection::dropQueue() {
+    report("%zu bytes of messages to %s were lost: it has closed the connection", queueBytes_, receiver_.c_str());
+    service().flusher->release(queueBytes_);
+    queue_.clear();
+    queueSent_ = 0;
+    queueBytes_ = 0;
 }
 
 int OutgoingConnection::flush() {
     const std::lock_guard lock(mutex_);
-    Gather rest;
-    rest.add(queue_.data() + queueSent_, queue_.size() - queueSent_);
-    const size_t before = rest.remaining();
-    const int error = rest.send(socket_.get());
-    queueSent_ += before - rest.remaining();
-    service().flusher->release(before - rest.remaining());
+    const int error = sendQueue();
     if (error == EAGAIN) {
         return EAGAIN;
     }
     if (error != 0) {
         broken_ = true;
-        service().flusher->release(rest.remaining());
-        report("%zu bytes of messages to %s were lost: it has closed the connection", rest.remaining(),
-               receiver_.c_str());
+        dropQueue();
     }
-    queue_ = {};
-    queueSent_ = 0;
     emptied_.notify_all();
     return error;
 }
 
 size_t OutgoingConnection::queuedBytes() {
     const std::lock_guard lock(mutex_);
-    return queue_.size() - queueSent_;
+    return queueBytes_;
 }
 
 bool OutgoingConnection::broken() {

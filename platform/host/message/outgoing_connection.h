@@ -4,6 +4,7 @@
 
 #include <condition_variable>
 #include <cstddef>
+#include <deque>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -56,6 +57,8 @@ class OutgoingConnection : public std::enable_shared_from_this<OutgoingConnectio
     int sendNow(Gather& pieces, const Deadline& deadline);
     int receive(const Deadline& deadline, Answer& answer);
     int enqueue(const Gather& pieces);
+    int sendQueue();
+    void dropQueue();
     int refusal();
     int brokenBy(int error);
     Gather message(const FrameHeader& header, const void* payload) const;
@@ -67,8 +70,9 @@ class OutgoingConnection : public std::enable_shared_from_this<OutgoingConnectio
     std::mutex mutex_;
     std::condition_variable emptied_;
     std::vector<std::byte> introduction_; // Goes ahead of the first message.
-    std::vector<std::byte> queue_;
-    size_t queueSent_ = 0;
+    std::deque<std::vector<std::byte>> queue_;
+    size_t queueSent_ = 0; // Of the first piece.
+    size_t queueBytes_ = 0;
     bool broken_ = false;
 };
 
