@@ -1,0 +1,84 @@
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <thread>
+#include <vector>
+
+#include "file/scratch_directory.h"
+#include "tarn_host/host_process.h"
+#include "tarn_platform/om_path.h"
+#include "tarn_platform/os_file.h"
+
+namespace {
+
+using tarn::test::ScratchDirectory;
+
+TEST(HostFiles, DirectoriesAreReadToTheirEnd) {
+    const ScratchDirectory scratch;
+    for (const char* name : {"a.pem", "b.crl", ".hidden"}) {
+        tarn::test::writeFile(scratch / name, "x");
+    }
+    void* directory = OsOpenDir(scratch.path().c_str());
+    ASSERT_NE(nullptr, directory);
+    std::set<std::string> names;
+    while (const dirent* entry = OsReadDir(directory)) {
+        names.insert(entry->d_name);
+    }
+    EXPECT_EQ((std::set<std::string>{".", "..", ".hidden", "a.pem", "b.crl"}), names);
+    EXPECT_EQ(0, OsCloseDir(directory));
+}
+
+TEST(HostFiles, FailuresAreTold) {
+    const ScratchDirectory scratch;
+    EXPECT_EQ(nullptr, OsOpenDir((scratch / "absent").c_str()));
+    EXPECT_EQ(ENOENT, errno);
+    EXPECT_EQ(nullptr, OsOpenDir(nullptr));
+    EXPECT_EQ(nullptr, OsReadDir(nullptr));
+    EXPECT_EQ(-1, OsCloseDir(nullptr));
+
+    EXPECT_EQ(nullptr, OsFopen((scratch / "absent").c_str(), "rb"));
+    EXPECT_EQ(ENOENT, errno);
+    EXPECT_EQ(nullptr, OsFopen(nullptr, "rb"));
+    EXPECT_EQ(nullptr, OsFopen(scratch.path().c_str(), nullptr));
+
+    EXPECT_NE(0, OsRemove((scratch / "absent").c_str()));
+    EXPECT_EQ(ENOENT, errno);
+    EXPECT_NE(0, OsRemove(nullptr));
+    tarn::test::writeFile(scratch / "file", "x");
+    EXPECT_NE(0, OsRemove(scratch.path().c_str())) << "the directory is not empty";
+    EXPECT_EQ(0, OsRemove((scratch / "file").c_str()));
+    EXPECT_EQ(0, OsRemove(scratch.path().c_str()));
+}
+
+TEST(HostFiles, StreamsReadAndWrite) {
+    const ScratchDirectory scratch;
+    FILE* out = OsFopen((scratch / "file").c_str(), "wb");
+    ASSERT_NE(nullptr, out);
+    EXPECT_NE(EOF, std::fputs("text", out));
+    EXPECT_EQ(0, std::fclose(out));
+    EXPECT_EQ("text", tarn::test::readFile(scratch / "file"));
+}
+
+// First use from several threads at once: one directory, one text.
+TEST(HostPaths, AreMadeAtFirstUseAndStay) {
+    for (const auto path :
+         {+[] { return TarnOmCustUtilGetCfgPath(0); }, +[] { return TarnOmCustUtilGetStoragePath(); }}) {
+        std::vector<const char*> seen(4);
+        std::vector<std::jthread> threads;
+        for (const char*& text : seen) {
+            threads.emplace_back([&text, path] { text = path(); });
+        }
+        threads.clear();
+        ASSERT_NE(nullptr, seen[0]);
+        EXPECT_EQ(std::vector<const char*>(4, seen[0]), seen);
+        EXPECT_TRUE(std::filesystem::is_directory(seen[0]));
+        EXPECT_NE('/', std::string(seen[0]).back());
+    }
+    const std::string host = TarnHostDir();
+    EXPECT_EQ(host + "/config-files", TarnOmCustUtilGetCfgPath(0));
+    EXPECT_EQ(host + "/storage", TarnOmCustUtilGetStoragePath());
+}
+
+} // namespace

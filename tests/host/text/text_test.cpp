@@ -1,0 +1,140 @@
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <iconv.h>
+
+#include <array>
+#include <string>
+#include <vector>
+
+#include "tarn_platform/os_memory.h"
+#include "tarn_platform/portability.h"
+
+namespace {
+
+std::string takeText(char* text) {
+    const std::string taken = text == nullptr ? "(null)" : text;
+    OSMemTypeFreeMon(text, 0, 0, __LINE__, "text_test");
+    return taken;
+}
+
+// The C library's converter is the model, but for its range, which is that of old UCS-4.
+class Utf8Model {
+ public:
+    Utf8Model() : converter_(iconv_open("UTF-8", "UCS-4LE")) {}
+    ~Utf8Model() { iconv_close(converter_); }
+    Utf8Model(const Utf8Model&) = delete;
+    Utf8Model& operator=(const Utf8Model&) = delete;
+
+    // "(null)" for what has no encoding.
+    std::string operator()(uint32_t codePoint) {
+        const bool inRange = codePoint <= 0x10FFFF;
+        std::array<char, 8> out = {};
+        auto* in = reinterpret_cast<char*>(&codePoint);
+        char* at = out.data();
+        size_t inLeft = sizeof codePoint;
+        size_t outLeft = out.size();
+        iconv(converter_, nullptr, nullptr, nullptr, nullptr);
+        const bool encoded = iconv(converter_, &in, &inLeft, &at, &outLeft) == 0;
+        return encoded && inRange ? std::string(out.data(), at) : "(null)";
+    }
+
+ private:
+    iconv_t converter_;
+};
+
+TEST(HostUnicode, EncodesEachCodePointAsTheModelDoes) {
+    std::vector<uint32_t> codePoints;
+    for (const uint32_t edge : {0x80U, 0x800U, 0xD800U, 0xDC00U, 0xE000U, 0x10000U, 0x110000U}) {
+        codePoints.insert(codePoints.end(), {edge - 1, edge, edge + 1});
+    }
+    for (uint32_t codePoint = 1; codePoint < 0x120000; codePoint += 101) {
+        codePoints.push_back(codePoint);
+    }
+    codePoints.insert(codePoints.end(), {0x7FFFFFFFU, 0x80000041U, 0xFFFFFFFFU});
+    Utf8Model model;
+    for (const uint32_t codePoint : codePoints) {
+        const uint32_t single[] = {codePoint, 0};
+        ASSERT_EQ(model(codePoint), takeText(ZOR_UnicodeToUtf8(single))) << std::hex << codePoint;
+    }
+}
+
+TEST(HostUnicode, EncodesTextsWholeOrNotAtAll) {
+    const uint32_t mixed[] = {'a', 0xE4, 0x20AC, 0x1F600, 'z', 0};
+    EXPECT_EQ("a\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98\x80z", takeText(ZOR_UnicodeToUtf8(mixed)));
+    const uint32_t broken[] = {'a', 0xDFFF, 'z', 0};
+    EXPECT_EQ(nullptr, ZOR_UnicodeToUtf8(broken));
+    const uint32_t empty[] = {0};
+    EXPECT_EQ("", takeText(ZOR_UnicodeToUtf8(empty)));
+    EXPECT_EQ(nullptr, ZOR_UnicodeToUtf8(nullptr));
+}
+
+TEST(HostText, NullIsATextWithoutLengthAndLessThanAnyOther) {
+    EXPECT_EQ(0U, MOSS_StrLen(nullptr));
+    EXPECT_EQ(3U, MOSS_StrLen("abc"));
+    for (const auto compare : {MOSS_StrCmp, MOSS_StriCmp}) {
+        EXPECT_EQ(0, compare(nullptr, nullptr));
+        EXPECT_LT(compare(nullptr, ""), 0);
+        EXPECT_GT(compare("", nullptr), 0);
+        EXPECT_EQ(0, compare("abc", "abc"));
+        EXPECT_LT(compare("ab", "abc"), 0);
+        EXPECT_GT(compare("\xFF", "a"), 0) << "characters compare as unsigned";
+    }
+    EXPECT_NE(0, MOSS_StrCmp("PEM", "pem"));
+    EXPECT_EQ(0, MOSS_StriCmp("PeM@[z", "pEm@[Z"));
+    EXPECT_NE(0, MOSS_StriCmp("@", "`")) << "only letters have case";
+    EXPECT_NE(0, MOSS_StriCmp("\xC4", "\xE4"));
+
+    const char* const text = "one two";
+    EXPECT_EQ(text + 4, MOSS_StrStr(text, "two"));
+    EXPECT_EQ(text, MOSS_StrStr(text, ""));
+    EXPECT_EQ(nullptr, MOSS_StrStr(text, "three"));
+    EXPECT_EQ(nullptr, MOSS_StrStr(nullptr, "x"));
+    EXPECT_EQ(nullptr, MOSS_StrStr(text, nullptr));
+}
+
+TEST(HostText, NumbersAreWholeDecimalTexts) {
+    struct Case {
+        const char* text;
+        int32_t value;
+    };
+    for (const Case& c : {Case{"0", 0},
+                          {"-0", 0},
+                          {"+7", 7},
+                          {"007", 7},
+                          {"2147483647", INT32_MAX},
+                          {"-2147483648", INT32_MIN},
+                          {"00000000000000000000001", 1}}) {
+        int32_t value = 99;
+        EXPECT_EQ(0, MOSS_StrToInt32(c.text, &value)) << c.text;
+        EXPECT_EQ(c.value, value) << c.text;
+    }
+    int32_t value = 99;
+    for (const char* text : {"", " ", "-", "+", "+-1", "-+1", "--1", " 1", "1 ", "1a", "0x1", "1.0", "2147483648",
+                             "-2147483649", "99999999999999999999", static_cast<const char*>(nullptr)}) {
+        EXPECT_NE(0, MOSS_StrToInt32(text, &value)) << (text != nullptr ? text : "null");
+    }
+    EXPECT_EQ(99, value);
+    EXPECT_NE(0, MOSS_StrToInt32("1", nullptr));
+}
+
+TEST(HostText, Addresses) {
+    EXPECT_EQ(10, ZOR_Socket_Get_AF_INET6());
+    std::array<unsigned char, 17> address;
+    address.fill(0xEE);
+    EXPECT_EQ(1, MOSS_Inet_Pton(2, "192.0.2.1", address.data()));
+    EXPECT_EQ((std::array<unsigned char, 5>{192, 0, 2, 1, 0xEE}),
+              (std::array<unsigned char, 5>{address[0], address[1], address[2], address[3], address[4]}));
+    EXPECT_EQ(1, MOSS_Inet_Pton(10, "2001:db8::ff", address.data()));
+    EXPECT_EQ(0x20, address[0]);
+    EXPECT_EQ(0xFF, address[15]);
+    EXPECT_EQ(0xEE, address[16]);
+    for (const char* text : {"", "192.0.2", "192.0.2.256", "192.0.2.1 ", "::1", "host"}) {
+        EXPECT_EQ(0, MOSS_Inet_Pton(2, text, address.data())) << text;
+    }
+    EXPECT_EQ(0, MOSS_Inet_Pton(10, "192.0.2.1", address.data()));
+    EXPECT_EQ(0, MOSS_Inet_Pton(2, nullptr, address.data()));
+    EXPECT_EQ(0, MOSS_Inet_Pton(2, "192.0.2.1", nullptr));
+    EXPECT_EQ(-1, MOSS_Inet_Pton(1, "192.0.2.1", address.data()));
+}
+
+} // namespace

@@ -1,0 +1,87 @@
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <cerrno>
+#include <chrono>
+#include <ctime>
+
+#include "tarn_platform/os_signal.h"
+#include "tarn_platform/os_time.h"
+
+namespace {
+
+int64_t systemMilliseconds() {
+    using namespace std::chrono;
+    return duration_cast<milliseconds>(system_clock::now().time_since_epoch()).count();
+}
+
+// What the fields say, as milliseconds of a clock that counts local time.
+int64_t localMilliseconds(const OsTimeEx& time) {
+    tm fields = {};
+    fields.tm_sec = static_cast<int>(time.second);
+    fields.tm_min = static_cast<int>(time.minute);
+    fields.tm_hour = static_cast<int>(time.hour);
+    fields.tm_mday = static_cast<int>(time.day);
+    fields.tm_mon = static_cast<int>(time.month);
+    fields.tm_year = static_cast<int>(time.year);
+    const int64_t seconds = timegm(&fields);
+    EXPECT_EQ(static_cast<int>(time.weekDay), fields.tm_wday);
+    EXPECT_EQ(static_cast<int>(time.yearDay), fields.tm_yday);
+    return seconds * 1000 + time.milliseconds;
+}
+
+TEST(HostTime, IsLocalAndFollowsTheZone) {
+    struct Zone {
+        const char* name;
+        int64_t minutes;
+    };
+    for (const Zone zone : {Zone{"AAA-5:30", 330}, Zone{"BBB+9", -540}, Zone{"UTC0", 0}}) {
+        ASSERT_EQ(0, setenv("TZ", zone.name, 1));
+        OsTimeEx time = {};
+        const int64_t before = systemMilliseconds();
+        ASSERT_EQ(0U, OsGetTimeEx(&time));
+        const int64_t after = systemMilliseconds();
+        EXPECT_LT(time.milliseconds, 1000U);
+        const int64_t universal = localMilliseconds(time) - zone.minutes * 60'000;
+        EXPECT_LE(before, universal);
+        EXPECT_GE(after, universal);
+    }
+    unsetenv("TZ");
+    EXPECT_EQ(static_cast<uint32_t>(EINVAL), OsGetTimeEx(nullptr));
+}
+
+TEST(HostTime, SecondsAreTheSystemTime) {
+    const int64_t before = systemMilliseconds() / 1000;
+    const int64_t seconds = OsGetSysTimeSec();
+    // The coarse clock behind whole seconds may lag by a tick.
+    EXPECT_LE(before - 1, seconds);
+    EXPECT_GE(systemMilliseconds() / 1000, seconds);
+}
+
+TEST(HostSignals, BlockForTheCallingThread) {
+    sigset_t set;
+    ASSERT_EQ(0U, OsSigEmptySet(&set));
+    ASSERT_EQ(0U, OsSigAddSet(&set, SIGUSR2));
+    sigset_t old;
+    ASSERT_EQ(0U, OsPthreadSigmask(0, &set, &old));
+    EXPECT_EQ(0, sigismember(&old, SIGUSR2));
+    sigset_t blocked;
+    ASSERT_EQ(0U, OsPthreadSigmask(SIG_SETMASK, &old, &blocked));
+    EXPECT_EQ(1, sigismember(&blocked, SIGUSR2));
+    EXPECT_EQ(0, sigismember(&blocked, SIGUSR1));
+    EXPECT_EQ(0U, OsPthreadSigmask(0, &old, nullptr));
+}
+
+TEST(HostSignals, CodesTellOfMisuse) {
+    constexpr uint32_t kInvalid = EINVAL;
+    sigset_t set;
+    ASSERT_EQ(0U, OsSigEmptySet(&set));
+    EXPECT_EQ(kInvalid, OsSigAddSet(&set, 0));
+    EXPECT_EQ(kInvalid, OsSigAddSet(&set, 1000));
+    EXPECT_EQ(kInvalid, OsPthreadSigmask(99, &set, nullptr));
+    EXPECT_EQ(kInvalid, OsSigEmptySet(nullptr));
+    EXPECT_EQ(kInvalid, OsSigAddSet(nullptr, SIGUSR1));
+    EXPECT_EQ(kInvalid, OsPthreadSigmask(0, nullptr, &set));
+}
+
+} // namespace
