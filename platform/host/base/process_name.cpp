@@ -6,6 +6,7 @@
 #include <mutex>
 #include <string_view>
 
+#include "base/process_name.h"
 #include "tarn_host/host_process.h"
 
 namespace {
@@ -42,10 +43,14 @@ void storeProgramName() {
 
 } // namespace
 
+bool tarn::host::validProcessName(std::string_view name) {
+    return !name.empty() && name.size() < kNameBytes && name.front() != '.' &&
+           std::all_of(name.begin(), name.end(), nameCharacter);
+}
+
 uint32_t TarnHostSetProcessName(const char* name) {
     const std::string_view wanted(name == nullptr ? "" : name);
-    if (wanted.empty() || wanted.size() >= kNameBytes || wanted.front() == '.' ||
-        !std::all_of(wanted.begin(), wanted.end(), nameCharacter)) {
+    if (!tarn::host::validProcessName(wanted)) {
         return EINVAL;
     }
     const std::lock_guard lock(nameMutex);

@@ -2,19 +2,18 @@
  * @file host_message.h
  * @brief Receiving messages on the host platform, and who receives.
  *
- * The sending half is `tarn_platform/os_message.h`. Every receiver is a Unix-domain socket below the host directory; only
- * processes of the same user may connect, and only when the modules that both processes have loaded are the same builds at
- * the same addresses, because a call carries the address of its handler. A refused process gets a code at once and one line
- * on standard error that names the module.
+ * The sending half is `tarn_platform/os_message.h`. Every receiver is a Unix-domain socket below the host directory;
+ * only processes of the same user may connect, and only when the modules that both processes have loaded are the same
+ * builds at the same addresses, because a call carries the address of its handler. A refused process gets a code at
+ * once and one line on standard error that names the module.
  *
  * Results of all message calls of the host platform are 0 or an errno:
  *
  * | code | meaning |
  * |---|---|
- * | EINVAL | null argument; name empty, of 16 or more characters, starting with '.' or with a character no file name should have; payload missing |
- * | EMSGSIZE | payload or result block above 64 MiB + 4096 bytes |
- * | ECONNREFUSED | nobody receives under this name |
- * | ECONNRESET | the receiver ended, or closed the connection, before it answered |
+ * | EINVAL | null argument; name empty, of 16 or more characters, starting with '.' or with a character no file name
+ * should have; payload missing | | EMSGSIZE | payload or result block above 64 MiB + 4096 bytes | | ECONNREFUSED |
+ * nobody receives under this name | | ECONNRESET | the receiver ended, or closed the connection, before it answered |
  * | ETIMEDOUT | no answer within the timeout; an answer that comes later is dropped |
  * | ENOMSG | the receiver's callback returned without answering |
  * | EDEADLK | a synchronous call of a receiver to itself, from its own callback |
@@ -37,13 +36,14 @@ TARN_EXTERN_C_BEGIN
 /**
  * @brief Receives messages under a name.
  * @param processName  1 to 15 characters that a file name may hold, not starting with '.'; copied.
- * @param onRecord     Called for one record after another on the receiver's own message thread, which blocks all signals.
- *                     The record and its payload are the platform's and valid during the call only; the payload may be
- *                     written to. A record whose `responseWanted` is 1 is answered with `OsMsgSynSendResp` before the
- *                     callback returns; otherwise its sender is told at once that no answer will come.
+ * @param onRecord     Called for one record after another on the receiver's own message thread, which blocks all
+ * signals. The record and its payload are the platform's and valid during the call only; the payload may be written to.
+ * A record whose `responseWanted` is 1 is answered with `OsMsgSynSendResp` before the callback returns; otherwise its
+ * sender is told at once that no answer will come.
  * @return 0 or a code of the table above.
  *
- * A process may receive under several names, each with its own thread. Files that a killed process left behind are replaced.
+ * A process may receive under several names, each with its own thread. Files that a killed process left behind are
+ * replaced.
  */
 uint32_t OsMsgReceiverStart(const char* processName, void (*onRecord)(OsMsgRecord*));
 
@@ -52,8 +52,8 @@ uint32_t OsMsgReceiverStart(const char* processName, void (*onRecord)(OsMsgRecor
  * @param processName  As given to `OsMsgReceiverStart`.
  * @return 0 or a code of the table above.
  *
- * Senders whose records were not handled yet are told at once; the record being handled may still be answered. Inside the
- * receiver's own callback it does not wait: the thread ends when the callback returns.
+ * Senders whose records were not handled yet are told at once; the record being handled may still be answered. Inside
+ * the receiver's own callback it does not wait: the thread ends when the callback returns.
  */
 uint32_t OsMsgReceiverStop(const char* processName);
 

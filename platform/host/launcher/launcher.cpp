@@ -1,0 +1,270 @@
+// The set of processes of a launcher. Ends are learned from process descriptors, so no signal handler is needed and no
+// other child of the process is touched.
+#include <poll.h>
+#include <signal.h>
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <deque>
+#include <new>
+#include <string_view>
+#include <vector>
+
+#include "base/process_name.h"
+#include "launcher/forked_process.h"
+#include "message/deadline.h"
+#include "tarn_host/host_launcher.h"
+
+using tarn::host::Deadline;
+using tarn::host::Descriptor;
+using tarn::host::ForkedProcess;
+
+struct TarnHostLauncher {
+    std::deque<ForkedProcess> processes;
+
+    ForkedProcess* find(std::string_view name);
+    bool anyRuns() const;
+    ForkedProcess* takeEnded();
+    void signalAll(int number) const;
+    // Waits until a process ends, `extra` is readable or the time is over, and reaps. 0, ETIMEDOUT or an errno.
+    int waitForEnd(int timeoutMs, int extra);
+    // Until all have ended or the time is over, or a signal arrives at `extra`.
+    int waitForAll(const Deadline& deadline, int extra);
+    int stop(uint32_t graceMs, int extra);
+};
+
+namespace {
+
+constexpr uint32_t kDestroyGraceMs = 2000;
+constexpr int kForever = -1;
+constexpr int kNoExtra = -1;
+
+// The two signals that end a run, readable from a descriptor meanwhile.
+class EndSignals {
+ public:
+    EndSignals() {
+        sigset_t wanted;
+        sigemptyset(&wanted);
+        sigaddset(&wanted, SIGINT);
+        sigaddset(&wanted, SIGTERM);
+        pthread_sigmask(SIG_BLOCK, &wanted, &old_);
+        descriptor_ = Descriptor::make([&] { return signalfd(-1, &wanted, SFD_CLOEXEC | SFD_NONBLOCK); });
+    }
+    EndSignals(const EndSignals&) = delete;
+    EndSignals& operator=(const EndSignals&) = delete;
+    ~EndSignals() { pthread_sigmask(SIG_SETMASK, &old_, nullptr); }
+
+    int descriptor() const { return descriptor_.get(); }
+    // The next signal that has arrived, or 0.
+    int take() {
+        signalfd_siginfo info = {};
+        return read(descriptor_.get(), &info, sizeof info) == sizeof info ? static_cast<int>(info.ssi_signo) : 0;
+    }
+
+ private:
+    sigset_t old_;
+    Descriptor descriptor_;
+};
+
+bool endedWell(const TarnHostProcessState& state) {
+    return state.exitCode == 0 && state.signal == 0;
+}
+
+} // namespace
+
+ForkedProcess* TarnHostLauncher::find(std::string_view name) {
+    const auto found = std::find_if(processes.begin(), processes.end(),
+                                    [&](const ForkedProcess& process) { return process.name() == name; });
+    return found == processes.end() ? nullptr : &*found;
+}
+
+bool TarnHostLauncher::anyRuns() const {
+    return std::any_of(processes.begin(), processes.end(),
+                       [](const ForkedProcess& process) { return process.running(); });
+}
+
+ForkedProcess* TarnHostLauncher::takeEnded() {
+    const auto ended =
+        std::find_if(processes.begin(), processes.end(), [](ForkedProcess& process) { return process.takeEnd(); });
+    return ended == processes.end() ? nullptr : &*ended;
+}
+
+void TarnHostLauncher::signalAll(int number) const {
+    for (const ForkedProcess& process : processes) {
+        process.signal(number);
+    }
+}
+
+int TarnHostLauncher::waitForEnd(int timeoutMs, int extra) {
+    std::vector<pollfd> wanted = {{extra, POLLIN, 0}};
+    for (const ForkedProcess& process : processes) {
+        // A negative descriptor, of a process that does not run, is passed over.
+        wanted.push_back({process.descriptor(), POLLIN, 0});
+    }
+    const int ready = poll(wanted.data(), wanted.size(), timeoutMs);
+    if (ready < 0 && errno != EINTR) {
+        return errno;
+    }
+    for (ForkedProcess& process : processes) {
+        process.reap();
+    }
+    return ready == 0 ? ETIMEDOUT : 0;
+}
+
+int TarnHostLauncher::waitForAll(const Deadline& deadline, int extra) {
+    while (anyRuns()) {
+        const int error = waitForEnd(deadline.milliseconds(), extra);
+        pollfd signal = {extra, POLLIN, 0};
+        if ((error != 0 && error != ETIMEDOUT) || (poll(&signal, 1, 0) == 1)) {
+            return error;
+        }
+        if (deadline.passed()) {
+            return 0;
+        }
+    }
+    return 0;
+}
+
+int TarnHostLauncher::stop(uint32_t graceMs, int extra) {
+    signalAll(SIGTERM);
+    int error = waitForAll(Deadline(graceMs), extra);
+    signalAll(SIGKILL);
+    while (anyRuns() && (error == 0 || error == ETIMEDOUT)) {
+        error = waitForEnd(kForever, kNoExtra);
+    }
+    return error == ETIMEDOUT ? 0 : error;
+}
+
+TarnHostLauncher* TarnHostLauncherCreate(void) {
+    return new (std::nothrow) TarnHostLauncher;
+}
+
+void TarnHostLauncherDestroy(TarnHostLauncher* launcher) {
+    TarnHostLauncherStop(launcher, kDestroyGraceMs);
+    delete launcher;
+}
+
+uint32_t TarnHostLauncherStart(TarnHostLauncher* launcher, const TarnHostProcess* process) {
+    if (launcher == nullptr || process == nullptr || process->entry == nullptr || process->name == nullptr ||
+        !tarn::host::validProcessName(process->name)) {
+        return EINVAL;
+    }
+    try {
+        ForkedProcess* known = launcher->find(process->name);
+        if (known == nullptr) {
+            known = &launcher->processes.emplace_back(*process);
+        }
+        known->reap();
+        if (known->running()) {
+            return EALREADY;
+        }
+        known->setEntry(*process);
+        return static_cast<uint32_t>(known->start());
+    } catch (const std::bad_alloc&) {
+        return ENOMEM;
+    }
+}
+
+uint32_t TarnHostLauncherRestart(TarnHostLauncher* launcher, const char* name) {
+    if (launcher == nullptr || name == nullptr) {
+        return EINVAL;
+    }
+    ForkedProcess* known = launcher->find(name);
+    if (known == nullptr) {
+        return ENOENT;
+    }
+    known->reap();
+    return known->running() ? uint32_t{EALREADY} : static_cast<uint32_t>(known->start());
+}
+
+uint32_t TarnHostLauncherState(TarnHostLauncher* launcher, const char* name, TarnHostProcessState* state) {
+    if (launcher == nullptr || name == nullptr || state == nullptr) {
+        return EINVAL;
+    }
+    ForkedProcess* known = launcher->find(name);
+    if (known == nullptr) {
+        return ENOENT;
+    }
+    known->reap();
+    *state = known->state();
+    return 0;
+}
+
+uint32_t TarnHostLauncherWait(TarnHostLauncher* launcher, uint32_t timeoutMs, TarnHostProcessState* ended) {
+    if (launcher == nullptr || ended == nullptr) {
+        return EINVAL;
+    }
+    const Deadline deadline(timeoutMs);
+    try {
+        while (true) {
+            if (const ForkedProcess* process = launcher->takeEnded(); process != nullptr) {
+                *ended = process->state();
+                return 0;
+            }
+            if (!launcher->anyRuns()) {
+                return ECHILD;
+            }
+            const int error = launcher->waitForEnd(deadline.milliseconds(), kNoExtra);
+            if (error != 0 && (error != ETIMEDOUT || deadline.passed())) {
+                return static_cast<uint32_t>(error);
+            }
+        }
+    } catch (const std::bad_alloc&) {
+        return ENOMEM;
+    }
+}
+
+uint32_t TarnHostLauncherStop(TarnHostLauncher* launcher, uint32_t graceMs) {
+    if (launcher == nullptr) {
+        return EINVAL;
+    }
+    try {
+        return static_cast<uint32_t>(launcher->stop(graceMs, kNoExtra));
+    } catch (const std::bad_alloc&) {
+        return ENOMEM;
+    }
+}
+
+uint32_t TarnHostLauncherRun(TarnHostLauncher* launcher, uint32_t graceMs,
+                             void (*onEnd)(const TarnHostProcessState* ended, void* argument), void* argument,
+                             int* signal) {
+    if (launcher == nullptr) {
+        return EINVAL;
+    }
+    EndSignals signals;
+    int arrived = 0;
+    bool well = true;
+    int error = signals.descriptor() < 0 ? errno : 0;
+    try {
+        while (error == 0) {
+            for (ForkedProcess* ended = launcher->takeEnded(); ended != nullptr; ended = launcher->takeEnded()) {
+                const TarnHostProcessState state = ended->state();
+                well = well && endedWell(state);
+                if (onEnd != nullptr) {
+                    onEnd(&state, argument);
+                }
+            }
+            if (arrived != 0) {
+                // What the callback has started again meanwhile.
+                error = launcher->stop(0, kNoExtra);
+                break;
+            }
+            if (!launcher->anyRuns()) {
+                break;
+            }
+            arrived = signals.take();
+            error = arrived != 0 ? launcher->stop(graceMs, signals.descriptor())
+                                 : launcher->waitForEnd(kForever, signals.descriptor());
+        }
+    } catch (const std::bad_alloc&) {
+        error = ENOMEM;
+    }
+    if (signal != nullptr) {
+        *signal = arrived;
+    }
+    if (error != 0) {
+        return static_cast<uint32_t>(error);
+    }
+    return arrived != 0 ? ECANCELED : well ? 0 : ECHILD;
+}

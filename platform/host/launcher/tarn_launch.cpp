@@ -1,0 +1,160 @@
+// tarn_launch: runs the processes of an image, a shared object that exports a table of them.
+#include <dlfcn.h>
+#include <string.h>
+#include <CLI/CLI.hpp>
+
+#include <cstdio>
+#include <iostream>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tarn_host/host_launcher.h"
+
+namespace {
+
+constexpr int kProcessFailed = 1;
+constexpr int kCannotStart = 2;
+constexpr int kSignalBase = 128;
+
+struct Options {
+    std::string image;
+    std::vector<std::string> names;
+    uint32_t graceMs = 3000;
+    bool list = false;
+};
+
+struct LauncherDestroy {
+    void operator()(TarnHostLauncher* launcher) const { TarnHostLauncherDestroy(launcher); }
+};
+using LauncherPointer = std::unique_ptr<TarnHostLauncher, LauncherDestroy>;
+
+void complain(const std::string& text) {
+    std::fprintf(stderr, "tarn_launch: %s\n", text.c_str());
+}
+
+// The table of the image, or null, with the reason on standard error. The image stays loaded.
+const TarnHostImage* loadImage(const std::string& path) {
+    // Without a slash the loader would look through its library path.
+    const std::string file = path.find('/') == std::string::npos ? "./" + path : path;
+    void* object = dlopen(file.c_str(), RTLD_NOW | RTLD_GLOBAL);
+    if (object == nullptr) {
+        complain(std::string("cannot load the image: ") + dlerror());
+        return nullptr;
+    }
+    const auto* image = static_cast<const TarnHostImage*>(dlsym(object, TARN_HOST_IMAGE_SYMBOL));
+    if (image == nullptr) {
+        complain(path + " has no table of processes: it does not export " TARN_HOST_IMAGE_SYMBOL);
+        return nullptr;
+    }
+    if (image->version != TARN_HOST_IMAGE_VERSION) {
+        complain(path + " has a table of version " + std::to_string(image->version) + ", this program reads version " +
+                 std::to_string(TARN_HOST_IMAGE_VERSION));
+        return nullptr;
+    }
+    if (image->count == 0 || image->processes == nullptr) {
+        complain(path + " has an empty table of processes");
+        return nullptr;
+    }
+    return image;
+}
+
+const TarnHostProcess* findProcess(const TarnHostImage& image, const std::string& name) {
+    for (uint32_t i = 0; i < image.count; i++) {
+        if (image.processes[i].name != nullptr && name == image.processes[i].name) {
+            return &image.processes[i];
+        }
+    }
+    return nullptr;
+}
+
+// All of the table, or those named, in the order named; empty, with the reason on standard error, for an unknown name.
+std::vector<const TarnHostProcess*> choose(const TarnHostImage& image, const Options& options) {
+    std::vector<const TarnHostProcess*> chosen;
+    for (const std::string& name : options.names) {
+        const TarnHostProcess* process = findProcess(image, name);
+        if (process == nullptr) {
+            complain(options.image + " has no process " + name + "; --list shows what it has");
+            return {};
+        }
+        chosen.push_back(process);
+    }
+    for (uint32_t i = 0; options.names.empty() && i < image.count; i++) {
+        chosen.push_back(&image.processes[i]);
+    }
+    return chosen;
+}
+
+bool start(TarnHostLauncher* launcher, const TarnHostProcess& process) {
+    const std::string name = process.name == nullptr ? "" : process.name;
+    const uint32_t error = TarnHostLauncherStart(launcher, &process);
+    TarnHostProcessState state = {};
+    if (error != 0 || TarnHostLauncherState(launcher, name.c_str(), &state) != 0) {
+        complain("cannot start process \"" + name + "\": " + strerror(static_cast<int>(error)));
+        return false;
+    }
+    complain("process " + name + " started (pid " + std::to_string(state.pid) + ")");
+    return true;
+}
+
+void tellEnd(const TarnHostProcessState* ended, void* /*argument*/) {
+    const std::string who = std::string("process ") + ended->name + " (pid " + std::to_string(ended->pid) + ")";
+    if (ended->signal != 0) {
+        complain(who + " was ended by signal " + std::to_string(ended->signal) + " (" + strsignal(ended->signal) + ")");
+    } else {
+        complain(who + " ended with exit code " + std::to_string(ended->exitCode));
+    }
+}
+
+int launch(const Options& options) {
+    const TarnHostImage* image = loadImage(options.image);
+    if (image == nullptr) {
+        return kCannotStart;
+    }
+    const std::vector<const TarnHostProcess*> chosen = choose(*image, options);
+    if (chosen.empty()) {
+        return kCannotStart;
+    }
+    if (options.list) {
+        for (const TarnHostProcess* process : chosen) {
+            std::cout << (process->name == nullptr ? "" : process->name) << "\n";
+        }
+        return 0;
+    }
+    const LauncherPointer launcher(TarnHostLauncherCreate());
+    for (const TarnHostProcess* process : chosen) {
+        if (launcher == nullptr || !start(launcher.get(), *process)) {
+            return kCannotStart;
+        }
+    }
+    int signal = 0;
+    const uint32_t result = TarnHostLauncherRun(launcher.get(), options.graceMs, tellEnd, nullptr, &signal);
+    return signal != 0 ? kSignalBase + signal : result == 0 ? 0 : kProcessFailed;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    CLI::App app(
+        "Starts the processes of an image, a shared object that exports a table of processes, and takes them\n"
+        "down together. SIGINT and SIGTERM stop them; none is restarted.",
+        "tarn_launch");
+    app.footer(
+        "Exit codes: 0 all processes ended with 0; 1 one did not; 2 nothing was run; 128 + signal when stopped.");
+    Options options;
+    app.add_option("IMAGE", options.image, "The shared object")->required();
+    app.add_option("NAME", options.names, "Processes to start, in this order; without names, all of the table");
+    app.add_flag("-l,--list", options.list, "Print the names of the processes and start none");
+    app.add_option("-g,--grace", options.graceMs, "Milliseconds that processes have to end after SIGTERM")
+        ->capture_default_str();
+    app.set_version_flag("--version", "tarn_launch " TARN_VERSION);
+    try {
+        app.parse(argc, argv);
+        return launch(options);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? 0 : kCannotStart;
+    } catch (const std::exception& error) {
+        complain(error.what());
+        return kCannotStart;
+    }
+}
