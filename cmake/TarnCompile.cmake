@@ -31,6 +31,8 @@ target_compile_options(tarn_compile INTERFACE
   -fstack-protector-strong
   "-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=")
 target_link_libraries(tarn_compile INTERFACE Threads::Threads)
+# By these the host platform tells whether two processes run the same builds.
+target_link_options(tarn_compile INTERFACE -Wl,--build-id)
 if(TARN_SANITIZE)
   target_compile_options(tarn_compile INTERFACE "-fsanitize=${TARN_SANITIZE}" -fno-omit-frame-pointer
                          -fno-sanitize-recover=all)

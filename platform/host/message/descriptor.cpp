@@ -19,7 +19,7 @@ void Descriptor::reset() {
     // In a forked child the number is closed already and may belong to someone else.
     if (descriptor_ >= 0 && owner_ == &service()) {
         const int savedErrno = errno;
-        const std::lock_guard lock(owner_->descriptorMutex);
+        const std::lock_guard lock(owner_->forkMutex);
         owner_->descriptors[static_cast<size_t>(descriptor_)] = false;
         close(descriptor_);
         errno = savedErrno;

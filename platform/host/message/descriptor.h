@@ -29,7 +29,7 @@ class Descriptor {
     template <typename Open>
     static Descriptor make(Open open) {
         Service& owner = service();
-        const std::lock_guard lock(owner.descriptorMutex);
+        const std::lock_guard lock(owner.forkMutex);
         return Descriptor(owner, open());
     }
 

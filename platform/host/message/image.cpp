@@ -10,6 +10,7 @@
 #include <cstring>
 #include <string_view>
 
+#include "message/service.h"
 #include "tarn_host/host_process.h"
 
 namespace tarn::host {
@@ -131,6 +132,8 @@ std::string describeDifference(const Module& sender, const Module& receiver) {
 ProcessImage ownImage() {
     ProcessImage image;
     image.pid = static_cast<uint32_t>(getpid());
+    // The loader's lock is not released in a child that is forked while another thread holds it.
+    const std::lock_guard lock(service().forkMutex);
     image.name = TarnHostProcessName();
     dl_iterate_phdr(collect, &image);
     return image;

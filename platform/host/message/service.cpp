@@ -17,11 +17,11 @@ std::atomic<Service*> current = nullptr;
 std::once_flag started;
 
 void beforeFork() {
-    current.load()->descriptorMutex.lock();
+    current.load()->forkMutex.lock();
 }
 
 void afterForkInParent() {
-    current.load()->descriptorMutex.unlock();
+    current.load()->forkMutex.unlock();
 }
 
 void afterForkInChild() {

@@ -18,7 +18,8 @@ class ThreadConnections;
 struct Service {
     Service();
 
-    std::mutex descriptorMutex; // Held over the fork, so that the child knows every descriptor.
+    // Held over a fork, so that the child knows every descriptor, and for what else no fork may interrupt.
+    std::mutex forkMutex;
     std::vector<bool> descriptors;
 
     std::mutex
