@@ -64,6 +64,7 @@ class TimerTest : public ScriptedPlatformTest {
         platform.reset();
         timers.whileCreating = nullptr;
         timers.whileDeleting = nullptr;
+        ConfCommTimerInit(table, 2); // some tests end it
         ConfTimerStop(&timer);
         ConfCommTimerFuncDeInit();
         ScriptedPlatformTest::TearDown();
