@@ -43,17 +43,17 @@ uint32_t ConfCommTimerIDOut(void* param) {
         TARN_LOG(CONF_LOG_ERROR, "%s", kNullPointerText);
         return 0;
     }
-    ConfTimer* timer = nullptr;
+    void* address = nullptr;
     const errno_t copied =
-        memcpy_s(&timer, sizeof timer, static_cast<const OsTimerParam*>(param)->userData, sizeof timer);
+        memcpy_s(&address, sizeof address, static_cast<const OsTimerParam*>(param)->userData, sizeof address);
     if (copied != 0) {
         TARN_LOG(CONF_LOG_ERROR, kSecureFunctionText, copied);
     }
-    if (timer == nullptr) {
+    if (address == nullptr) {
         TARN_LOG(CONF_LOG_ERROR, "timer is NULL");
         return 0;
     }
-    expireTimer(kFreeStandingTimers, sharedFields(*timer));
+    expireTimer(kFreeStandingTimers, sharedFields(*static_cast<ConfTimer*>(address)));
     return 0;
 }
 
@@ -78,8 +78,9 @@ uint32_t ConfTimerStart(ConfTimer* timer, uint32_t durationMs, uint32_t msgId, c
         TARN_LOG(CONF_LOG_ERROR, "%s", kNullPointerText);
         return 1;
     }
+    const void* const address = timer;
     TimerUserData userData = {};
-    std::memcpy(userData, &timer, sizeof timer);
+    std::memcpy(userData, &address, sizeof address);
     return startTimer(kFreeStandingTimers, sharedFields(*timer), userData, durationMs, {msgId, data, dataLen});
 }
 
