@@ -22,6 +22,8 @@ constexpr uint32_t kTimers = 10'000;
 constexpr uint32_t kTickMicroseconds = 10'000;
 constexpr uint32_t kLongestTicks = 100;
 constexpr uint32_t kDefaultSeconds = 60;
+constexpr int64_t kShortestJudged = 10 * int64_t{kTickMicroseconds};
+constexpr size_t kEnd = 3; // expiries at either end of the run, of which the most exact tells the drift
 
 constexpr double kMostCpuShare = 0.05;
 constexpr double kMostErrorTicks = 2.0;
@@ -63,24 +65,25 @@ Errors errors;
 struct Timer {
     Clock::time_point created;
     int64_t period = 0; // microseconds
-    int64_t periods = 0;
-    int64_t firstError = -1;
-    int64_t lastError = 0;
+    size_t expiries = 0;
+    std::array<int64_t, kEnd> first = {}; // errors
+    std::array<int64_t, kEnd> last = {};
 };
 
-// The error of an expiry: how much later it came than as many periods after the creation as there were expiries.
+// The error of an expiry: how much later it came than a whole number of periods after the creation. One of a period or
+// more looks like a small one, so timers of short periods do not count; they share thread and ticks with the others.
 uint32_t onExpiry(void* param) {
     Timer* timer = nullptr;
     std::memcpy(&timer, static_cast<const OsTimerParam*>(param)->userData, sizeof timer);
     const int64_t elapsed = std::chrono::duration_cast<microseconds>(Clock::now() - timer->created).count();
-    const int64_t error = elapsed - ++timer->periods * timer->period;
-    errors.add(error);
-    timer->lastError = error;
-    if (timer->firstError < 0) {
-        timer->firstError = error;
+    const int64_t error = elapsed % timer->period;
+    if (timer->period >= kShortestJudged) {
+        errors.add(error);
     }
-    // Up to a tick is the way from the creation to the next tick; what is more than that and a period was skipped.
-    timer->periods += std::max<int64_t>(error - kTickMicroseconds, 0) / timer->period;
+    if (timer->expiries < kEnd) {
+        timer->first[timer->expiries] = error;
+    }
+    timer->last[timer->expiries++ % kEnd] = error;
     return 0;
 }
 
@@ -118,9 +121,8 @@ std::vector<void*> createAll(std::vector<Timer>& timers) {
 double longestDriftTicks(const std::vector<Timer>& timers) {
     int64_t longest = 0;
     for (const Timer& timer : timers) {
-        if (timer.period > int64_t{kLongestTicks} / 2 * kTickMicroseconds) {
-            const int64_t drift = timer.lastError - timer.firstError;
-            longest = std::max(longest, drift < 0 ? -drift : drift);
+        if (timer.period >= kShortestJudged && timer.expiries >= 2 * kEnd) {
+            longest = std::max(longest, std::abs(std::ranges::min(timer.last) - std::ranges::min(timer.first)));
         }
     }
     return static_cast<double>(longest) / kTickMicroseconds;
