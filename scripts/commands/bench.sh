@@ -21,5 +21,5 @@ for program in build/release/bin/bench_*"$wanted"*; do
   ran=$((ran + 1))
   "$program" "$@" || failed+=("$(basename "$program")")
 done
-((ran > 0)) || die "there is no benchmark with '$wanted' in its name"
+((ran > 0)) || die "no benchmark is called bench_*$wanted*"
 ((${#failed[@]} == 0)) || die "failed: ${failed[*]}"
