@@ -34,8 +34,8 @@ typedef uint32_t (*ConfFilterFunc)(const char* src, char* dst, uint32_t dstLen);
  * @param dstLen  Bytes at `dst`.
  * @return 0; 1 for a null argument or a `dstLen` below 129 (`dst` is then untouched), or when a copy fails.
  *
- * A value of 11 characters or more always gives 11: its first three, six stars and its last two, so that the result does
- * not tell its length.
+ * A value of 11 characters or more always gives 11: its first three, six stars and its last two, so that the result
+ * does not tell its length.
  */
 uint32_t ConfFilterStr(const char* src, char* dst, uint32_t dstLen);
 
@@ -46,8 +46,9 @@ uint32_t ConfFilterStr(const char* src, char* dst, uint32_t dstLen);
  * @param dstLen  Bytes at `dst`.
  * @return 0; 1 for a null argument or a `dstLen` below 129 (`dst` is then untouched), or when a copy fails.
  *
- * 10.1.2.7 becomes 10.**.**.7; fe80::1:2:3:4 becomes fe80:****:****:3:4 (an empty group vanishes). What is no address, has
- * fewer than 7 characters, or as IPv6 fewer than four groups or an embedded IPv4 address, is masked by `ConfFilterStr`.
+ * 10.1.2.7 becomes 10.**.**.7; fe80::1:2:3:4 becomes fe80:****:****:3:4 (an empty group vanishes). What is no address,
+ * has fewer than 7 characters, or as IPv6 fewer than four groups or an embedded IPv4 address, is masked by
+ * `ConfFilterStr`.
  */
 uint32_t ConfFilterIPAddrStr(const char* ip, char* dst, uint32_t dstLen);
 
@@ -65,13 +66,13 @@ void ConfFilterNonSecurityWordExImpl(char* start, char* end);
  * @param terminator  What ends a value.
  * @return non-zero for a null argument, which changes nothing; else a value without meaning.
  *
- * A value ends at the next terminator. A carriage return before it means that there is no value; a missing terminator ends
- * the work. Only values behind the keyword "tel:" also end at a carriage return. An empty value is passed over together
- * with as many characters as the terminator has.
+ * A value ends at the next terminator. A carriage return before it means that there is no value; a missing terminator
+ * ends the work. Only values behind the keyword "tel:" also end at a carriage return. An empty value is passed over
+ * together with as many characters as the terminator has.
  *
- * A keyword that contains "-eid" stands before a list. Every ';' from the value on, up to the line's carriage return (without
- * one: up to the end of the text) ends an item that is masked by itself, also behind the terminator; what is left before
- * the terminator is the last item.
+ * A keyword that contains "-eid" stands before a list. Every ';' from the value on, up to the line's carriage return
+ * (without one: up to the end of the text) ends an item that is masked by itself, also behind the terminator; what is
+ * left before the terminator is the last item.
  *
  * The time grows with the length of the text, whatever it holds.
  */
@@ -89,8 +90,8 @@ uint32_t ConfFilterSetIPStr(const char* ip);
  * @param text     NUL-terminated, not empty; not changed.
  * @param outText  Receives a new NUL-terminated text; the caller releases it with `OSMemTypeFreeMon`.
  * @param outLen   Receives its length in bytes.
- * @return 0; 1 for a null argument, an empty text or a stored address of fewer than 7 characters (none is stored at start),
- *         and for want of memory or when a copy fails: `outText` is then null or untouched.
+ * @return 0; 1 for a null argument, an empty text or a stored address of fewer than 7 characters (none is stored at
+ * start), and for want of memory or when a copy fails: `outText` is then null or untouched.
  *
  * The result has at most 98 bytes more than `text`: a masked IPv6 address can be longer than the address itself, and a
  * text with many of them is cut there.

@@ -45,7 +45,8 @@ cJSON* ConfJsonGetObject(cJSON* root, const char* key);
 /** @brief Number of elements; 0 for null and for what is no array, without a record in the log. */
 int ConfJsonGetArraySize(cJSON* array);
 
-/** @brief Member array `key` of `root`. @return null for null, a root that is no object, and a member that is no array. */
+/** @brief Member array `key` of `root`. @return null for null, a root that is no object, and a member that is no array.
+ */
 cJSON* ConfJsonGetArray(cJSON* root, const char* key);
 
 /** @brief Member `key` of `root`, of any type. @return null for null, a root that is no object, or no such member. */
@@ -121,7 +122,8 @@ uint32_t ConfJsonCreateAndPrintSingleNumber(std::string& out, const char* key, d
 /** @brief As `ConfJsonCreateAndPrintSingleNumber`, with a string; a null value fails too. */
 uint32_t ConfJsonCreateAndPrintSingleString(std::string& out, const char* key, const char* value);
 
-/** @brief As `ConfJsonCreateAndPrintSingleNumber`, with items as `ConfJsonAddMultipleItems` takes them; none give {}. */
+/** @brief As `ConfJsonCreateAndPrintSingleNumber`, with items as `ConfJsonAddMultipleItems` takes them; none give {}.
+ */
 uint32_t ConfJsonCreateAndPrintMultipleItems(std::string& out, const ConfJsonItem* items, unsigned int count);
 
 TARN_EXPORT_END

@@ -86,8 +86,8 @@ uint32_t ConfCommMsgSynSendImpl(const char* recvProcName, ConfCommMsgHandler han
 
 /**
  * @brief Like `ConfCommMsgSynSendImpl`, for handlers that attach a result block to a meeting-server block
- *        (`conf_notify.h`), which is then the data. An answer longer than `dataLen` fails the call, and the refused copy
- *        leaves zero bytes at `data`.
+ *        (`conf_notify.h`), which is then the data. An answer longer than `dataLen` fails the call, and the refused
+ * copy leaves zero bytes at `data`.
  *
  * The block attached to the answer belongs to the caller, who releases it with `OSMemTypeFreeMon`.
  */

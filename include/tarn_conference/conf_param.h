@@ -53,15 +53,16 @@ uint32_t ConfParamCheckIpType(const char* str);
  * @param str      At least `byteLen` readable bytes; a NUL among them counts as a
  *                 character and ends nothing. Null counts 0.
  * @param byteLen  Bytes to count in.
- * @return the count. Sequences of one to three bytes count one, also when cut by `byteLen`. From the first other byte on
- *         (a four-byte lead or a stray continuation byte) every remaining byte counts one.
+ * @return the count. Sequences of one to three bytes count one, also when cut by `byteLen`. From the first other byte
+ * on (a four-byte lead or a stray continuation byte) every remaining byte counts one.
  */
 uint32_t ConfParamGetCharNum(const char* str, uint32_t byteLen);
 
 /**
  * @brief Converts a text to a number, or answers with a default.
  * @param str           Decimal, hexadecimal behind `0x`, or octal behind `0`, as strtol with base 0 takes them (C11
- *                      7.22.1.4): leading white space and a sign are allowed, nothing may follow. Null gives the default.
+ *                      7.22.1.4): leading white space and a sign are allowed, nothing may follow. Null gives the
+ * default.
  * @param defaultValue  Returned, and logged as an error, when the text is no number or does not fit a long.
  * @return the number cut to its low 32 bits, or the default.
  */

@@ -7,7 +7,7 @@
 #   format    C++ files are laid out as .clang-format says
 #   layers    no include against the arrows of docs/architecture.md
 #   headers   each public header compiles alone, in every language it is for
-#   text      blanks at line ends, unfinished work, words that do not belong here; tells of very long files
+#   text      blanks at line ends, long lines, unfinished work, words that do not belong here; tells of very long files
 #   scripts   shellcheck
 #   tidy      clang-tidy; a file is looked at again only when something that it includes has changed
 #

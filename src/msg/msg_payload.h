@@ -1,4 +1,5 @@
-// Access to the parts of a payload of at least CONF_MSG_PAYLOAD_OVERHEAD bytes, whose data run on behind the declared structure.
+// Access to the parts of a payload of at least CONF_MSG_PAYLOAD_OVERHEAD bytes, whose data run on behind the declared
+// structure.
 #pragma once
 
 #include "tarn_conference/conf_msg.h"

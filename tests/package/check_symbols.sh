@@ -8,7 +8,8 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 export LC_ALL=C
 
-nm -D --defined-only --format=posix "$library" | awk '$2 != "A" {sub(/@.*/, "", $1); print $1}' | sort -u >"$work/defined"
+nm -D --defined-only --format=posix "$library" | awk '$2 != "A" {sub(/@.*/, "", $1); print $1}' |
+  sort -u >"$work/defined"
 grep -v '^#' "$listed" | grep . | sort -u >"$work/listed"
 if ! diff -u "$work/listed" "$work/defined"; then
   echo "the exported names differ from $listed (-: missing, +: too many)" >&2

@@ -25,7 +25,7 @@ std::string lastText(const char* file) {
 
 TEST(LogLine, HasTimeLevelProcessThreadAndPlace) {
     const ChildResult child = runChild("line", [] {
-        setenv("TZ", "XXX-5:30", 1);
+        setenv("TZ", "EAST-5:30", 1);
         tzset();
         const uint16_t id = createLog("a.log");
         TarnOmLogModuleLogRecord(0, id, "file.cpp and more", 8, 4000000000U, "[f]%d%%", 50);
@@ -37,7 +37,7 @@ TEST(LogLine, HasTimeLevelProcessThreadAndPlace) {
     });
     EXPECT_EQ(child.status, 0);
     const ChildResult west = runChild("west", [] {
-        setenv("TZ", "XXX+3:30", 1);
+        setenv("TZ", "WEST+3:30", 1);
         tzset();
         writeRecord(createLog("a.log"), "x");
         EXPECT_THAT(linesOf(logDirectory() + "a.log").back(), testing::HasSubstr("-03:30 ERROR west "));
