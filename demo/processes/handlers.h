@@ -1,0 +1,50 @@
+// Functions that calls carry from one process of the endpoint to another: they run in the receiving process.
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+namespace tarn::demo {
+
+// What the meeting service asks of the media service; 64 bytes.
+struct StreamRequest {
+    uint32_t streamId;
+    uint32_t width;
+    uint32_t height;
+    uint32_t grantedKbps; // filled in by the media service
+    uint32_t holdMs;      // how long the media service is to take
+    std::array<char, 44> label;
+};
+static_assert(sizeof(StreamRequest) == 64);
+
+inline constexpr uint32_t kMsgOpenStream = 0x101;
+inline constexpr uint32_t kMsgHoldStream = 0x102;
+inline constexpr uint32_t kMsgStreamEvent = 0x103;
+inline constexpr uint32_t kMsgListParticipants = 0x201;
+inline constexpr uint32_t kMsgInvitation = 0x202;
+inline constexpr uint32_t kMsgTimer = 0x301;
+
+inline constexpr uint32_t kStreamAccepted = 200;
+
+// Media: grants a bit rate in the caller's data.
+uint32_t openStream(uint32_t msgId, void* data, uint32_t length);
+// Media: the same, after holding the call as long as it says.
+uint32_t holdStream(uint32_t msgId, void* data, uint32_t length);
+// Media: notes an event, whose data are a text.
+uint32_t noteStreamEvent(uint32_t msgId, void* data, uint32_t length);
+// Application: attaches the list of participants to the meeting-server block that the call's data are.
+uint32_t listParticipants(uint32_t msgId, void* data, uint32_t length);
+
+// Application: reads an invitation in JSON and notes what it understood.
+uint32_t readInvitation(uint32_t msgId, void* data, uint32_t length);
+
+// What a timer carries: its name and when it was started.
+struct TimerData {
+    std::array<char, 24> name;
+    uint64_t startedNs;
+};
+
+// Any process: notes the expiry of a timer with its age.
+uint32_t timerExpired(uint32_t msgId, void* data, uint32_t length);
+
+} // namespace tarn::demo
