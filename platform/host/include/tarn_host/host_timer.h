@@ -18,8 +18,8 @@
  * expired, because it was deleted before, or because it is garbage, is answered with ENOENT.
  *
  * Results: EINVAL for a null argument, a missing callback, and a tick of 0 or of more than a second; ENODEV for a timer
- * without a manager; ENOMEM or EAGAIN when memory or threads are out; EBUSY for a second `OsTmrManagerInit` with another
- * tick, which changes nothing, while one with the same tick is welcome.
+ * without a manager; ENOMEM or EAGAIN when memory or threads are out; EBUSY for a second `OsTmrManagerInit` with
+ * another tick, which changes nothing, while one with the same tick is welcome.
  *
  * Callbacks may create and delete timers, their own too, and may fork: a child process starts without manager and
  * timers, and handles of its parent name nothing there.
