@@ -53,7 +53,12 @@ class EndSignals {
     }
     EndSignals(const EndSignals&) = delete;
     EndSignals& operator=(const EndSignals&) = delete;
-    ~EndSignals() { pthread_sigmask(SIG_SETMASK, &old_, nullptr); }
+    ~EndSignals() {
+        // A further signal asked for the same and must not hit once they are let through again.
+        while (take() != 0) {
+        }
+        pthread_sigmask(SIG_SETMASK, &old_, nullptr);
+    }
 
     int descriptor() const { return descriptor_.get(); }
     // The next signal that has arrived, or 0.

@@ -1,5 +1,6 @@
 // tarn_launch: runs the processes of an image, a shared object that exports a table of them.
 #include <dlfcn.h>
+#include <signal.h>
 #include <string.h>
 #include <CLI/CLI.hpp>
 
@@ -85,6 +86,15 @@ std::vector<const TarnHostProcess*> choose(const TarnHostImage& image, const Opt
     return chosen;
 }
 
+// A signal during the start waits until all run and can be stopped in order.
+void holdSignals() {
+    sigset_t held;
+    sigemptyset(&held);
+    sigaddset(&held, SIGINT);
+    sigaddset(&held, SIGTERM);
+    sigprocmask(SIG_BLOCK, &held, nullptr);
+}
+
 bool start(TarnHostLauncher* launcher, const TarnHostProcess& process) {
     const std::string name = process.name == nullptr ? "" : process.name;
     const uint32_t error = TarnHostLauncherStart(launcher, &process);
@@ -121,6 +131,7 @@ int launch(const Options& options) {
         }
         return 0;
     }
+    holdSignals();
     const LauncherPointer launcher(TarnHostLauncherCreate());
     for (const TarnHostProcess* process : chosen) {
         if (launcher == nullptr || !start(launcher.get(), *process)) {
