@@ -4,6 +4,7 @@
 #include <string.h>
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <cstdio>
 #include <iostream>
 #include <memory>
@@ -69,7 +70,12 @@ const TarnHostProcess* findProcess(const TarnHostImage& image, const std::string
     return nullptr;
 }
 
-// All of the table, or those named, in the order named; empty, with the reason on standard error, for an unknown name.
+bool sameName(const TarnHostProcess* left, const TarnHostProcess* right) {
+    return left->name != nullptr && right->name != nullptr && strcmp(left->name, right->name) == 0;
+}
+
+// All of the table, or those named, in the order named; empty, with the reason on standard error, for a name that is
+// unknown or stands twice.
 std::vector<const TarnHostProcess*> choose(const TarnHostImage& image, const Options& options) {
     std::vector<const TarnHostProcess*> chosen;
     for (const std::string& name : options.names) {
@@ -82,6 +88,12 @@ std::vector<const TarnHostProcess*> choose(const TarnHostImage& image, const Opt
     }
     for (uint32_t i = 0; options.names.empty() && i < image.count; i++) {
         chosen.push_back(&image.processes[i]);
+    }
+    for (auto later = chosen.begin(); later != chosen.end(); ++later) {
+        if (std::any_of(chosen.begin(), later, [&](const auto* earlier) { return sameName(earlier, *later); })) {
+            complain(std::string("process ") + (*later)->name + " would be started twice");
+            return {};
+        }
     }
     return chosen;
 }

@@ -262,7 +262,7 @@ TEST(LaunchProgram, SaysWhatIsWrong) {
         {"libtarn_host_platform.so.1", "cannot load the image"},
         {HOST_PLATFORM, "does not export tarnHostImage"},
         {LAUNCH_IMAGE " server nobody", "has no process nobody"},
-        {LAUNCH_IMAGE " failing failing", "cannot start process \"failing\""},
+        {LAUNCH_IMAGE " failing failing", "process failing would be started twice"},
         {"--grace x " LAUNCH_IMAGE, "grace"},
     };
     for (const auto& wrong : cases) {

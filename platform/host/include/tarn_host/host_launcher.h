@@ -93,7 +93,8 @@ uint32_t TarnHostLauncherState(TarnHostLauncher* launcher, const char* name, Tar
  * @brief Waits until any process ends.
  * @param launcher   The launcher.
  * @param timeoutMs  Longest wait in milliseconds.
- * @param ended      Filled on success. Each end is told once, in the order of starting when several ended.
+ * @param ended      Filled on success. Each end is told once, in the order of starting when several ended; not
+ *                   at all when its process was started again before.
  * @return 0; EINVAL for a null argument; ETIMEDOUT; ECHILD when none runs and no end is untold.
  */
 uint32_t TarnHostLauncherWait(TarnHostLauncher* launcher, uint32_t timeoutMs, TarnHostProcessState* ended);
