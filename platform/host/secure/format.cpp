@@ -57,12 +57,17 @@ class FormatCheck {
     void number() {
         if (*at_ == '*') {
             ++at_;
-            static_cast<void>(va_arg(arguments_, int));
+            skip<int>();
             return;
         }
         while (*at_ >= '0' && *at_ <= '9') {
             ++at_;
         }
+    }
+
+    template <typename T>
+    void skip() {
+        static_cast<void>(va_arg(arguments_, T));
     }
 
     // Steps over the argument of a conversion.
@@ -91,13 +96,13 @@ class FormatCheck {
                 return true;
             case 'c':
             case 'C':
-                static_cast<void>(va_arg(arguments_, wint_t));
+                skip<wint_t>();
                 return true;
             case 's':
             case 'S':
                 return va_arg(arguments_, const void*) != nullptr;
             case 'p':
-                static_cast<void>(va_arg(arguments_, const void*));
+                skip<const void*>();
                 return true;
             default:
                 return false;
@@ -109,33 +114,33 @@ class FormatCheck {
             case Length::None:
             case Length::Char:
             case Length::Short: // promoted
-                static_cast<void>(va_arg(arguments_, int));
+                skip<int>();
                 return;
             case Length::Long:
-                static_cast<void>(va_arg(arguments_, long));
+                skip<long>();
                 return;
             case Length::LongLong:
             case Length::LongDouble: // the C library takes L before an integer for ll
-                static_cast<void>(va_arg(arguments_, long long));
+                skip<long long>();
                 return;
             case Length::Max:
-                static_cast<void>(va_arg(arguments_, intmax_t));
+                skip<intmax_t>();
                 return;
             case Length::Size:
-                static_cast<void>(va_arg(arguments_, size_t));
+                skip<size_t>();
                 return;
             case Length::Difference:
-                static_cast<void>(va_arg(arguments_, ptrdiff_t));
+                skip<ptrdiff_t>();
                 return;
         }
     }
 
     void takeReal(Length length) {
         if (length == Length::LongDouble || length == Length::LongLong) {
-            static_cast<void>(va_arg(arguments_, long double));
+            skip<long double>();
             return;
         }
-        static_cast<void>(va_arg(arguments_, double));
+        skip<double>();
     }
 
     const char* at_;

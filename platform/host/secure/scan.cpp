@@ -113,14 +113,15 @@ bool copyText(const Directive& directive, void* target, rsize_t size, const char
     return fits;
 }
 
+// Wrapped, because a va_list of its own cannot be handed on by reference everywhere.
+struct Arguments {
+    va_list list;
+};
+
 class Scanner {
  public:
-    Scanner(const char* text, const char* format, va_list arguments) : text_(text), at_(text), format_(format) {
-        va_copy(arguments_, arguments);
-    }
-    ~Scanner() { va_end(arguments_); }
-    Scanner(const Scanner&) = delete;
-    Scanner& operator=(const Scanner&) = delete;
+    Scanner(const char* text, const char* format, Arguments& arguments)
+        : text_(text), at_(text), format_(format), arguments_(arguments) {}
 
     int run() {
         while (*format_ != '\0') {
@@ -206,7 +207,7 @@ class Scanner {
     Step number(const Directive& directive) {
         void* target = nullptr;
         if (!directive.suppressed) {
-            target = va_arg(arguments_, void*);
+            target = va_arg(arguments_.list, void*);
             if (target == nullptr) {
                 return Step::Broken;
             }
@@ -228,8 +229,8 @@ class Scanner {
         if (directive.suppressed) {
             return finish(directive, nullptr);
         }
-        void* const target = va_arg(arguments_, void*);
-        const rsize_t size = va_arg(arguments_, rsize_t);
+        void* const target = va_arg(arguments_.list, void*);
+        const rsize_t size = va_arg(arguments_.list, rsize_t);
         if (target == nullptr || size > kLargestBound) {
             return Step::Broken;
         }
@@ -251,7 +252,7 @@ class Scanner {
         if (directive.suppressed) {
             return Step::Done;
         }
-        void* const target = va_arg(arguments_, void*);
+        void* const target = va_arg(arguments_.list, void*);
         if (target == nullptr) {
             return Step::Broken;
         }
@@ -289,7 +290,7 @@ class Scanner {
     const char* const text_;
     const char* at_;
     const char* format_;
-    va_list arguments_;
+    Arguments& arguments_;
     int stored_ = 0;
 };
 
@@ -299,14 +300,14 @@ int sscanf_s(const char* text, const char* format, ...) {
     if (text == nullptr || format == nullptr) {
         return kFailed;
     }
-    va_list arguments;
-    va_start(arguments, format);
+    Arguments arguments;
+    va_start(arguments.list, format);
     int stored = kFailed;
     try {
         stored = Scanner(text, format, arguments).run();
     } catch (const std::bad_alloc&) {
         stored = kFailed;
     }
-    va_end(arguments);
+    va_end(arguments.list);
     return stored;
 }

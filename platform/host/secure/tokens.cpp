@@ -39,7 +39,6 @@ char* strtok_s(char* text, rsize_t* length, const char* delimiters, char** conte
         return nullptr;
     }
     Rest rest = {start, *length};
-    *length = 0;
     if (!rest.skip(delimiters, true)) {
         return nullptr;
     }

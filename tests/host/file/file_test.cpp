@@ -67,6 +67,7 @@ TEST(HostPaths, AreMadeAtFirstUseAndStay) {
          {+[] { return TarnOmCustUtilGetCfgPath(0); }, +[] { return TarnOmCustUtilGetStoragePath(); }}) {
         std::vector<const char*> seen(4);
         std::vector<std::jthread> threads;
+        threads.reserve(seen.size());
         for (const char*& text : seen) {
             threads.emplace_back([&text, path] { text = path(); });
         }

@@ -11,9 +11,9 @@ namespace {
 TEST(HostMutex, AnAllZeroOneKeepsThreadsApart) {
     OsMutex mutex = {};
     int counter = 0;
-    std::vector<std::jthread> threads;
-    for (int i = 0; i < 4; ++i) {
-        threads.emplace_back([&] {
+    std::vector<std::jthread> threads(4);
+    for (std::jthread& thread : threads) {
+        thread = std::jthread([&] {
             for (int round = 0; round < 5000; ++round) {
                 ASSERT_EQ(0U, OsMutexLock(&mutex));
                 ++counter;

@@ -94,10 +94,10 @@ bool modelText(Arena& arena, const Areas& a, size_t limit, bool append) {
 TEST(SecureCopies, AgreeWithTheirModelsWhereverTheAreasLie) {
     Picker pick;
     std::array<int, 10> outcomes = {};
-    for (int round = 0; round < 100000; ++round) {
+    for (int round = 0; round < 30000; ++round) {
         const Arena start = pick.arena();
         const Areas a = pick.areas();
-        const int call = round % 5;
+        const size_t call = static_cast<size_t>(round) % 5;
         Arena expected = start;
         Arena actual = start;
         char* const to = actual.data() + a.destination;
@@ -128,9 +128,9 @@ TEST(SecureCopies, AgreeWithTheirModelsWhereverTheAreasLie) {
         }
         ASSERT_EQ(wanted, code == 0) << "call " << call << " round " << round;
         ASSERT_EQ(expected, actual) << "call " << call << " round " << round;
-        ++outcomes[static_cast<size_t>(call * 2 + (wanted ? 1 : 0))];
+        ++outcomes[call * 2 + (wanted ? 1 : 0)];
     }
-    EXPECT_GT(*std::min_element(outcomes.begin(), outcomes.end()), 500);
+    EXPECT_GT(*std::min_element(outcomes.begin(), outcomes.end()), 200);
 }
 
 TEST(SecureCopies, BrokenMemoryConstraintsAreAnsweredByZeros) {

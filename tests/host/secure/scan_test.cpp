@@ -26,7 +26,7 @@ TEST(SecureScan, AgreesWithTheModelOnRandomFormatsAndTexts) {
     constexpr const char* kGlue[] = {"", "", " ", ",", "a", "%%", " , ", "%*c", "x%*d"};
     std::mt19937 engine(11);
     int complete = 0;
-    for (int round = 0; round < 200000; ++round) {
+    for (int round = 0; round < 60000; ++round) {
         std::string text(engine() % 20, ' ');
         for (char& c : text) {
             c = "0123 9, ax-%b2 ]"[engine() % 16];
@@ -47,7 +47,7 @@ TEST(SecureScan, AgreesWithTheModelOnRandomFormatsAndTexts) {
         ASSERT_EQ(0, std::memcmp(&expected, &actual, sizeof expected)) << "'" << text << "' '" << format << "'";
         complete += wanted == 3 ? 1 : 0;
     }
-    EXPECT_GT(complete, 1000);
+    EXPECT_GT(complete, 200);
 }
 
 // One conversion of each kind and length, with the very bytes that the model stores.

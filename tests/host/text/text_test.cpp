@@ -12,7 +12,7 @@
 namespace {
 
 std::string takeText(char* text) {
-    const std::string taken = text == nullptr ? "(null)" : text;
+    std::string taken = text == nullptr ? "(null)" : text;
     OSMemTypeFreeMon(text, 0, 0, __LINE__, "text_test");
     return taken;
 }
