@@ -122,7 +122,9 @@ bool ratios() {
             holds(name.c_str(), medianRatio(Replacing(textOf(unit, kLong)), Replacing(textOf(unit, kShort))), 11);
     }
 
-    std::string plain = textOf("a line of a log without anything to hide in it, of usual length\n", kLong);
+    // With digits in it: where the first letter of what is looked for never occurs, strstr is faster than copying the
+    // text.
+    std::string plain = textOf("2024-06-11 12:41:07.119 [conf_call] site 17 joined, bandwidth 1920\n", kLong);
     const auto strstrPass = [&plain](const char* part) {
         return [&plain, part] { benchmark::DoNotOptimize(std::strstr(plain.c_str(), part)); };
     };

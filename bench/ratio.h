@@ -5,43 +5,49 @@
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
+#include <ctime>
 #include <vector>
 
 namespace tarn::bench {
 
 inline constexpr int kRounds = 41;
-inline constexpr std::chrono::microseconds kShortestSample{500};
+inline constexpr double kShortestSample = 0.0005; // seconds
+
+inline double now(clockid_t clock) {
+    timespec time = {};
+    clock_gettime(clock, &time);
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
+}
 
 template <typename Call>
-double secondsFor(size_t calls, Call& call) {
-    const auto start = std::chrono::steady_clock::now();
+double secondsFor(size_t calls, Call& call, clockid_t clock) {
+    const double start = now(clock);
     for (size_t i = 0; i < calls; ++i) {
         call();
     }
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    return now(clock) - start;
 }
 
 // How many calls make a sample that the clock can tell.
 template <typename Call>
-size_t callsForASample(Call& call) {
+size_t callsForASample(Call& call, clockid_t clock) {
     size_t calls = 1;
-    while (secondsFor(calls, call) < std::chrono::duration<double>(kShortestSample).count()) {
+    while (secondsFor(calls, call, clock) < kShortestSample) {
         calls *= 2;
     }
     return calls;
 }
 
-// Time of a call of `measured` in those of `reference`.
+// Time of a call of `measured` in those of `reference`. Calls that wait for others are measured by CLOCK_MONOTONIC.
 template <typename Measured, typename Reference>
-double medianRatio(Measured measured, Reference reference) {
-    const size_t measuredCalls = callsForASample(measured);
-    const size_t referenceCalls = callsForASample(reference);
+double medianRatio(Measured measured, Reference reference, clockid_t clock = CLOCK_THREAD_CPUTIME_ID) {
+    const size_t measuredCalls = callsForASample(measured, clock);
+    const size_t referenceCalls = callsForASample(reference, clock);
     std::vector<double> ratios;
     for (int round = 0; round < kRounds; ++round) {
-        const double measuredTime = secondsFor(measuredCalls, measured) / static_cast<double>(measuredCalls);
-        const double referenceTime = secondsFor(referenceCalls, reference) / static_cast<double>(referenceCalls);
+        const double measuredTime = secondsFor(measuredCalls, measured, clock) / static_cast<double>(measuredCalls);
+        const double referenceTime = secondsFor(referenceCalls, reference, clock) / static_cast<double>(referenceCalls);
         ratios.push_back(measuredTime / referenceTime);
     }
     std::ranges::nth_element(ratios, ratios.begin() + kRounds / 2);

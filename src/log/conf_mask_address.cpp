@@ -122,6 +122,6 @@ uint32_t ConfReplaceIPAddrStr(const char* text, char** outText, uint32_t* outLen
         return 1;
     }
     *outLen = result.length();
-    block.release();
+    (void)block.release();
     return 0;
 }
