@@ -178,7 +178,7 @@ TEST_F(MessageTest, BadArgumentsSendNothing) {
 TEST_F(MessageTest, AnswerLongerThanTheBuffer) {
     Bytes data = {1, 2};
     for (const Bytes& answer :
-         {answerOf(kResult, {7, 7, 7}), Payload(nullptr, 0, {}).set(8, kResult).set(16, 3).bytes}) {
+         {answerOf(kResult, {7, 7, 7}), Payload(nullptr, 0, {}).set(8, kResult).set(16, 300).bytes}) {
         answerWith(answer);
         EXPECT_EQ(ConfCommMsgSynSendImpl("peer", rememberingHandler, 1, data.data(), 2, 1), kResult);
         EXPECT_EQ(data, (Bytes{1, 2}));
