@@ -87,10 +87,10 @@ bool ratios() {
     allHold &= holds("one-shot, 1 KiB, to EVP_Digest", ratioFor<OneShot, BareDigest>(kKibibyte), 1.05);
     allHold &= holds("one-shot, 1 MiB, to EVP_Digest", ratioFor<OneShot, BareDigest>(kMebibyte), 1.05);
     allHold &= holds("one-shot, 16 bytes, to EVP_Q_digest", ratioFor<OneShot, QuickDigest>(kShort), 1.05);
-    // The context that is kept has to be made: that is the difference.
-    allHold &= holds("one-shot, 16 bytes, to a prefetched EVP_MD", ratioFor<OneShot, PrefetchedDigest>(kShort), 1.5);
+    // Beside the hash these make a context that is kept, or pass through three calls: wide limits, only against decay.
+    allHold &= holds("one-shot, 16 bytes, to a prefetched EVP_MD", ratioFor<OneShot, PrefetchedDigest>(kShort), 1.75);
     allHold &=
-        holds("streaming, 16 bytes, to a prefetched EVP_MD", ratioFor<Streaming, PrefetchedDigest>(kShort), 1.25);
+        holds("streaming, 16 bytes, to a prefetched EVP_MD", ratioFor<Streaming, PrefetchedDigest>(kShort), 1.75);
     return allHold;
 }
 
