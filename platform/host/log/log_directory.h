@@ -12,9 +12,12 @@ bool isOpenFile(const std::string& path, int file);
 // record lock: it goes with the process, however that ends, and a forked child does not share it.
 class LogDirectory {
  public:
-    constexpr LogDirectory() = default;
+    LogDirectory() = default;
+    ~LogDirectory() { release(); }
     LogDirectory(const LogDirectory&) = delete;
+    LogDirectory(LogDirectory&&) = delete;
     LogDirectory& operator=(const LogDirectory&) = delete;
+    LogDirectory& operator=(LogDirectory&&) = delete;
 
     // Makes and locks the directory unless this process has it already. 0 or an `errno` value.
     int claim(const std::string& processName);

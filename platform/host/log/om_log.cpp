@@ -24,7 +24,9 @@ class KeepErrno {
     KeepErrno() = default;
     ~KeepErrno() { errno = saved_; }
     KeepErrno(const KeepErrno&) = delete;
+    KeepErrno(KeepErrno&&) = delete;
     KeepErrno& operator=(const KeepErrno&) = delete;
+    KeepErrno& operator=(KeepErrno&&) = delete;
 
  private:
     int saved_ = errno;

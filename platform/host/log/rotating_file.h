@@ -16,9 +16,12 @@ struct RotationLimits {
 
 class RotatingFile {
  public:
-    constexpr RotatingFile() = default;
+    RotatingFile() = default;
+    ~RotatingFile() { close(); }
     RotatingFile(const RotatingFile&) = delete;
+    RotatingFile(RotatingFile&&) = delete;
     RotatingFile& operator=(const RotatingFile&) = delete;
+    RotatingFile& operator=(RotatingFile&&) = delete;
 
     // Whether a file is open and was not removed; a `thorough` look, which costs as much as writing a line, also finds
     // that it does not stand at its path any more. False asks for `open`. Comes before `makeRoom`, which uses the size

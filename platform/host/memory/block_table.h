@@ -15,7 +15,9 @@ struct LiveBlock {
     MemorySite* site;
     uint32_t size;
 
-    void* address() const { return reinterpret_cast<void*>(~hiddenAddress); }
+    void* address() const {
+        return reinterpret_cast<void*>(~hiddenAddress); // NOLINT(performance-no-int-to-ptr): hidden on purpose
+    }
 };
 
 // False when memory is out.
