@@ -134,7 +134,7 @@ TEST(MemoryAccount, AgreesWithAModelWhileThreadsAllocateAtOnce) {
     }
     std::vector<std::thread> threads;
     for (Walk& walk : walks) {
-        threads.emplace_back([&walk] { walk.run(20000); });
+        threads.emplace_back([&walk] { walk.run(8000); });
     }
     for (std::thread& thread : threads) {
         thread.join();

@@ -102,7 +102,7 @@ TEST(MemoryFork, ChildOfAThreadedProcessAllocates) {
             release(allocate(32));
         }
     });
-    for (int i = 0; i < 100; ++i) {
+    for (int i = 0; i < 25; ++i) {
         const pid_t child = fork();
         ASSERT_GE(child, 0);
         if (child == 0) {
