@@ -14,7 +14,7 @@
 #include "tarn_host/host_launcher.h"
 #include "tarn_host/host_process.h"
 
-extern "C" const char* __tsan_default_options();
+extern "C" __attribute__((visibility("default"))) const char* __tsan_default_options();
 extern "C" const char* __tsan_default_options() {
     return "die_after_fork=0";
 }

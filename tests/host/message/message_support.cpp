@@ -7,7 +7,7 @@
 #include <thread>
 
 // Forked children of a threaded test process start threads of their own.
-extern "C" const char* __tsan_default_options();
+extern "C" __attribute__((visibility("default"))) const char* __tsan_default_options();
 extern "C" const char* __tsan_default_options() {
     return "die_after_fork=0";
 }
