@@ -83,7 +83,7 @@ int makeHostSubdirectory(const std::string& name, std::string& path) {
     size_t start = 0;
     while (error == 0 && start < name.size()) {
         const size_t end = std::min(name.find('/', start), name.size());
-        path += "/" + name.substr(start, end - start);
+        path.append("/").append(name, start, end - start);
         error = makeOwnDirectory(path);
         start = end + 1;
     }

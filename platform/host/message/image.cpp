@@ -66,16 +66,20 @@ int collect(dl_phdr_info* info, size_t /*size*/, void* image) {
     return 0;
 }
 
+void putBytes(std::vector<std::byte>& bytes, const void* source, size_t count) {
+    const size_t used = bytes.size();
+    bytes.resize(used + count);
+    std::memcpy(bytes.data() + used, source, count);
+}
+
 void putNumber(std::vector<std::byte>& bytes, uint64_t number) {
-    const auto* start = reinterpret_cast<const std::byte*>(&number);
-    bytes.insert(bytes.end(), start, start + sizeof number);
+    putBytes(bytes, &number, sizeof number);
 }
 
 void putText(std::vector<std::byte>& bytes, std::string_view text) {
     text = text.substr(0, kLongestText);
     putNumber(bytes, text.size());
-    const auto* start = reinterpret_cast<const std::byte*>(text.data());
-    bytes.insert(bytes.end(), start, start + text.size());
+    putBytes(bytes, text.data(), text.size());
 }
 
 bool takeNumber(std::span<const std::byte>& bytes, uint64_t& number) {

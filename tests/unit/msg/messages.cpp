@@ -158,8 +158,8 @@ TEST_F(MessageTest, BadArgumentsSendNothing) {
         EXPECT_EQ(platform.count("OsMemMallocSetCharMon"), 0U);
         EXPECT_EQ(send("sixteen_chars___", rememberingHandler, 1, data.data(), 8, 1), CONF_MSG_ERR_SEND);
         EXPECT_EQ(send(longName.c_str(), rememberingHandler, 1, data.data(), 8, 1), CONF_MSG_ERR_SEND);
-        const std::string null = "[" + std::string(name) + "]Null ptr.";
-        const std::string copy = "[" + std::string(name) + "]ConfCommMsgSynSend strcpy_s fail";
+        const std::string null = std::string("[").append(name).append("]Null ptr.");
+        const std::string copy = std::string("[").append(name).append("]ConfCommMsgSynSend strcpy_s fail");
         EXPECT_THAT(platform.logTexts(), ElementsAre(null, null, null, null, copy, copy));
         EXPECT_EQ(platform.logs().at(0).level, 1);
         EXPECT_EQ(platform.logs().at(0).file, "conf_msg_api");
