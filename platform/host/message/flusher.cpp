@@ -1,6 +1,5 @@
 #include "message/flusher.h"
 
-#include <poll.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
 
@@ -60,11 +59,6 @@ int Flusher::add(std::shared_ptr<OutgoingConnection> connection) {
     return 0;
 }
 
-std::vector<std::shared_ptr<OutgoingConnection>> Flusher::waiting() {
-    const std::lock_guard lock(mutex_);
-    return connections_;
-}
-
 void Flusher::remove(const std::shared_ptr<OutgoingConnection>& connection) {
     const std::lock_guard lock(mutex_);
     // A message may have been queued again since the flush; then `add` has put a second entry, which stays.
@@ -76,21 +70,25 @@ void Flusher::remove(const std::shared_ptr<OutgoingConnection>& connection) {
 
 // One round: waits until a socket has room, and sends.
 void Flusher::serve() {
-    const std::vector<std::shared_ptr<OutgoingConnection>> connections = waiting();
-    std::vector<pollfd> wanted = {{wake_.get(), POLLIN, 0}};
-    for (const auto& connection : connections) {
-        wanted.push_back({connection->socket(), POLLOUT, 0});
+    {
+        const std::lock_guard lock(mutex_);
+        served_ = connections_;
     }
-    poll(wanted.data(), wanted.size(), -1);
-    if (wanted[0].revents != 0) {
+    wanted_.assign(1, {wake_.get(), POLLIN, 0});
+    for (const auto& connection : served_) {
+        wanted_.push_back({connection->socket(), POLLOUT, 0});
+    }
+    poll(wanted_.data(), wanted_.size(), -1);
+    if (wanted_[0].revents != 0) {
         uint64_t count = 0;
         [[maybe_unused]] const ssize_t taken = read(wake_.get(), &count, sizeof count);
     }
-    for (size_t i = 0; i < connections.size(); i++) {
-        if (wanted[i + 1].revents != 0 && connections[i]->flush() != EAGAIN) {
-            remove(connections[i]);
+    for (size_t i = 0; i < served_.size(); i++) {
+        if (wanted_[i + 1].revents != 0 && served_[i]->flush() != EAGAIN) {
+            remove(served_[i]);
         }
     }
+    served_.clear();
 }
 
 void Flusher::run() {
@@ -105,13 +103,13 @@ void Flusher::run() {
 
 void Flusher::drain() {
     const Deadline deadline(kDrainMs);
-    {
-        std::unique_lock lock(mutex_);
-        if (emptied_.wait_until(lock, deadline.end(), [this] { return connections_.empty(); })) {
-            return;
-        }
+    std::unique_lock lock(mutex_);
+    if (emptied_.wait_until(lock, deadline.end(), [this] { return connections_.empty(); })) {
+        return;
     }
-    for (const auto& connection : waiting()) {
+    const std::vector<std::shared_ptr<OutgoingConnection>> lost = connections_;
+    lock.unlock(); // The connections' own locks come first.
+    for (const auto& connection : lost) {
         report("%zu bytes of messages to %s are lost: it did not take them", connection->queuedBytes(),
                connection->receiver().c_str());
     }

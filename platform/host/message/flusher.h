@@ -1,6 +1,8 @@
 // Sends asynchronous messages that a socket had no room for. One thread a process, started when it is first needed.
 #pragma once
 
+#include <poll.h>
+
 #include <atomic>
 #include <condition_variable>
 #include <memory>
@@ -28,7 +30,6 @@ class Flusher {
     int startThread();
     void run();
     void serve();
-    std::vector<std::shared_ptr<OutgoingConnection>> waiting();
     void remove(const std::shared_ptr<OutgoingConnection>& connection);
 
     std::atomic<size_t> reserved_ = 0;
@@ -36,6 +37,9 @@ class Flusher {
     std::condition_variable emptied_;
     std::vector<std::shared_ptr<OutgoingConnection>> connections_;
     Descriptor wake_;
+    // The thread's own, here so that a forked child does not lose them.
+    std::vector<std::shared_ptr<OutgoingConnection>> served_;
+    std::vector<pollfd> wanted_;
     std::thread thread_;
 };
 

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <cstdlib>
 #include <cstring>
 
 #include "base/report.h"
@@ -145,9 +146,6 @@ void Receiver::run() {
         for (int i = 0; i < count && !closing_; i++) {
             const epoll_event& event = events[static_cast<size_t>(i)];
             handleEvent(event.data.ptr, event.events);
-            if (inherited()) {
-                return;
-            }
         }
     }
     finish();
@@ -219,9 +217,6 @@ void Receiver::serve(IncomingConnection& connection, uint32_t events) {
     if (!connection.broken() && !connection.keepsBytes() && (events & ~uint32_t{EPOLLOUT}) != 0) {
         wanted = readFrames(connection);
     }
-    if (inherited()) {
-        return;
-    }
     if (!wanted || connection.broken()) {
         drop(connection);
         return;
@@ -253,7 +248,7 @@ bool Receiver::readFrames(IncomingConnection& connection) {
     FrameReader::Status status = reader.next();
     while (status == FrameReader::Status::kWhole) {
         const bool goOn = handleFrame(connection);
-        if (inherited() || !goOn || connection.broken() || closing_) {
+        if (!goOn || connection.broken() || closing_) {
             return goOn;
         }
         reader.reset();
@@ -313,13 +308,19 @@ void Receiver::deliver(IncomingConnection& connection) noexcept {
     threadDelivery = &delivery;
     onRecord_(record.get());
     threadDelivery = nullptr;
-    if (inherited()) {
-        return;
-    }
+    endForkedChild();
     if (delivery.header.type == FrameType::kCall && !delivery.answered) {
         sendFailure(connection, ENOMSG, {});
     }
     setBusy(nullptr);
+}
+
+// Forked inside the callback, a child comes back into a receiver that is its parent's.
+void Receiver::endForkedChild() const {
+    if (&service() != home_) {
+        report("a child forked inside the callback of receiver %s returned from it and was ended", name_.c_str());
+        _exit(EXIT_FAILURE);
+    }
 }
 
 void Receiver::setBusy(IncomingConnection* connection) {
@@ -347,43 +348,3 @@ void Receiver::finish() {
 }
 
 } // namespace tarn::host
-
-uint32_t OsMsgSynSendResp(const OsMsgRecord* record, const void* payload, uint32_t payloadLength) {
-    using namespace tarn::host;
-    Delivery* delivery = Receiver::currentDelivery();
-    if (record == nullptr || delivery == nullptr || (payload == nullptr && payloadLength != 0)) {
-        return EINVAL;
-    }
-    uint64_t serial = 0;
-    std::memcpy(&serial, record->platformHead, sizeof serial);
-    if (serial != delivery->serial || delivery->header.type != FrameType::kCall || delivery->answered) {
-        return EINVAL;
-    }
-    const std::span bytes(static_cast<const std::byte*>(payload), payloadLength);
-    AttachedBlock block;
-    if (holdsAttachedBlock(delivery->header.kind, bytes)) {
-        block = attachedBlock(bytes);
-    }
-    const uint32_t blockLength = block.data == nullptr ? 0 : block.length;
-    if (payloadLength > kMaxPayload || blockLength > kMaxPayload) {
-        return EMSGSIZE;
-    }
-    FrameHeader header = delivery->header;
-    header.type = FrameType::kAnswer;
-    header.payloadLength = payloadLength;
-    header.blockLength = blockLength;
-    std::memcpy(header.senderName, delivery->header.receiverName, sizeof header.senderName);
-    std::memcpy(header.receiverName, delivery->header.senderName, sizeof header.receiverName);
-    Gather pieces;
-    pieces.add(&header, sizeof header);
-    pieces.add(payload, payloadLength);
-    pieces.add(block.data, blockLength);
-    // After a failure the connection is closed, so the sender is told by that.
-    delivery->answered = true;
-    const int error = delivery->connection->send(pieces);
-    if (error != 0) {
-        return static_cast<uint32_t>(error);
-    }
-    const AccountedBlock taken(block.data);
-    return 0;
-}

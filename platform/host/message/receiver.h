@@ -47,8 +47,6 @@ class Receiver {
     int listen();
     int startThread(const std::shared_ptr<Receiver>& self);
     bool watch(int descriptor, uint32_t events, void* tag, int operation);
-    // Forked inside a callback, the child returns into this receiver, which is not its own.
-    bool inherited() const { return &service() != home_; }
 
     void run();
     void acceptAll();
@@ -60,6 +58,7 @@ class Receiver {
     bool handleFrame(IncomingConnection& connection);
     bool greet(IncomingConnection& connection);
     void deliver(IncomingConnection& connection) noexcept;
+    void endForkedChild() const;
     void setBusy(IncomingConnection* connection);
     void drop(IncomingConnection& connection);
     void finish();

