@@ -53,6 +53,8 @@ class EndSignals {
     }
     EndSignals(const EndSignals&) = delete;
     EndSignals& operator=(const EndSignals&) = delete;
+    EndSignals(EndSignals&&) = delete;
+    EndSignals& operator=(EndSignals&&) = delete;
     ~EndSignals() {
         // A further signal asked for the same and must not hit once they are let through again.
         while (take() != 0) {

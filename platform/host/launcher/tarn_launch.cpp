@@ -155,9 +155,7 @@ int launch(const Options& options) {
     return signal != 0 ? kSignalBase + signal : result == 0 ? 0 : kProcessFailed;
 }
 
-} // namespace
-
-int main(int argc, char** argv) {
+int parseAndLaunch(int argc, char** argv) {
     CLI::App app(
         "Starts the processes of an image, a shared object that exports a table of processes, and takes them\n"
         "down together. SIGINT and SIGTERM stop them; none is restarted.",
@@ -173,11 +171,19 @@ int main(int argc, char** argv) {
     app.set_version_flag("--version", "tarn_launch " TARN_VERSION);
     try {
         app.parse(argc, argv);
-        return launch(options);
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? 0 : kCannotStart;
+    }
+    return launch(options);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    try {
+        return parseAndLaunch(argc, argv);
     } catch (const std::exception& error) {
-        complain(error.what());
+        std::fprintf(stderr, "tarn_launch: %s\n", error.what());
         return kCannotStart;
     }
 }

@@ -47,7 +47,8 @@ Module describe(const dl_phdr_info& info) {
             module.size = std::max<uint64_t>(module.size, segment.p_vaddr + segment.p_memsz);
         } else if (segment.p_type == PT_NOTE && module.buildId.empty()) {
             // Notes are mapped where they were linked, moved by the load address.
-            const auto* notes = reinterpret_cast<const char*>(info.dlpi_addr + segment.p_vaddr);
+            const uint64_t address = info.dlpi_addr + segment.p_vaddr;
+            const auto* notes = reinterpret_cast<const char*>(address); // NOLINT(performance-no-int-to-ptr)
             module.buildId = buildIdNote(notes, segment.p_memsz);
         }
     }

@@ -38,7 +38,7 @@ std::vector<std::byte> makeIntroduction() {
 }
 
 // Each text once: a sender that goes on trying is refused each time.
-void reportRefusal(std::string text) {
+void reportRefusal(const std::string& text) {
     const std::lock_guard lock(service().refusalMutex);
     std::set<std::string>& known = service().refusals;
     if (known.size() < kMostRefusals && known.insert(text).second) {
@@ -152,7 +152,7 @@ int OutgoingConnection::refusal() {
 
 int OutgoingConnection::check() {
     const std::lock_guard lock(mutex_);
-    std::byte first;
+    std::byte first = {};
     const ssize_t received = recv(socket_.get(), &first, sizeof first, MSG_PEEK | MSG_DONTWAIT);
     if (received < 0 && (errno == EAGAIN || errno == EINTR)) {
         return broken_ ? kNothingSent : 0;

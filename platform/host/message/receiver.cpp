@@ -19,7 +19,7 @@
 namespace tarn::host {
 namespace {
 
-constexpr size_t kSpillBytes = 64 * 1024;
+constexpr size_t kSpillBytes = size_t{64} * 1024;
 constexpr int kEventsAtOnce = 16;
 constexpr int kAcceptPauseMs = 100;
 constexpr uint32_t kFinishMs = 1000;
@@ -110,9 +110,8 @@ void Receiver::close() {
     unlink(socketPath_.c_str());
     listening_.reset();
     for (const auto& [descriptor, connection] : connections_) {
-        if (connection.get() != busy_) {
-            shutdown(descriptor, SHUT_RDWR);
-        }
+        // The record being handled may still be answered, but nothing more comes in behind it.
+        shutdown(descriptor, connection.get() == busy_ ? SHUT_RD : SHUT_RDWR);
     }
     lock_.release();
     const uint64_t one = 1;
