@@ -93,7 +93,7 @@ void FrameReader::consume(Region& region) {
 
 // The memory is untouched until bytes arrive, so that a claim alone costs address space only.
 bool FrameReader::allocateBody() {
-    void* memory = std::malloc(kPayloadOffset + header_.payloadLength);
+    void* memory = takeMessageMemory(kPayloadOffset + header_.payloadLength);
     if (memory == nullptr) {
         return false;
     }

@@ -6,10 +6,10 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <memory>
 #include <span>
 
+#include "message/message_memory.h"
 #include "tarn_platform/os_memory.h"
 #include "tarn_platform/os_message.h"
 
@@ -36,12 +36,12 @@ struct FrameHeader {
 };
 static_assert(sizeof(FrameHeader) == 56, "both ends of a connection agree on the header");
 
-struct MallocFree {
-    void operator()(void* block) const { std::free(block); }
+struct MessageFree {
+    void operator()(void* block) const { giveMessageMemory(block); }
 };
 
-// A record with its payload behind it in the same block of the C library.
-using MessagePointer = std::unique_ptr<OsMsgRecord, MallocFree>;
+// A record with its payload behind it in the same block.
+using MessagePointer = std::unique_ptr<OsMsgRecord, MessageFree>;
 constexpr size_t kPayloadOffset =
     (sizeof(OsMsgRecord) + alignof(max_align_t) - 1) / alignof(max_align_t) * alignof(max_align_t);
 

@@ -1,9 +1,18 @@
 #include "message/incoming_connection.h"
 
+#include <poll.h>
+
+#include <cerrno>
 #include <new>
+
+#include "message/deadline.h"
 
 namespace tarn::host {
 namespace {
+
+// A caller is about to read its answer, and what has to be kept for it costs a copy; but one that does not read must not
+// hold up the others.
+constexpr uint32_t kPatienceMs = 20;
 
 bool requestFrame(const FrameHeader& header) {
     switch (header.type) {
@@ -17,13 +26,23 @@ bool requestFrame(const FrameHeader& header) {
     }
 }
 
+int sendPatiently(Gather& pieces, int socket) {
+    const Deadline deadline(kPatienceMs);
+    int error = pieces.send(socket);
+    pollfd writable = {socket, POLLOUT, 0};
+    while (error == EAGAIN && poll(&writable, 1, deadline.milliseconds()) > 0) {
+        error = pieces.send(socket);
+    }
+    return error;
+}
+
 } // namespace
 
 IncomingConnection::IncomingConnection(Descriptor socket, const ucred& peer)
     : socket_(std::move(socket)), peer_(peer), reader_(requestFrame) {}
 
 int IncomingConnection::send(Gather pieces) {
-    int error = keepsBytes() ? EAGAIN : pieces.send(socket_.get());
+    int error = keepsBytes() ? EAGAIN : sendPatiently(pieces, socket_.get());
     if (error == EAGAIN) {
         try {
             pieces.appendRest(kept_);

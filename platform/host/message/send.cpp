@@ -4,6 +4,7 @@
 
 #include "message/address.h"
 #include "message/answer_block.h"
+#include "message/message_memory.h"
 #include "message/receiver.h"
 #include "message/thread_connections.h"
 
@@ -117,5 +118,5 @@ uint32_t OsMsgAsynSend(const OsMsgRecord* record) {
 }
 
 void OsMsgSynRespFree(OsMsgRecord* answer) {
-    std::free(answer);
+    tarn::host::giveMessageMemory(answer);
 }
