@@ -1,5 +1,5 @@
-// A synchronous call between two processes beside a bare Unix-domain ping-pong of the same size and a D-Bus method call,
-// and large payloads beside the bare socket. The bus connection is direct, without a daemon in between: the most
+// A synchronous call between two processes beside a bare Unix-domain ping-pong of the same size and a D-Bus method
+// call, and large payloads beside the bare socket. The bus connection is direct, without a daemon in between: the most
 // favourable case for it.
 #include <systemd/sd-bus.h>
 

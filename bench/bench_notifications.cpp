@@ -1,5 +1,5 @@
-// Multi-packet delivery hands out pointers into the caller's data: 32 MiB take as long as their packets take to announce,
-// whatever is in them.
+// Multi-packet delivery hands out pointers into the caller's data: 32 MiB take as long as their packets take to
+// announce, whatever is in them.
 #include <cstdio>
 #include <vector>
 

@@ -87,7 +87,8 @@ uint32_t SetLogLevel(uint8_t level) {
 }
 
 // Holds no buffer of its own, and a guard would cost a record above the level more than its level test.
-__attribute__((no_stack_protector)) void ConfLogPrintf(int level, const char* funcName, const char* fileName, uint32_t line, const char* format, ...) {
+__attribute__((no_stack_protector)) void ConfLogPrintf(int level, const char* funcName, const char* fileName,
+                                                       uint32_t line, const char* format, ...) {
     const auto recordLevel = static_cast<uint8_t>(level);
     if (recordLevel > currentLevel.load(std::memory_order_relaxed)) {
         return;

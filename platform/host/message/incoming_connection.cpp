@@ -10,8 +10,8 @@
 namespace tarn::host {
 namespace {
 
-// A caller is about to read its answer, and what has to be kept for it costs a copy; but one that does not read must not
-// hold up the others.
+// A caller is about to read its answer, and what has to be kept for it costs a copy; but one that does not read must
+// not hold up the others.
 constexpr uint32_t kPatienceMs = 20;
 
 bool requestFrame(const FrameHeader& header) {
