@@ -25,8 +25,8 @@
  * | ENOMEM, EMFILE, ... | the system's own error |
  *
  * `OsMsgAsynSend` queues what the receiver's socket has no room for; a thread of this process sends it on. A process
- * that ends through `exit` waits up to 2 seconds for its queues and reports what it had to drop. The refusal of an image
- * comes with the next send when the first one was asynchronous.
+ * that ends through `exit` waits up to 2 seconds for its queues and reports what it had to drop. The refusal of an
+ * image comes with the next send when the first one was asynchronous.
  *
  * A forked child has no receivers and no connections: it starts clean.
  */
