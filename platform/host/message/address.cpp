@@ -46,10 +46,14 @@ int SocketAddress::set(const std::string& directory, std::string_view name) {
     return 0;
 }
 
+void widenSendBuffer(int socket) {
+    setsockopt(socket, SOL_SOCKET, SO_SNDBUF, &kSocketBuffer, sizeof kSocketBuffer);
+}
+
 Descriptor makeSocket() {
     Descriptor made = Descriptor::make([] { return socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0); });
     if (made) {
-        setsockopt(made.get(), SOL_SOCKET, SO_SNDBUF, &kSocketBuffer, sizeof kSocketBuffer);
+        widenSendBuffer(made.get());
     }
     return made;
 }

@@ -32,6 +32,9 @@ class SocketAddress {
     Descriptor directory_;
 };
 
+// Room for a large message in one go. An accepted socket does not take it over from the listening one.
+void widenSendBuffer(int socket);
+
 // A socket of the kind that both ends use; empty with `errno` on failure.
 Descriptor makeSocket();
 

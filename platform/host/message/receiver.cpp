@@ -201,6 +201,7 @@ void Receiver::addConnection(Descriptor socket) {
         return;
     }
     const int descriptor = socket.get();
+    widenSendBuffer(descriptor);
     auto connection = std::make_unique<IncomingConnection>(std::move(socket), peer);
     connection->watched = EPOLLIN;
     if (watch(descriptor, EPOLLIN, connection.get(), EPOLL_CTL_ADD)) {
