@@ -9,7 +9,7 @@ namespace tarn::demo {
 
 class LogReader {
  public:
-    explicit LogReader(std::filesystem::path hostDirectory) : logs_(std::move(hostDirectory) / "log") {}
+    explicit LogReader(const std::filesystem::path& hostDirectory) : logs_(hostDirectory / "log") {}
 
     // The lines of a process's log that hold a text, in order.
     std::vector<std::string> linesWith(const std::string& process, const std::string& text) const;

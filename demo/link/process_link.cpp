@@ -97,7 +97,8 @@ std::optional<std::string> ProcessLink::readLine(std::chrono::milliseconds timeo
 
 void ProcessLink::sendReply(const Reply& reply) {
     for (const auto& [key, value] : reply) {
-        sendLine(key + "=" + value);
+        std::string line = key;
+        sendLine(line.append("=").append(value));
     }
     sendLine(kEndOfReply);
 }

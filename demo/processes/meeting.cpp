@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstring>
-#include <numeric>
+#include <string_view>
 #include <vector>
 
 #include "processes/handlers.h"
@@ -21,7 +21,8 @@ constexpr const char* kLogName = "meeting";
 
 StreamRequest makeRequest(uint32_t streamId, uint32_t holdMs) {
     StreamRequest request = {streamId, 1920, 1080, 0, holdMs, {}};
-    std::strcpy(request.label.data(), "main camera");
+    constexpr std::string_view kLabel = "main camera";
+    std::copy(kLabel.begin(), kLabel.end(), request.label.begin());
     return request;
 }
 

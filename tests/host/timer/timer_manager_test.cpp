@@ -40,7 +40,7 @@ bool comesTrue(Condition condition) {
 template <typename Object>
 OsTimerParam timerOf(Object* object, OsTimerCallback callback, uint32_t periodTicks = 0) {
     OsTimerParam param = {};
-    std::memcpy(param.userData, &object, sizeof object);
+    std::memcpy(param.userData, &object, sizeof(void*));
     param.repeat = periodTicks == 0 ? 0 : 1;
     param.periodTicks = periodTicks;
     param.callback = callback;
@@ -50,7 +50,7 @@ OsTimerParam timerOf(Object* object, OsTimerCallback callback, uint32_t periodTi
 template <typename Object>
 Object& objectOf(void* param) {
     Object* object = nullptr;
-    std::memcpy(&object, static_cast<const OsTimerParam*>(param)->userData, sizeof object);
+    std::memcpy(&object, static_cast<const OsTimerParam*>(param)->userData, sizeof(void*));
     return *object;
 }
 

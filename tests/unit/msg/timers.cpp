@@ -279,7 +279,7 @@ TEST_F(TimerTest, CreationWithoutAHandleFails) {
 TEST_F(TimerTest, FreeStandingOneShotReturnsToIdle) {
     ASSERT_EQ(ConfTimerStart(&timer, 25, 5, "first", 5), 0U);
     ConfTimer* address = nullptr;
-    std::memcpy(&address, timers.created[0].param.userData, sizeof address);
+    std::memcpy(&address, timers.created[0].param.userData, sizeof(void*));
     EXPECT_EQ(address, &timer);
     EXPECT_EQ(timers.created[0].param.userDataMarker, 8U);
     EXPECT_EQ(timers.created[0].param.repeat, 0U);
