@@ -1,0 +1,20 @@
+// What the users of the service's records share.
+#pragma once
+
+#include <cstring>
+
+#include "tarn_platform/om_config.h"
+
+namespace tarn::detail {
+
+// Whether a field holds a whole text.
+inline bool isTerminated(const char* field, size_t bytes) {
+    return std::memchr(field, '\0', bytes) != nullptr;
+}
+
+// A value that came from the service is read as text: its end is not taken on trust.
+inline void terminateValue(ConfConfigOmRecord& record) {
+    record.value.text[sizeof record.value.text - 1] = '\0';
+}
+
+} // namespace tarn::detail
