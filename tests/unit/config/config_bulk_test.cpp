@@ -1,0 +1,245 @@
+#include <cstring>
+
+#include "config_fixture.h"
+#include "tarn_conference/conf_notify.h"
+#include "tarn_platform/os_memory.h"
+
+using tarn::test::ConfigTest;
+using tarn::test::keyValue;
+using tarn::test::KeyValueTexts;
+using tarn::test::scriptedCipherText;
+using tarn::test::sweepPlatformFailures;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Pair;
+
+namespace {
+
+// A meeting-server block with items, released with its result.
+class Block {
+ public:
+    explicit Block(const std::vector<ConfConfigKeyValue>& items, uint32_t bytesMore = 0) {
+        std::vector<char> data(items.size() * sizeof(ConfConfigKeyValue) + bytesMore, 'm');
+        if (!items.empty()) {
+            std::memcpy(data.data(), items.data(), items.size() * sizeof(ConfConfigKeyValue));
+        }
+        block_ = GenerateMeetingServerMsgBlock(data.data(), static_cast<uint32_t>(data.size()));
+        if (block_ != nullptr) {
+            block_->listLen = static_cast<uint32_t>(items.size());
+        }
+    }
+    ~Block() {
+        if (block_ != nullptr) {
+            OSMemTypeFreeMon(block_->result, 0, 0, __LINE__, "test");
+        }
+        OSMemTypeFreeMon(block_, 0, 0, __LINE__, "test");
+    }
+    Block(const Block&) = delete;
+    Block& operator=(const Block&) = delete;
+
+    ConfMeetingServerMsgBlock* operator->() { return block_; }
+    ConfMeetingServerMsgBlock* get() { return block_; }
+    ConfConfigKeyValue* items() {
+        return reinterpret_cast<ConfConfigKeyValue*>(reinterpret_cast<char*>(block_) +
+                                                     offsetof(ConfMeetingServerMsgBlock, data));
+    }
+    KeyValueTexts results() {
+        KeyValueTexts texts;
+        const auto* const answers = static_cast<const ConfConfigKeyValue*>(block_->result);
+        for (size_t i = 0; i < block_->resultLength / sizeof *answers; ++i) {
+            texts.emplace_back(answers[i].key, answers[i].value);
+        }
+        return texts;
+    }
+    uint32_t read() {
+        return ConfConfigGetConfConfig(0, block_, block_ == nullptr ? 0 : GetMeetingServerMsgBlockSize(block_));
+    }
+    uint32_t write() { return ConfConfigSetConfConfig(0, block_); }
+
+ private:
+    ConfMeetingServerMsgBlock* block_ = nullptr;
+};
+
+using ConfigBulk = ConfigTest;
+
+TEST_F(ConfigBulk, AReadIsOneCallOfTheServiceAndAnswersEveryItem) {
+    std::vector<ConfConfigKeyValue> items;
+    KeyValueTexts expected;
+    for (size_t i = 0; i < CONF_CONFIG_MAX_LIST; ++i) {
+        const std::string key = "Conf.k" + std::to_string(i);
+        items.push_back(keyValue(key, ""));
+        expected.emplace_back(key, i % 2 == 0 ? std::string(i * 2, 'v') : "");
+        if (i % 2 == 0) {
+            service.held[key] = expected.back().second;
+        }
+    }
+    Block block(items, 7);
+    EXPECT_EQ(block.read(), 0U);
+    EXPECT_EQ(block.results(), expected);
+    EXPECT_EQ(platform.count("TarnOmConfigStringMget"), 1U);
+
+    // Of more items meant than there are, those that are there; unterminated texts are cut where they stand.
+    Block cut({keyValue(std::string(128, 'k'), std::string(1024, 'v')), keyValue("Conf.k2", "")}, 1151);
+    cut->listLen = 500;
+    service.held[std::string(127, 'k')] = "long";
+    service.afterRead = [](ConfConfigOmRecord* records, uint32_t count) {
+        std::memset(records[count - 1].value.text, 'w', sizeof records[0].value.text); // a service that forgets the end
+    };
+    EXPECT_EQ(cut.read(), 0U);
+    EXPECT_THAT(cut.results(),
+                ElementsAre(Pair(std::string(127, 'k'), "long"), Pair("Conf.k2", std::string(1023, 'w'))));
+    EXPECT_EQ(std::strlen(cut.items()[0].value), 1023U);
+    service.afterRead = nullptr;
+    Block none({}, 1151);
+    none->listLen = 3;
+    EXPECT_EQ(none.read(), 0U);
+    EXPECT_EQ(none->resultLength, 0U);
+}
+
+TEST_F(ConfigBulk, BlocksThatDoNotFitAreRefusedUnread) {
+    Block block({keyValue("Conf.a", "1")});
+    const uint32_t size = GetMeetingServerMsgBlockSize(block.get());
+    EXPECT_EQ(ConfConfigGetConfConfig(0, nullptr, size), CONF_CONFIG_FAILED);
+    EXPECT_EQ(ConfConfigSetConfConfig(0, nullptr), CONF_CONFIG_FAILED);
+    EXPECT_EQ(logsWith("Null ptr."), 2U);
+    EXPECT_EQ(ConfConfigGetConfConfig(0, block.get(), size - 1), CONF_CONFIG_FAILED);
+    EXPECT_EQ(ConfConfigGetConfConfig(0, block.get(), 0), CONF_CONFIG_FAILED);
+    for (const uint32_t length : {0U, size, 0xFFFFFFA0U, 0xFFFFFFA1U, 0xFFFFFFFFU}) { // the last two wrap around
+        block->dataLength = length;
+        EXPECT_EQ(ConfConfigGetConfConfig(0, block.get(), size), CONF_CONFIG_FAILED) << length;
+    }
+    EXPECT_EQ(logsWith("[ConfConfigGetConfConfig]condition false."), 7U);
+    block->dataLength = sizeof(ConfConfigKeyValue);
+    for (const uint32_t listLen : {501U, 0xFFFFFFFFU}) {
+        block->listLen = listLen;
+        EXPECT_EQ(block.read(), CONF_CONFIG_FAILED);
+        EXPECT_EQ(block.write(), CONF_CONFIG_FAILED);
+        EXPECT_EQ(logsWith("Input listLen = " + std::to_string(static_cast<int>(listLen)) + " is out of range!"), 2U);
+    }
+    EXPECT_EQ(platform.count("TarnOmConfigStringMget") + platform.count("TarnOmConfigStringMset"), 0U);
+}
+
+TEST_F(ConfigBulk, AWriteEncryptsThePasswordsAndWipesThem) {
+    Block block({keyValue("Conf.SIPCallParam.sipPwd", "SeCrEt"), keyValue("Conf.plain", "open"),
+                 keyValue("Conf.H323CallParam.gkPwd", ""), keyValue("conf.sipcallparam.sippwd", "seen"),
+                 keyValue("Conf.ServerParam.pwd", "HiDdEn"), keyValue("Conf.FireWallParam.NatAddr", "HiDdEn")});
+    EXPECT_EQ(block.write(), 0U);
+    EXPECT_THAT(service.writes,
+                ElementsAre(ElementsAre(
+                    Pair("Conf.SIPCallParam.sipPwd", scriptedCipherText("SeCrEt")), Pair("Conf.plain", "open"),
+                    Pair("Conf.H323CallParam.gkPwd", scriptedCipherText("")), Pair("conf.sipcallparam.sippwd", "seen"),
+                    Pair("Conf.ServerParam.pwd", "HiDdEn"), Pair("Conf.FireWallParam.NatAddr", "HiDdEn"))));
+    EXPECT_EQ(std::string(block.items()[0].value, 1024), std::string(1024, '\0'));
+    EXPECT_STREQ(block.items()[1].value, "open");
+    const std::string log = "[ConfConfigSetConfConfig]ConfConfigSetConfConfig ";
+    EXPECT_THAT(platform.logTexts(),
+                ElementsAre("[ConfConfigSetConfConfig]ConfConfigGetConfConfigset listLen = 6.\n",
+                            log + "key= Conf.SIPCallParam.sipPwd.\n", log + "key= Conf.plain.\n", log + "val= open.\n",
+                            log + "key= Conf.H323CallParam.gkPwd.\n", log + "key= conf.sipcallparam.sippwd.\n",
+                            log + "val= seen.\n", log + "key= Conf.ServerParam.pwd.\n",
+                            log + "key= Conf.FireWallParam.NatAddr.\n"));
+}
+
+TEST_F(ConfigBulk, AWriteIsWholeOrNotAtAll) {
+    const std::string longest(1023, 'v');
+    Block fitting({keyValue(std::string(127, 'k'), longest)});
+    EXPECT_EQ(fitting.write(), 0U);
+    EXPECT_THAT(takeWritten(), ElementsAre(Pair(std::string(127, 'k'), longest)));
+    const ConfConfigKeyValue bad[] = {keyValue(std::string(128, 'k'), "1"), keyValue("Conf.a", longest + "v"),
+                                      keyValue("Conf.SIPCallParam.sipPwd", longest + "v")};
+    for (const ConfConfigKeyValue& item : bad) {
+        Block block({keyValue("Conf.good", "1"), item});
+        EXPECT_EQ(block.write(), CONF_CONFIG_FAILED);
+    }
+    Block tooLongToEncrypt({keyValue("Conf.good", "1"), keyValue("Conf.H323CallParam.gkPwd", std::string(200, 'p'))});
+    EXPECT_EQ(tooLongToEncrypt.write(), 1U);
+    EXPECT_EQ(logsWith("[ConfConfigSetConfConfig]condition false."), 1U);
+    EXPECT_EQ(std::strlen(tooLongToEncrypt.items()[1].value), 200U);
+    EXPECT_THAT(service.writes, IsEmpty());
+}
+
+TEST_F(ConfigBulk, EveryFailureHasItsCodeAndWritesNothing) {
+    uint32_t written = 0;
+    sweepPlatformFailures(
+        [&] {
+            service.reset();
+            Block block({keyValue("Conf.SIPCallParam.sipPwd", "SeCrEt"), keyValue("Conf.b", "2")});
+            written = block.write();
+        },
+        [&](size_t, bool failureHappened) {
+            EXPECT_EQ(service.writes.size(), written == 0 ? 1U : 0U);
+            EXPECT_EQ(logsWith("SeCrEt"), 0U);
+            const std::string call = platform.failedCall();
+            if (call == "TarnOmConfigStringMset") {
+                EXPECT_EQ(written, CONF_CONFIG_WRITE_REFUSED);
+                EXPECT_EQ(logsWith("[CONFIG_DEVM]Set Cfg: failed ret = 501.\n"), 1U);
+            } else if (call == "TarnOmKeymEncrypt") {
+                EXPECT_EQ(written, 1U);
+            } else if (call == "memset_s" || call.starts_with("TarnOmConfigcopy")) {
+                EXPECT_EQ(written, CONF_CONFIG_FAILED);
+            } else if (!failureHappened) {
+                EXPECT_EQ(written, 0U);
+            }
+        });
+    uint32_t read = 0;
+    sweepPlatformFailures(
+        [&] {
+            service.held = {{"Conf.a", "1"}};
+            Block block({keyValue("Conf.a", ""), keyValue("Conf.b", "")});
+            read = block.read();
+            if (block.get() != nullptr && block->result != nullptr && read == 0) {
+                EXPECT_THAT(block.results(), ElementsAre(Pair("Conf.a", "1"), Pair("Conf.b", "")));
+            }
+        },
+        [&](size_t, bool failureHappened) {
+            const std::string call = platform.failedCall();
+            EXPECT_EQ(read == 0,
+                      !failureHappened || call == "memset_s" || call == "vsnprintf_s" || call == "sprintf_s");
+            EXPECT_EQ(read == 501U, call == "TarnOmConfigStringMget");
+        });
+}
+
+TEST_F(ConfigBulk, SingleNumbersGoStraightToTheService) {
+    uint64_t number = 7;
+    EXPECT_EQ(ConfConfigSetIntValue("Conf.int", INT32_MIN), 0U);
+    EXPECT_EQ(ConfConfigSetUint64Value("Conf.uint", UINT64_MAX), 0U);
+    EXPECT_EQ(ConfConfigGetIntValue("Conf.int"), INT32_MIN);
+    EXPECT_EQ(ConfConfigGetUint64Value("Conf.uint", &number), 0U);
+    EXPECT_EQ(number, UINT64_MAX);
+    service.held = {{"Conf.hex", "0x1F"}, {"Conf.bad", "12abc"}};
+    EXPECT_EQ(ConfConfigGetIntValue("Conf.hex"), 31);
+    EXPECT_EQ(ConfConfigGetIntValue("Conf.bad"), 1);
+    EXPECT_EQ(ConfConfigGetUint64Value("Conf.bad", &number), 0U);
+    EXPECT_EQ(number, 12U);
+    platform.clearLogs();
+    EXPECT_EQ(ConfConfigSetIntValue(nullptr, 1), 1U);
+    EXPECT_EQ(ConfConfigSetUint64Value(nullptr, 1), 1U);
+    EXPECT_EQ(ConfConfigGetIntValue(nullptr), 1);
+    EXPECT_EQ(ConfConfigGetUint64Value(nullptr, &number), 1U);
+    EXPECT_EQ(ConfConfigGetUint64Value("Conf.bad", nullptr), 1U);
+    EXPECT_THAT(platform.logTexts(),
+                ElementsAre("[ConfConfigSetIntValue]key is null.", "[ConfConfigSetUint64Value]key is null.",
+                            "[ConfConfigGetIntValue]Null ptr.", "[ConfConfigGetUint64Value]Null ptr.",
+                            "[ConfConfigGetUint64Value]Null ptr."));
+    const auto failing = [&](const char* call, auto operation) {
+        platform.clearLogs();
+        platform.failNth(call, 1);
+        EXPECT_EQ(operation(), 1) << call;
+        return platform.logTexts();
+    };
+    const auto set = [] { return static_cast<int>(ConfConfigSetIntValue("Conf.a", 5)); };
+    const auto get = [&] { return static_cast<int>(ConfConfigGetUint64Value("Conf.hex", &number)); };
+    EXPECT_THAT(failing("TarnOmConfigcopyStr2Key", set),
+                ElementsAre("[ConfConfigSetIntValue]TarnOmConfigcopyStr2Key fail"));
+    EXPECT_THAT(failing("TarnOmConfigsetIntValue", set),
+                ElementsAre("[ConfConfigSetIntValue]TarnOmConfigsetUintValue fail"));
+    EXPECT_THAT(failing("TarnOmConfigStringMset", set),
+                ElementsAre("[ConfConfigSetIntValue]TarnOmConfigStringMset fail"));
+    EXPECT_THAT(failing("TarnOmConfigcopyStr2Key", get),
+                ElementsAre("[ConfConfigGetUint64Value]Call TarnOmConfigcopyStr2Key failed! key:Conf.hex.\n"));
+    EXPECT_THAT(failing("TarnOmConfigStringMget", get),
+                ElementsAre("[ConfConfigGetUint64Value]Call TarnOmConfigStringMget failed! key:Conf.hex.\n"));
+    EXPECT_EQ(number, 12U);
+}
+
+} // namespace

@@ -1,0 +1,155 @@
+#include <algorithm>
+#include <cstring>
+#include <map>
+#include <random>
+
+#include "config_fixture.h"
+
+using tarn::test::CallbackCall;
+using tarn::test::ConfigTest;
+using tarn::test::KeyValueTexts;
+using tarn::test::sweepPlatformFailures;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+namespace {
+
+class ConfigNotify : public ConfigTest {
+ protected:
+    void bind(const std::string& key, ConfConfigChangeCallBack callBack) {
+        static uint8_t variable = 0;
+        ConfConfigBind(key.c_str(), CONF_CONFIG_TYPE_UINT, &variable, 1, callBack);
+    }
+};
+
+TEST_F(ConfigNotify, EachCallbackIsCalledOnceWithItsItemsInOrder) {
+    bind("Conf.one", callback(7));
+    bind("Conf.two", callback(3));
+    bind("Conf.three", callback(7));
+    bind("Conf.silent", nullptr);
+    notify({{"CONF.ONE", "1"}, {"Conf.unbound", "x"}, {"Conf.silent", "y"}, {"Conf.two", ""}, {"Conf.three", "3"}});
+    EXPECT_THAT(calls(), ElementsAre(CallbackCall{7, {{"CONF.ONE", "1"}, {"Conf.three", "3"}}},
+                                     CallbackCall{3, {{"Conf.two", ""}}}));
+    EXPECT_THAT(platform.logTexts(),
+                ElementsAre("[ConfConfigClientCallBack]ConfConfigClientCallBack msgid :0x10000",
+                            "[ConfConfigClientCallBack]ConfConfigClientCallBack arraySize = 5",
+                            "[ConfConfigAddCallBackCount]ConfConfigAddCallBackCount CfgItemCount = 2\n",
+                            "[ConfConfigAddCallBackCount]ConfConfigAddCallBackCount CfgItemCount = 1\n",
+                            "[ConfConfigAddCallBackCount]ConfConfigAddCallBackCount CfgItemCount = 1\n",
+                            "[ConfConfigDealCallBackList]ConfConfigDealCallBackList count = 3"));
+}
+
+TEST_F(ConfigNotify, RandomNotificationsFollowTheModelUpToTheLimits) {
+    SetLogLevel(CONF_LOG_ERROR);
+    std::mt19937 random(7);
+    for (const size_t keys : {20U, 400U}) { // keys beyond the callbacks share them
+        for (const size_t items : {1U, 500U, 2000U, 9000U}) {
+            SCOPED_TRACE(testing::Message() << items << " items over " << keys << " keys");
+            calls().clear();
+            platform.reset();
+            KeyValueTexts changes;
+            for (size_t i = 0; i < keys; ++i) {
+                bind("Conf.k" + std::to_string(i), callback(i % kCallbacks));
+            }
+            std::vector<CallbackCall> expected;
+            size_t dropped = 0;
+            for (size_t i = 0; i < items; ++i) {
+                const size_t number = random() % keys;
+                changes.emplace_back("Conf.k" + std::to_string(number), std::to_string(i));
+                const size_t wanted = number % kCallbacks;
+                auto group = std::find_if(expected.begin(), expected.end(),
+                                          [&](const CallbackCall& call) { return call.callback == wanted; });
+                if (group == expected.end() && expected.size() < 200) {
+                    group = expected.insert(group, {wanted, {}});
+                }
+                if (group == expected.end() || group->items.size() == 255) {
+                    ++dropped;
+                } else {
+                    group->items.push_back(changes.back());
+                }
+            }
+            notify(changes);
+            EXPECT_TRUE(calls() == expected);
+            EXPECT_EQ(logsWith("dropped key = Conf.k"), dropped);
+            EXPECT_EQ(dropped != 0, (keys == 20 && items == 9000) || (keys == 400 && items >= 2000));
+        }
+    }
+}
+
+TEST_F(ConfigNotify, BadNotificationsCallNobody) {
+    bind("Conf.key", callback(0));
+    bind("", callback(1));
+    const std::string key127(127, 'k');
+    bind(key127, callback(2));
+    ConfConfigOmValue value = {};
+    ConfConfigOmNotifyEntry entry = {};
+    ConfConfigOmNotify notification = {1, &entry};
+    const auto deliver = [&](uint8_t keyLength, uint32_t valueLength) {
+        platform.clearLogs();
+        std::memset(&entry, 'k', sizeof entry);
+        std::memset(&value, 'v', sizeof value);
+        entry.keyLength = keyLength;
+        entry.value = &value;
+        value.length = valueLength;
+        ConfConfigClientCallBack(OM_CONFIG_MSG_CHANGED, 0, 0, &notification);
+        return logsWith("[ConfConfigClientCallBack]conf secure func failed, err = ");
+    };
+    EXPECT_EQ(deliver(128, 3), 1U);
+    EXPECT_EQ(deliver(255, 3), 1U);
+    EXPECT_EQ(deliver(127, 1024), 1U);
+    EXPECT_EQ(deliver(127, 5000), 1U);
+    EXPECT_EQ(deliver(127, 0xFFFFFFFF), 1U);
+    EXPECT_THAT(calls(), IsEmpty());
+    EXPECT_EQ(deliver(127, 1023), 0U);
+    EXPECT_EQ(deliver(0, 0), 0U);
+    EXPECT_THAT(calls(), ElementsAre(CallbackCall{2, {{key127, std::string(1023, 'v')}}}, CallbackCall{1, {{"", ""}}}));
+
+    calls().clear();
+    platform.clearLogs();
+    entry.value = nullptr;
+    ConfConfigClientCallBack(OM_CONFIG_MSG_CHANGED, 0, 0, &notification);
+    ConfConfigClientCallBack(OM_CONFIG_MSG_CHANGED, 0, 0, nullptr);
+    ConfConfigClientCallBack(1, 0, 0, nullptr);
+    notification.entries = nullptr;
+    ConfConfigClientCallBack(OM_CONFIG_MSG_CHANGED, 0, 0, &notification);
+    EXPECT_EQ(logsWith("[ConfConfigClientCallBack]Null ptr."), 4U);
+    platform.clearLogs();
+    ConfConfigClientCallBack(0x10001, 0, 0, &notification);
+    EXPECT_THAT(platform.logTexts(), ElementsAre(HasSubstr("msgid :0x10001")));
+    notification = {0xFFFFFFFF, &entry};
+    ConfConfigClientCallBack(OM_CONFIG_MSG_CHANGED, 0, 0, &notification);
+    EXPECT_EQ(logsWith("[ConfConfigClientCallBack]malloc fail\n"), 1U);
+    notification.count = 0;
+    ConfConfigClientCallBack(OM_CONFIG_MSG_CHANGED, 0, 0, &notification);
+    EXPECT_EQ(logsWith("ConfConfigDealCallBackList count = 0"), 1U);
+    EXPECT_THAT(calls(), IsEmpty());
+}
+
+TEST_F(ConfigNotify, AFailureCallsEveryCallbackOrNone) {
+    bind("Conf.a", callback(0));
+    bind("Conf.b", callback(1));
+    sweepPlatformFailures(
+        [&] {
+            calls().clear();
+            notify({{"Conf.a", "1"}, {"Conf.b", "2"}, {"Conf.a", "3"}});
+        },
+        [&](size_t, bool failureHappened) {
+            if (platform.failedCall() == "memcpy_s") { // the item that could not be copied comes empty
+                ASSERT_EQ(calls().size(), 2U);
+                EXPECT_EQ(logsWith("[ConfConfigAdditemlist] ConfConfigAdditemlist memcpy_s fail\n"), 1U);
+                EXPECT_EQ(logsWith("[ConfConfigDealCallBackList] ConfConfigDealCallBackList fail\n"), 1U);
+                EXPECT_EQ(calls()[0].items.size() + calls()[1].items.size(), 3U);
+            } else if (platform.failedCall() == "OsMemMallocSetCharMon") {
+                EXPECT_THAT(calls(), IsEmpty());
+                EXPECT_EQ(logsWith("malloc fail\n"), 1U);
+            } else if (platform.failedCall() == "strncpy_s") {
+                EXPECT_THAT(calls(), IsEmpty());
+            } else if (!failureHappened) {
+                EXPECT_THAT(calls(), ElementsAre(CallbackCall{0, {{"Conf.a", "1"}, {"Conf.a", "3"}}},
+                                                 CallbackCall{1, {{"Conf.b", "2"}}}));
+            }
+        });
+}
+
+} // namespace

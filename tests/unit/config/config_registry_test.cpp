@@ -1,0 +1,215 @@
+#include <algorithm>
+#include <cctype>
+#include <map>
+#include <random>
+
+#include "config_fixture.h"
+
+using tarn::test::ConfigTest;
+using tarn::test::KeyValueTexts;
+using tarn::test::sweepPlatformFailures;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Pair;
+
+namespace {
+
+class ConfigRegistry : public ConfigTest {
+ protected:
+    // All bound keys with their variables' values, in index order: what a push of everything writes.
+    KeyValueTexts boundKeys() {
+        takeWritten();
+        ConfConfigSyncByKeyToOM("");
+        return takeWritten();
+    }
+};
+
+std::string inRandomCase(std::string text, std::mt19937& random) {
+    for (char& character : text) {
+        character = static_cast<char>(random() % 2 == 0 ? std::toupper(character) : std::tolower(character));
+    }
+    return text;
+}
+
+std::string folded(std::string text) {
+    for (char& character : text) {
+        character = static_cast<char>(std::tolower(character));
+    }
+    return text;
+}
+
+TEST_F(ConfigRegistry, RandomBindsFollowTheModelThroughEveryGrowth) {
+    SetLogLevel(CONF_LOG_ERROR);
+    std::mt19937 random(20240517);
+    for (const size_t keys : {1U, 2U, 299U, 300U, 301U, 500U, 501U, 700U, 5000U}) {
+        SCOPED_TRACE(testing::Message() << keys << " keys");
+        ASSERT_EQ(ConfConfigInit([] {}, "owner", "Conf"), 0U);
+        platform.reset();
+        std::vector<uint32_t> variables(2 * keys);
+        std::map<std::string, std::pair<std::string, size_t>> model; // folded key: key as first bound, its variable
+        for (size_t i = 0; i < variables.size(); ++i) {
+            variables[i] = static_cast<uint32_t>(i);
+            const size_t number = i < keys ? i * 7919 % keys : random() % keys; // each once, then again at random
+            const std::string key =
+                inRandomCase("Conf.Group_" + std::to_string(number % 13) + ".field" + std::to_string(number), random);
+            ConfConfigBind(key.c_str(), CONF_CONFIG_TYPE_UINT, &variables[i], sizeof variables[i], nullptr);
+            model.try_emplace(folded(key), key, i).first->second.second = i;
+        }
+        EXPECT_EQ(platform.count("OsMemMallocSetCharMon"), keys <= 300 ? 0 : (keys - 300 + 199) / 200);
+        KeyValueTexts expected;
+        for (const auto& [sortKey, entry] : model) {
+            expected.emplace_back(entry.first, std::to_string(entry.second));
+        }
+        EXPECT_EQ(boundKeys(), expected);
+        for (const auto& [sortKey, entry] : model) {
+            const auto item = tarn::test::keyValue(inRandomCase(sortKey, random), "4000000000");
+            ASSERT_EQ(ConfConfigSetList(&item, 1, 0), 1);
+            ASSERT_EQ(variables[entry.second], 4000000000U);
+        }
+    }
+}
+
+TEST_F(ConfigRegistry, KeysThatDoNotFitAreLoggedAndLeaveNoTrace) {
+    uint8_t variable = 3;
+    const std::string longest(127, 'k');
+    for (const size_t length : {127U, 128U, 500U}) {
+        ConfConfigBind(std::string(length, 'k').c_str(), CONF_CONFIG_TYPE_UINT, &variable, 1, nullptr);
+    }
+    ConfConfigBind(nullptr, CONF_CONFIG_TYPE_UINT, &variable, 1, nullptr);
+    EXPECT_EQ(logsWith("[ConfConfigAddIndex]conf secure func failed, err = "), 2U);
+    for (const char* key : {"", "with blank", "tab\there", "\xC3\xA4\xFF"}) {
+        ConfConfigBind(key, CONF_CONFIG_TYPE_UINT, &variable, 1, nullptr);
+    }
+    EXPECT_THAT(boundKeys(), ElementsAre(Pair("", "3"), Pair(longest, "3"), Pair("tab\there", "3"),
+                                         Pair("with blank", "3"), Pair("\xC3\xA4\xFF", "3")));
+}
+
+TEST_F(ConfigRegistry, NothingWorksBeforeInitAndAfterDeInitAndASecondInitStartsAfresh) {
+    uint8_t variable = 3;
+    const auto item = tarn::test::keyValue("Conf.a", "4");
+    const char* all = "";
+    ConfConfigBind("Conf.a", CONF_CONFIG_TYPE_UINT, &variable, 1, callback(0));
+    ASSERT_EQ(ConfConfigInit([] {}, "owner", "Conf"), 0U);
+    EXPECT_EQ(ConfConfigSetList(&item, 1, 0), 0);
+    EXPECT_EQ(logsWith("[ConfConfigSetValue]ConfConfigSetValue CALLCONFIG_NOTFIND\n"), 1U);
+    ConfConfigBind("Conf.a", CONF_CONFIG_TYPE_UINT, &variable, 1, callback(0));
+    ConfConfigDeInit();
+    ConfConfigDeInit();
+    ConfConfigBind("Conf.a", CONF_CONFIG_TYPE_UINT, &variable, 1, callback(0));
+    EXPECT_EQ(ConfConfigSetList(&item, 1, 1), 0);
+    EXPECT_EQ(ConfConfigSyncToOM(&all, 1), CONF_CONFIG_FAILED);
+    ConfConfigInitOmCfg();
+    notify({{"Conf.a", "4"}});
+    EXPECT_THAT(calls(), IsEmpty());
+    EXPECT_EQ(variable, 3);
+    EXPECT_EQ(ConfConfigInit(nullptr, "owner", "Conf"), CONF_CONFIG_FAILED);
+    EXPECT_EQ(ConfConfigInit([] {}, nullptr, "Conf"), CONF_CONFIG_FAILED);
+    EXPECT_EQ(ConfConfigInit([] {}, "owner", nullptr), CONF_CONFIG_FAILED);
+    EXPECT_EQ(logsWith("[ConfConfigInit]ConfConfigInit invalue param, null pointer!"), 3U);
+}
+
+TEST_F(ConfigRegistry, DetachingAndReattachingKeepTheKeys) {
+    uint8_t variable = 3;
+    EXPECT_EQ(service.callback, ConfConfigClientCallBack);
+    ConfConfigBind("Conf.a", CONF_CONFIG_TYPE_UINT, &variable, 1, nullptr);
+    EXPECT_EQ(ConfConfigUnInit(), 0U);
+    EXPECT_EQ(ConfConfigReInit(), 0U);
+    platform.failNth("TarnOmConfigInit", 1);
+    EXPECT_EQ(ConfConfigReInit(), 0U);
+    EXPECT_THAT(service.connections, ElementsAre("owner/Conf", "-Conf", "TarnUIConf/Conf"));
+    EXPECT_THAT(platform.logTexts(),
+                ElementsAre("[ConfConfigUnInit]ConfConfigUnInit.", "[ConfConfigReInit]ConfConfigReInit.",
+                            "[ConfConfigReInit]ConfConfigReInit.", "[ConfConfigReInit]ConfInitOmConfig failed"));
+    EXPECT_THAT(boundKeys(), ElementsAre(Pair("Conf.a", "3")));
+}
+
+TEST_F(ConfigRegistry, VariablesAreLoadedFromWhatTheServiceHolds) {
+    int16_t number = 1;
+    char text[8] = "old";
+    char tiny[1] = {'x'};
+    char data[4] = "raw";
+    uint8_t absent = 9;
+    service.held = {{"Conf.number", "-300"}, {"Conf.text", "new"}, {"Conf.tiny", "y"}, {"Conf.data", "no"}};
+    ConfConfigBind("Conf.number", CONF_CONFIG_TYPE_INT, &number, sizeof number, callback(0));
+    ConfConfigBind("Conf.text", CONF_CONFIG_TYPE_STR, text, sizeof text, callback(0));
+    ConfConfigBind("Conf.tiny", CONF_CONFIG_TYPE_STR, tiny, sizeof tiny, callback(0));
+    ConfConfigBind("Conf.data", CONF_CONFIG_TYPE_DATA, data, sizeof data, callback(0));
+    ConfConfigBind("Conf.absent", CONF_CONFIG_TYPE_UINT, &absent, sizeof absent, callback(0));
+    ConfConfigBind("Conf.unbound", CONF_CONFIG_TYPE_UINT, nullptr, sizeof absent, callback(0));
+    ConfConfigInitOmCfg();
+    EXPECT_EQ(number, -300);
+    EXPECT_STREQ(text, "new");
+    EXPECT_EQ(tiny[0], 'x');
+    EXPECT_STREQ(data, "raw");
+    EXPECT_EQ(absent, 9);
+    EXPECT_EQ(platform.count("TarnOmConfigStringGet"), 5U);
+    EXPECT_THAT(platform.logTexts(),
+                ElementsAre("[ConfConfigInitOmCfg]TarnOmConfigStringGet Conf.absent failed!!!\n",
+                            "[ConfConfigInitOmCfg]TarnOmConfigStringGet Conf.unbound failed!!!\n"));
+    EXPECT_THAT(calls(), IsEmpty());
+}
+
+TEST_F(ConfigRegistry, AFailedCallCostsAtMostWhatItCarried) {
+    SetLogLevel(CONF_LOG_ERROR);
+    constexpr size_t kKeys = 60; // more than a batch
+    static uint32_t variable = 5;
+    ConfConfigDeInit();
+    sweepPlatformFailures(
+        [&] {
+            service.reset();
+            ConfConfigInit(
+                [] {
+                    for (size_t i = kKeys; i > 0; --i) {
+                        ConfConfigBind(("Conf.key" + std::to_string(1000 + i)).c_str(), CONF_CONFIG_TYPE_UINT,
+                                       &variable, sizeof variable, nullptr);
+                    }
+                },
+                "owner", "Conf");
+            ConfConfigInitOmCfg();
+            ConfConfigSyncByKeyToOM("");
+            ConfConfigDeInit();
+        },
+        [&](size_t, bool failureHappened) {
+            const KeyValueTexts written = takeWritten();
+            EXPECT_TRUE(std::is_sorted(written.begin(), written.end()));
+            EXPECT_EQ(std::adjacent_find(written.begin(), written.end()), written.end());
+            EXPECT_TRUE(std::all_of(written.begin(), written.end(), [](const auto& entry) {
+                return entry.first.starts_with("Conf.key1") && entry.second == "5";
+            }));
+            const std::string call = platform.failedCall();
+            const bool noMemory = call == "OsMemMallocSetCharMon" && written.empty();
+            const size_t lost = call == "TarnOmConfigStringMset" ? 50 : 1;
+            EXPECT_TRUE(noMemory || written.size() + lost >= kKeys) << written.size();
+            if (!failureHappened) {
+                EXPECT_EQ(written.size(), kKeys);
+            }
+        });
+}
+
+TEST_F(ConfigRegistry, FailuresOfTheIndexAreLogged) {
+    static uint32_t variable = 5;
+    for (size_t i = 0; i < 300; ++i) {
+        ConfConfigBind(("k" + std::to_string(i)).c_str(), CONF_CONFIG_TYPE_UINT, &variable, 4, nullptr);
+    }
+    platform.reset();
+    platform.failNth("OsMemMallocSetCharMon", 1);
+    ConfConfigBind("new", CONF_CONFIG_TYPE_UINT, &variable, 4, nullptr);
+    platform.failNth("memcpy_s", 1);
+    ConfConfigBind("new", CONF_CONFIG_TYPE_UINT, &variable, 4, nullptr);
+    platform.failNth("memmove_s", 1);
+    ConfConfigBind("front", CONF_CONFIG_TYPE_UINT, &variable, 4, nullptr);
+    const std::string full = "[ConfConfigAddIndex]ConfConfigAddIndex fail g_itemNum == g_itemCache new 300\n";
+    EXPECT_THAT(platform.logTexts(), ElementsAre("[ConfConfigAddIndex]ConfConfigAddIndex malloc error \n", full,
+                                                 HasSubstr("[ConfConfigAddIndex]memcpy error = "), full,
+                                                 HasSubstr("[ConfConfigInsertIndex]conf secure func failed, err = ")));
+    EXPECT_EQ(boundKeys().size(), 300U);
+
+    platform.reset();
+    platform.failNth("OsMemMallocSetCharMon", 1);
+    EXPECT_EQ(ConfConfigInit([] {}, "owner", "Conf"), CONF_CONFIG_FAILED);
+    EXPECT_EQ(logsWith("[ConfConfigInit]ConfConfigInit Malloc fail"), 1U);
+    EXPECT_THAT(boundKeys(), IsEmpty());
+}
+
+} // namespace

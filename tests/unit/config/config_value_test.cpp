@@ -1,0 +1,285 @@
+#include <gmock/gmock.h>
+
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <string>
+
+#include "scripted_platform.h"
+#include "tarn_conference/conf_config_value.h"
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
+const double kNotANumber = std::nan("");
+const std::string kPadding(16, 'Z');
+
+template <typename Make, typename Plain>
+ConfConfigValue holder(Make make, Plain plain) {
+    ConfConfigValue value;
+    std::memset(&value, 0xA5, sizeof value);
+    EXPECT_EQ(make(&value, plain), 0U);
+    return value;
+}
+
+// A variable of any width inside a larger, unaligned memory whose other bytes must not change.
+class Variable {
+ public:
+    Variable(const void* bytes, uint32_t width) : width_(width) { std::memcpy(address(), bytes, width); }
+    void* address() { return memory_.data() + 3; }
+    bool holds(const void* bytes) {
+        std::string expected = kPadding;
+        std::memcpy(expected.data() + 3, bytes, width_);
+        return memory_ == expected;
+    }
+
+ private:
+    uint32_t width_;
+    std::string memory_ = kPadding;
+};
+
+// The model of an integer variable: its low bytes, widened.
+int64_t widened(uint64_t bits, uint32_t width, bool isSigned) {
+    const uint32_t unused = 64 - 8 * width;
+    return isSigned ? static_cast<int64_t>(bits << unused) >> unused : static_cast<int64_t>(bits << unused >> unused);
+}
+
+constexpr uint64_t kIntegers[] = {0,
+                                  1,
+                                  2,
+                                  44,
+                                  127,
+                                  128,
+                                  255,
+                                  256,
+                                  300,
+                                  0x7FFF,
+                                  0x8000,
+                                  0xFFFF,
+                                  0x10000,
+                                  0x7FFFFFFF,
+                                  0x80000000,
+                                  0xFFFFFFFF,
+                                  0x100000000,
+                                  0x7FFFFFFFFFFFFFFF,
+                                  0x8000000000000000,
+                                  0xFFFFFFFFFFFFFF80,
+                                  0xFFFFFFFFFFFFFFFF};
+
+class ConfigValue : public tarn::test::ScriptedPlatformTest {};
+
+TEST_F(ConfigValue, IntegersOfEveryWidthFollowTheModel) {
+    for (const uint32_t width : {1U, 2U, 4U, 8U}) {
+        for (const uint64_t old : kIntegers) {
+            for (const uint64_t wanted : kIntegers) {
+                SCOPED_TRACE(testing::Message() << width << " bytes hold " << old << ", wanted " << wanted);
+                ConfConfigValue read = {};
+                Variable number(&old, width);
+                ASSERT_EQ(ConfConfigD2Int(&read, number.address(), width), 0U);
+                EXPECT_EQ(read.value.asInt, widened(old, width, true));
+                ASSERT_EQ(ConfConfigD2UInt(&read, number.address(), width), 0U);
+                EXPECT_EQ(read.value.asInt, widened(old, width, false));
+
+                const ConfConfigValue signedHolder = holder(ConfConfigInt2V, static_cast<int64_t>(wanted));
+                const bool same = widened(old, width, true) == static_cast<int64_t>(wanted);
+                EXPECT_EQ(ConfConfigV2DByType(&signedHolder, number.address(), width, CONF_CONFIG_TYPE_INT), same);
+                EXPECT_TRUE(number.holds(&wanted) || (same && number.holds(&old)));
+
+                Variable bits(&old, width);
+                const ConfConfigValue unsignedHolder = holder(ConfConfigUInt2V, wanted);
+                const bool sameBits = static_cast<uint64_t>(widened(old, width, false)) == wanted;
+                EXPECT_EQ(ConfConfigV2DByType(&unsignedHolder, bits.address(), width, CONF_CONFIG_TYPE_UINT), sameBits);
+                EXPECT_TRUE(bits.holds(&wanted));
+
+                Variable flag(&old, width);
+                const uint64_t oldFlag = static_cast<uint64_t>(widened(old, width, false));
+                const uint64_t wantedFlag = wanted != 0;
+                ASSERT_EQ(ConfConfigD2Bool(&read, flag.address(), width), 0U);
+                EXPECT_EQ(read.value.asBool, oldFlag != 0);
+                EXPECT_EQ(ConfConfigV2DByType(&signedHolder, flag.address(), width, CONF_CONFIG_TYPE_BOOL),
+                          oldFlag == wantedFlag);
+                EXPECT_TRUE(flag.holds(&wantedFlag));
+            }
+        }
+    }
+}
+
+template <typename Float>
+void checkFloats() {
+    for (const double old : {0.0, 0.1, -2.5, kNotANumber, kInfinity}) {
+        for (const double wanted : {0.0, -0.0, 0.1, 1e300, kNotANumber, kInfinity}) {
+            SCOPED_TRACE(testing::Message() << sizeof(Float) << " bytes hold " << old << ", wanted " << wanted);
+            const auto stored = static_cast<Float>(old);
+            const auto narrowed = static_cast<Float>(wanted);
+            const bool same = static_cast<double>(stored) == wanted;
+            Variable number(&stored, sizeof stored);
+            ConfConfigValue read = {};
+            ASSERT_EQ(ConfConfigD2Float(&read, number.address(), sizeof stored), 0U);
+            EXPECT_TRUE(read.value.asFloat == static_cast<double>(stored) || std::isnan(old));
+            const ConfConfigValue value = holder(ConfConfigFloat2V, wanted);
+            EXPECT_EQ(ConfConfigV2DByType(&value, number.address(), sizeof stored, CONF_CONFIG_TYPE_FLOAT), same);
+            EXPECT_TRUE(number.holds(same ? &stored : &narrowed));
+        }
+    }
+}
+
+TEST_F(ConfigValue, FloatsCompareAsDoublesAndAreNarrowedWhenStored) {
+    checkFloats<float>();
+    checkFloats<double>();
+}
+
+TEST_F(ConfigValue, EachTypeReadsAsEachOther) {
+    const struct {
+        ConfConfigValue value;
+        int64_t asInt;
+        uint64_t asUInt;
+        double asFloat;
+        uint32_t asBool;
+    } rows[] = {
+        {holder(ConfConfigInt2V, INT64_MIN), INT64_MIN, 1ULL << 63, -9223372036854775808.0, 1},
+        {holder(ConfConfigUInt2V, UINT64_MAX), -1, UINT64_MAX, 18446744073709551616.0, 1},
+        {holder(ConfConfigFloat2V, -2.9), -2, 0, -2.9, 1},
+        {holder(ConfConfigFloat2V, 0.4), 0, 0, 0.4, 1},
+        {holder(ConfConfigFloat2V, -0.0), 0, 0, 0.0, 0},
+        {holder(ConfConfigFloat2V, 1e19), INT64_MAX, 10000000000000000000ULL, 1e19, 1},
+        {holder(ConfConfigFloat2V, kInfinity), INT64_MAX, UINT64_MAX, kInfinity, 1},
+        {holder(ConfConfigFloat2V, -kInfinity), INT64_MIN, 0, -kInfinity, 1},
+        {holder(ConfConfigBool2V, 1U), 1, 1, 1.0, 1},
+        {holder(ConfConfigBool2V, 0x100U), 0, 0, 0.0, 0},
+        {holder(ConfConfigStr2V, "-12.5x"), -12, static_cast<uint64_t>(-12), -12.5, 0},
+        {holder(ConfConfigStr2V, "18446744073709551615"), INT64_MAX, UINT64_MAX, 18446744073709551615.0, 1},
+        {holder(ConfConfigStr2V, "abc"), 0, 0, 0.0, 0},
+        {holder(ConfConfigStr2V, "TRUE"), 0, 0, 0.0, 1},
+        {holder(ConfConfigStr2V, "tomorrow"), 0, 0, 0.0, 1},
+        {holder(ConfConfigStr2V, " 1"), 1, 1, 1.0, 0},
+        {holder(ConfConfigStr2V, "256"), 256, 256, 256.0, 0},
+        {holder(ConfConfigStr2V, "7"), 7, 7, 7.0, 1},
+        {ConfConfigValue{CONF_CONFIG_TYPE_STR, {}, 1}, 0, 0, 0.0, 0},
+        {ConfConfigValue{CONF_CONFIG_TYPE_NONE, {5}, 0}, 0, 0, 0.0, 0},
+        {ConfConfigValue{CONF_CONFIG_TYPE_DATA, {5}, 4}, 0, 0, 0.0, 0},
+        {ConfConfigValue{99, {5}, 0}, 0, 0, 0.0, 0},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(testing::Message() << "row " << &row - rows);
+        EXPECT_EQ(ConfConfigV2Int(&row.value), row.asInt);
+        EXPECT_EQ(ConfConfigV2UInt(&row.value), row.asUInt);
+        EXPECT_EQ(ConfConfigV2Float(&row.value), row.asFloat);
+        EXPECT_EQ(ConfConfigV2Bool(&row.value), row.asBool);
+    }
+    const ConfConfigValue notANumber = holder(ConfConfigFloat2V, kNotANumber);
+    EXPECT_EQ(ConfConfigV2Int(&notANumber), 0);
+    EXPECT_EQ(ConfConfigV2UInt(&notANumber), 0U);
+    EXPECT_EQ(ConfConfigV2Bool(&notANumber), 1U);
+    EXPECT_THAT(platform.logTexts(), IsEmpty());
+    EXPECT_EQ(ConfConfigV2Int(nullptr), -1);
+    EXPECT_EQ(ConfConfigV2UInt(nullptr), UINT64_MAX);
+    EXPECT_EQ(ConfConfigV2Float(nullptr), 0.0);
+    EXPECT_EQ(ConfConfigV2Bool(nullptr), 0U);
+}
+
+TEST_F(ConfigValue, TextThatEndsBeforeANumberIsLoggedUnderTheReadersName) {
+    const ConfConfigValue empty = holder(ConfConfigStr2V, "");
+    const ConfConfigValue digit = holder(ConfConfigStr2V, "1");
+    uint8_t variable = 7;
+    EXPECT_EQ(ConfConfigV2Int(&empty), 0);
+    EXPECT_EQ(ConfConfigV2UInt(&empty), 0U);
+    EXPECT_EQ(ConfConfigV2Float(&empty), 0.0);
+    EXPECT_EQ(ConfConfigV2Bool(&empty), 0U);
+    EXPECT_EQ(ConfConfigInt2D(&empty, &variable, 3), CONF_CONFIG_FAILED); // read before the width is looked at
+    platform.failNth("sscanf_s", 1);
+    EXPECT_EQ(ConfConfigV2Bool(&digit), 0U);
+    EXPECT_THAT(platform.logTexts(),
+                ElementsAre("[ConfConfigV2Int]sscanf_s fail 1", "[ConfConfigV2UInt]sscanf_s fail 1",
+                            "[ConfConfigV2Float]sscanf_s fail 1", "[ConfConfigV2Int]sscanf_s fail 1",
+                            "[ConfConfigV2Bool]sscanf_s fail 2"));
+    EXPECT_EQ(platform.logs()[0].file, "conf_config_value");
+    EXPECT_EQ(platform.logs()[0].level, 1);
+}
+
+TEST_F(ConfigValue, NullAndUnknownWidthsAndTypesAreRefusedAndNothingIsWritten) {
+    const ConfConfigValue one = holder(ConfConfigInt2V, 1);
+    const std::string before(32, 'Z');
+    std::string memory = before;
+    ConfConfigValue read = one;
+    for (const uint32_t type : {0U, 1U, 2U, 3U, 4U, 7U, 0xFFFFFFFFU}) {
+        for (const uint32_t width : {0U, 3U, 5U, 16U, 0xFFFFFFFFU}) {
+            EXPECT_EQ(ConfConfigV2DByType(&one, memory.data(), width, type), CONF_CONFIG_FAILED);
+            EXPECT_EQ(ConfConfigD2VByType(&read, memory.data(), width, type), CONF_CONFIG_FAILED);
+        }
+    }
+    for (uint32_t type = 0; type < 8; ++type) {
+        EXPECT_EQ(ConfConfigV2DByType(nullptr, memory.data(), 4, type), CONF_CONFIG_FAILED);
+        EXPECT_EQ(ConfConfigV2DByType(&one, nullptr, 4, type), CONF_CONFIG_FAILED);
+        EXPECT_EQ(ConfConfigD2VByType(nullptr, memory.data(), 4, type), CONF_CONFIG_FAILED);
+        EXPECT_EQ(ConfConfigD2VByType(&read, nullptr, 4, type), CONF_CONFIG_FAILED);
+    }
+    EXPECT_EQ(ConfConfigFloat2D(&one, memory.data(), 2), CONF_CONFIG_FAILED);
+    EXPECT_EQ(ConfConfigCheckStr(&one, nullptr, 4), CONF_CONFIG_FAILED);
+    EXPECT_EQ(ConfConfigStr2V(&read, nullptr), CONF_CONFIG_FAILED);
+    EXPECT_EQ(ConfConfigData2V(&read, nullptr, 4), CONF_CONFIG_FAILED);
+    EXPECT_EQ(memory, before);
+    EXPECT_EQ(read.value.asInt, 1);
+}
+
+TEST_F(ConfigValue, HoldersAreRenderedWholeOrRefused) {
+    const struct {
+        ConfConfigValue value;
+        const char* text;
+    } rows[] = {
+        {holder(ConfConfigInt2V, INT64_MIN), "-9223372036854775808"},
+        {holder(ConfConfigUInt2V, UINT64_MAX), "18446744073709551615"},
+        {holder(ConfConfigFloat2V, 2.0), "2.000000"},
+        {holder(ConfConfigBool2V, 1U), "TRUE"},
+        {holder(ConfConfigBool2V, 0U), "FALSE"},
+        {holder(ConfConfigStr2V, "a b"), "a b"},
+        {holder(ConfConfigStr2V, ""), ""},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.text);
+        const auto length = static_cast<uint32_t>(std::strlen(row.text));
+        char buffer[64];
+        EXPECT_EQ(ConfConfigV2Str(&row.value, buffer, length + 1), 0U);
+        EXPECT_STREQ(buffer, row.text);
+        EXPECT_NE(ConfConfigV2Str(&row.value, buffer, length), 0U);
+        EXPECT_NE(ConfConfigCheckStr(&row.value, buffer, length), 0U);
+        EXPECT_EQ(ConfConfigV2Str(&row.value, nullptr, 64), CONF_CONFIG_FAILED);
+    }
+    const uint8_t bytes[] = {1, 0, 2};
+    uint8_t target[3] = {};
+    ConfConfigValue data = {};
+    ASSERT_EQ(ConfConfigD2VByType(&data, bytes, sizeof bytes, CONF_CONFIG_TYPE_DATA), 0U);
+    char text[8];
+    EXPECT_EQ(ConfConfigV2Str(&data, text, sizeof text), CONF_CONFIG_FAILED);
+    EXPECT_EQ(ConfConfigV2DByType(&data, target, 2, CONF_CONFIG_TYPE_DATA), CONF_CONFIG_FAILED);
+    EXPECT_EQ(ConfConfigV2DByType(&data, target, 3, CONF_CONFIG_TYPE_DATA), 0U);
+    EXPECT_THAT(target, ElementsAre(1, 0, 2));
+    EXPECT_EQ(ConfConfigV2Data(&rows[0].value, target, 3), CONF_CONFIG_FAILED);
+}
+
+TEST_F(ConfigValue, TextVariablesChangeOnlyForAnotherTextWithoutRegardToCase) {
+    char buffer[2000] = "abc";
+    const ConfConfigValue upper = holder(ConfConfigStr2V, "ABC");
+    EXPECT_EQ(ConfConfigV2DByType(&upper, buffer, 8, CONF_CONFIG_TYPE_STR), CONF_CONFIG_UNCHANGED);
+    EXPECT_STREQ(buffer, "abc");
+    // A buffer without a NUL holds no text to compare with.
+    EXPECT_EQ(ConfConfigCheckStr(&upper, buffer, 3), CONF_CONFIG_FAILED);
+    const ConfConfigValue number = holder(ConfConfigInt2V, 12);
+    EXPECT_EQ(ConfConfigCheckStr(&number, buffer, 3), 0U);
+    EXPECT_STREQ(buffer, "12");
+    // Beyond what is compared, a text is written each time.
+    const std::string text(1024, 'x');
+    const ConfConfigValue longText = holder(ConfConfigStr2V, text.c_str());
+    EXPECT_EQ(ConfConfigCheckStr(&longText, buffer, sizeof buffer), 0U);
+    EXPECT_EQ(ConfConfigCheckStr(&longText, buffer, sizeof buffer), 0U);
+    EXPECT_EQ(buffer, text);
+
+    EXPECT_EQ(ConfConfigStrEqual(nullptr, ""), 1U);
+    EXPECT_EQ(ConfConfigStrEqual(nullptr, nullptr), 1U);
+    EXPECT_EQ(ConfConfigStrEqual("Key", "kEY"), 1U);
+    EXPECT_EQ(ConfConfigStrEqual("Key", nullptr), 0U);
+}
+
+} // namespace
