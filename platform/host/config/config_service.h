@@ -1,0 +1,46 @@
+// What the configuration client of this process holds. A forked child starts disconnected, with a fresh one.
+#pragma once
+
+#include <atomic>
+#include <cerrno>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <new>
+#include <string>
+
+#include "config/change_feed.h"
+#include "config/store.h"
+#include "tarn_platform/om_config.h"
+
+namespace tarn::host {
+
+// A connected domain.
+struct ConfigDomain {
+    std::mutex mutex;
+    bool isGone = false;
+    std::shared_ptr<std::atomic<OmConfigNotifyFunc>> callback;
+    ChangeFeed::SubscriptionPointer subscription; // Null before the first callback.
+};
+
+struct ConfigService {
+    Store store;
+    ChangeFeed feed{store};
+    std::mutex domainMutex;
+    std::map<std::string, std::shared_ptr<ConfigDomain>, std::less<>> domains;
+    ConfigService* inherited = nullptr; // The parent's, kept so that what it owns stays reachable.
+};
+
+ConfigService& configService();
+
+// A call as it crosses the border.
+template <typename Body>
+uint32_t guarded(Body body) {
+    try {
+        return static_cast<uint32_t>(body());
+    } catch (const std::bad_alloc&) {
+        return ENOMEM;
+    }
+}
+
+} // namespace tarn::host

@@ -1,0 +1,138 @@
+// The key file appears whole: it is filled under another name and then linked to its own. The first link wins, and all
+// others use what it linked.
+#include "key/key_file.h"
+
+#include <fcntl.h>
+#include <openssl/crypto.h>
+#include <openssl/rand.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "base/host_directory.h"
+#include "base/report.h"
+
+namespace tarn::host {
+namespace {
+
+class File {
+ public:
+    explicit File(int descriptor) : descriptor_(descriptor) {}
+    ~File() {
+        if (descriptor_ >= 0) {
+            close(descriptor_);
+        }
+    }
+    File(const File&) = delete;
+    File(File&&) = delete;
+    File& operator=(const File&) = delete;
+    File& operator=(File&&) = delete;
+
+    int get() const { return descriptor_; }
+
+ private:
+    int descriptor_;
+};
+
+// 0 for a file that holds a key and that nobody else can read.
+int examine(int file) {
+    struct stat status = {};
+    if (fstat(file, &status) != 0) {
+        return errno;
+    }
+    if (!S_ISREG(status.st_mode) || status.st_size != static_cast<off_t>(kValueKeyBytes)) {
+        return EBADMSG;
+    }
+    return status.st_uid == geteuid() && (status.st_mode & 077U) == 0 ? 0 : EPERM;
+}
+
+int readKey(const std::string& path, ValueKey& key) {
+    const File file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+    if (file.get() < 0) {
+        return errno;
+    }
+    const int error = examine(file.get());
+    if (error != 0) {
+        return error;
+    }
+    const ssize_t length = read(file.get(), key.bytes.data(), key.bytes.size());
+    if (length < 0) {
+        return errno;
+    }
+    return static_cast<size_t>(length) == key.bytes.size() ? 0 : EBADMSG;
+}
+
+int fill(int file) {
+    ValueKey key;
+    if (RAND_priv_bytes(key.bytes.data(), static_cast<int>(key.bytes.size())) != 1) {
+        return EIO;
+    }
+    const ssize_t length = write(file, key.bytes.data(), key.bytes.size());
+    if (length != static_cast<ssize_t>(key.bytes.size())) {
+        return length < 0 ? errno : ENOSPC;
+    }
+    return fsync(file) == 0 ? 0 : errno;
+}
+
+// Puts a fresh key under `path` unless there is one by then.
+int makeKey(const std::string& directory, const std::string& path) {
+    std::string draft = directory;
+    draft += "/.value.key-XXXXXX";
+    const File file(mkostemp(draft.data(), O_CLOEXEC));
+    if (file.get() < 0) {
+        return errno;
+    }
+    int error = fill(file.get());
+    if (error == 0 && link(draft.c_str(), path.c_str()) != 0 && errno != EEXIST) {
+        error = errno;
+    }
+    unlink(draft.c_str());
+    if (error == 0) {
+        // Values encrypted with the key may be on the disk soon; its name must not come later.
+        const File opened(open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        error = opened.get() >= 0 && fsync(opened.get()) == 0 ? 0 : errno;
+    }
+    return error;
+}
+
+const char* adviceFor(int error) {
+    switch (error) {
+        case EBADMSG:
+            return "it is no key of 32 bytes; bring the right one back, or remove it and set the passwords anew";
+        case EPERM:
+        case ELOOP:
+            return "it must be a file of your own with mode 0600";
+        default:
+            return std::strerror(error);
+    }
+}
+
+} // namespace
+
+ValueKey::~ValueKey() {
+    OPENSSL_cleanse(bytes.data(), bytes.size());
+}
+
+int loadValueKey(ValueKey& key) {
+    const std::string directory = hostSubdirectory("keys");
+    if (directory.empty()) {
+        return EACCES;
+    }
+    std::string path = directory;
+    path += "/value.key";
+    int error = readKey(path, key);
+    if (error == ENOENT) {
+        error = makeKey(directory, path);
+        error = error != 0 ? error : readKey(path, key);
+    }
+    if (error != 0) {
+        report("cannot use the key file %s: %s", path.c_str(), adviceFor(error));
+    }
+    return error;
+}
+
+} // namespace tarn::host
