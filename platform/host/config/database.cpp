@@ -101,32 +101,34 @@ int Database::readNumber(const char* sql, int64_t& number) {
     return error;
 }
 
-// An empty file becomes a configuration; any other file that is none is left alone.
-int Database::create() {
-    int64_t version = 0;
+// The version of the configuration, 0 for an empty file; EBADMSG for what is neither.
+int Database::examine(int64_t& version) {
     int64_t tables = 0;
-    int error = execute("BEGIN IMMEDIATE");
-    if (error == 0) {
-        error = readNumber("PRAGMA user_version", version);
-    }
+    int error = readNumber("PRAGMA user_version", version);
     if (error == 0) {
         error = readNumber("SELECT count(*) FROM sqlite_schema", tables);
     }
-    if (error == 0 && version != kSchemaVersion) {
-        error = tables == 0 ? execute(kSchema) : EBADMSG;
-    }
-    if (error == 0) {
-        error = execute("COMMIT");
-    }
-    return error;
+    const bool isOurs = version == kSchemaVersion || (version == 0 && tables == 0);
+    return error == 0 && !isOurs ? EBADMSG : error;
 }
 
+// Makes an empty file a configuration, unless another process just did.
+int Database::create() {
+    int64_t version = 0;
+    int error = execute("BEGIN IMMEDIATE");
+    if (error == 0) {
+        error = examine(version);
+    }
+    if (error == 0 && version == 0) {
+        error = execute(kSchema);
+    }
+    return error == 0 ? execute("COMMIT") : error;
+}
+
+// Nothing is changed in a file that is no configuration.
 int Database::adopt() {
     int64_t version = 0;
-    int error = readNumber("PRAGMA user_version", version);
-    if (error == 0 && version != 0 && version != kSchemaVersion) {
-        error = EBADMSG;
-    }
+    int error = examine(version);
     if (error == 0) {
         // Readers then neither wait for a writer nor make it wait.
         error = execute("PRAGMA journal_mode=WAL");
@@ -134,10 +136,7 @@ int Database::adopt() {
     if (error == 0) {
         error = execute(kSettings);
     }
-    if (error == 0 && version == 0) {
-        error = create();
-    }
-    return error;
+    return error == 0 && version == 0 ? create() : error;
 }
 
 int Database::prepare(const std::string& path) {

@@ -57,6 +57,7 @@ class Database {
     friend class Execution;
 
     int prepare(const std::string& path);
+    int examine(int64_t& version);
     int adopt();
     int create();
     int execute(const char* sql);

@@ -1,0 +1,142 @@
+// Encryption there and back, and one key for all processes.
+#include <errno.h>
+#include <gtest/gtest.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "tarn_host/host_key.h"
+#include "tarn_host/host_process.h"
+
+namespace {
+
+constexpr const char* kOwner = "TarnUIConf";
+
+std::string keyPath() {
+    return std::string(TarnHostDir()) + "/keys/value.key";
+}
+
+std::string encrypted(const std::string& plain) {
+    char output[OM_KEY_MAX_OUTPUT] = {};
+    uint32_t length = 0;
+    EXPECT_EQ(TarnOmKeymEncrypt(kOwner, plain.data(), static_cast<uint32_t>(plain.size()), output, &length), 0U);
+    EXPECT_EQ(strnlen(output, sizeof output), length);
+    return output;
+}
+
+// The value, or the code in angle brackets.
+std::string decrypted(const std::string& text, const char* owner = kOwner) {
+    char plain[256] = "untouched";
+    uint32_t length = 0;
+    const uint32_t error = TarnHostKeyDecrypt(owner, text.c_str(), plain, sizeof plain, &length);
+    EXPECT_TRUE(error == 0 || strcmp(plain, "untouched") == 0);
+    return error == 0 ? std::string(plain, length) : "<" + std::to_string(error) + ">";
+}
+
+const std::string kTampered = "<" + std::to_string(EBADMSG) + ">";
+
+// First, as the key must not be there yet.
+TEST(Key, IsOneForProcessesThatStartTogether) {
+    constexpr int kProcesses = 8;
+    int go[2];
+    int texts[2];
+    ASSERT_EQ(pipe(go) | pipe(texts), 0);
+    std::vector<pid_t> children;
+    for (int i = 0; i < kProcesses; ++i) {
+        children.push_back(fork());
+        if (children.back() == 0) {
+            close(go[1]);
+            char nothing = 0;
+            const bool isReleased = read(go[0], &nothing, 1) == 0; // All at once, by the end of the pipe.
+            std::string line = encrypted("together");
+            line.resize(OM_KEY_MAX_OUTPUT);
+            _exit(isReleased && write(texts[1], line.data(), line.size()) > 0 ? 0 : 1);
+        }
+    }
+    close(go[0]);
+    close(go[1]);
+    for (const pid_t child : children) {
+        int status = 0;
+        ASSERT_EQ(waitpid(child, &status, 0), child);
+        EXPECT_EQ(status, 0);
+    }
+    char text[OM_KEY_MAX_OUTPUT];
+    for (int i = 0; i < kProcesses; ++i) {
+        ASSERT_EQ(read(texts[0], text, sizeof text), static_cast<ssize_t>(sizeof text));
+        EXPECT_EQ(decrypted(text), "together");
+    }
+    close(texts[0]);
+    close(texts[1]);
+    struct stat status = {};
+    ASSERT_EQ(stat(keyPath().c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777U, 0600U);
+    const auto entries = std::filesystem::directory_iterator(std::filesystem::path(keyPath()).parent_path());
+    EXPECT_EQ(std::distance(begin(entries), end(entries)), 1);
+}
+
+TEST(Key, EncryptsAllSizesThatFit) {
+    for (size_t size = 0; size <= 200; ++size) {
+        std::string plain(size, 'p');
+        if (size > 2) {
+            plain[1] = '\0';
+            plain[2] = '\xFF';
+        }
+        const std::string text = encrypted(plain);
+        EXPECT_LT(text.size(), size_t{OM_KEY_MAX_OUTPUT});
+        EXPECT_EQ(decrypted(text), plain) << size;
+    }
+    EXPECT_NE(encrypted("same"), encrypted("same"));
+
+    char output[OM_KEY_MAX_OUTPUT] = "untouched";
+    uint32_t length = 77;
+    const std::string large(201, 'p');
+    EXPECT_EQ(TarnOmKeymEncrypt(kOwner, large.data(), 201, output, &length), static_cast<uint32_t>(EMSGSIZE));
+    EXPECT_EQ(TarnOmKeymEncrypt(kOwner, large.data(), UINT32_MAX, output, &length), static_cast<uint32_t>(EMSGSIZE));
+    EXPECT_EQ(TarnOmKeymEncrypt(nullptr, "p", 1, output, &length), static_cast<uint32_t>(EINVAL));
+    EXPECT_EQ(TarnOmKeymEncrypt(kOwner, nullptr, 1, output, &length), static_cast<uint32_t>(EINVAL));
+    EXPECT_EQ(TarnOmKeymEncrypt(kOwner, "p", 1, nullptr, &length), static_cast<uint32_t>(EINVAL));
+    EXPECT_EQ(TarnOmKeymEncrypt(kOwner, "p", 1, output, nullptr), static_cast<uint32_t>(EINVAL));
+    EXPECT_STREQ(output, "untouched");
+    EXPECT_EQ(length, 77U);
+}
+
+TEST(Key, RefusesWhatItDidNotMake) {
+    const std::string text = encrypted("a secret value");
+    EXPECT_EQ(decrypted(text, "somebody"), kTampered);
+    for (size_t i = 0; i < text.size(); ++i) {
+        std::string changed = text;
+        changed[i] = changed[i] == 'A' ? 'B' : 'A';
+        EXPECT_EQ(decrypted(changed), kTampered) << i;
+        EXPECT_EQ(decrypted(text.substr(0, i)), kTampered) << i;
+    }
+    EXPECT_EQ(decrypted(text + std::string(400, 'A')), kTampered);
+    EXPECT_EQ(decrypted("TK1:===="), kTampered);
+    char small[14];
+    uint32_t length = 0;
+    EXPECT_EQ(TarnHostKeyDecrypt(kOwner, text.c_str(), small, sizeof small, &length), static_cast<uint32_t>(EMSGSIZE));
+}
+
+TEST(Key, RefusesAKeyFileThatIsNone) {
+    const std::string text = encrypted("kept");
+    char output[OM_KEY_MAX_OUTPUT];
+    uint32_t length = 0;
+    ASSERT_EQ(chmod(keyPath().c_str(), 0640), 0);
+    EXPECT_EQ(TarnOmKeymEncrypt(kOwner, "p", 1, output, &length), static_cast<uint32_t>(EPERM));
+    ASSERT_EQ(chmod(keyPath().c_str(), 0600), 0);
+    EXPECT_EQ(decrypted(text), "kept");
+    std::filesystem::resize_file(keyPath(), 31);
+    EXPECT_EQ(TarnOmKeymEncrypt(kOwner, "p", 1, output, &length), static_cast<uint32_t>(EBADMSG));
+    std::filesystem::remove(keyPath());
+    std::filesystem::create_symlink("/dev/zero", keyPath());
+    EXPECT_EQ(TarnOmKeymEncrypt(kOwner, "p", 1, output, &length), static_cast<uint32_t>(ELOOP));
+    std::filesystem::remove(keyPath());
+    EXPECT_EQ(decrypted(text), kTampered);
+}
+
+} // namespace
