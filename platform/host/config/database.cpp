@@ -133,8 +133,12 @@ int Database::adopt() {
         // Readers then neither wait for a writer nor make it wait.
         error = execute("PRAGMA journal_mode=WAL");
     }
+    int64_t isWal = 0;
     if (error == 0) {
-        error = execute(kSettings);
+        error = readNumber("SELECT journal_mode='wal' FROM pragma_journal_mode", isWal);
+    }
+    if (error == 0) {
+        error = isWal != 0 ? execute(kSettings) : ENOTSUP; // No shared memory on this file system.
     }
     return error == 0 && version == 0 ? create() : error;
 }

@@ -1,0 +1,38 @@
+#include "command.h"
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+namespace tarnctl {
+
+int complain(ExitCode code, const std::string& text) {
+    std::fprintf(stderr, "tarnctl: %s\n", text.c_str());
+    return code;
+}
+
+int complainOf(const std::string& what, uint32_t error) {
+    return complain(kFailed, what + ": " + std::strerror(static_cast<int>(error)));
+}
+
+bool wantsColour() {
+    static const bool wants = [] {
+        const char* never = std::getenv("NO_COLOR");
+        return isatty(STDOUT_FILENO) != 0 && (never == nullptr || *never == '\0');
+    }();
+    return wants;
+}
+
+std::string emphasised(const std::string& text) {
+    return wantsColour() ? "\033[1m" + text + "\033[0m" : text;
+}
+
+int finish() {
+    return std::fflush(stdout) == 0 && std::ferror(stdout) == 0
+               ? kDone
+               : complain(kFailed, std::string("cannot write to standard output: ") + std::strerror(errno));
+}
+
+} // namespace tarnctl

@@ -1,0 +1,55 @@
+// "tarnctl config export": what "import" reads. Without --reveal the protected keys are left out, not blanked: an import
+// of the file then leaves them as they are.
+#include <cstdio>
+#include <memory>
+
+#include "config.h"
+#include "item_text.h"
+#include "json.h"
+#include "protected_keys.h"
+
+namespace tarnctl {
+namespace {
+
+struct Options {
+    std::string prefix;
+    bool json = false;
+    bool reveal = false;
+};
+
+int exportItems(const Options& options) {
+    std::vector<Item> items;
+    const int read = readItems(options.prefix, items);
+    if (read != kDone) {
+        return read;
+    }
+    const Json object = makeObject();
+    for (const auto& [key, value] : items) {
+        if (isProtected(key) && !options.reveal) {
+            complain(kDone, keyText(key) + " is protected and left out; --reveal exports it");
+        } else if (!options.json) {
+            std::printf("%s=%s\n", keyText(key).c_str(), valueText(value).c_str());
+        } else if (isUtf8(key) && isUtf8(value)) {
+            addMember(*object, key, value);
+        } else {
+            return complain(kFailed, keyText(key) + " is not UTF-8, which JSON cannot carry; export without --json");
+        }
+    }
+    if (options.json) {
+        printText(*object);
+    }
+    return finish();
+}
+
+} // namespace
+
+void addConfigExport(CLI::App& config, Chosen& chosen) {
+    CLI::App* const command = config.add_subcommand("export", "Prints what \"import\" reads");
+    auto options = std::make_shared<Options>();
+    command->add_option("PREFIX", options->prefix, "Only keys that begin with it");
+    command->add_flag("--json", options->json, "Print a JSON object");
+    command->add_flag("--reveal", options->reveal, "Export protected values too, passwords encrypted");
+    command->callback([options, &chosen] { chosen = [options] { return exportItems(*options); }; });
+}
+
+} // namespace tarnctl

@@ -1,0 +1,105 @@
+// "tarnctl config watch": changes as they are committed, until a signal ends it. Ctrl-C is its ordinary end.
+#include <signal.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <memory>
+#include <new>
+
+#include "config.h"
+#include "item_text.h"
+#include "json.h"
+#include "protected_keys.h"
+#include "tarn_host/host_config.h"
+
+namespace tarnctl {
+namespace {
+
+struct Options {
+    std::string prefix;
+    bool json = false;
+    bool reveal = false;
+};
+
+bool isHidden(const Options& options, const TarnHostConfigChange& change) {
+    return change.value != nullptr && !options.reveal && isProtected(change.key);
+}
+
+void printJson(const Options& options, const TarnHostConfigChange* changes, uint32_t count) {
+    const Json array = makeArray();
+    for (uint32_t i = 0; i < count; ++i) {
+        Json change = makeObject();
+        addMember(*change, "key", changes[i].key);
+        if (isHidden(options, changes[i])) {
+            addNull(*change, "value");
+        } else if (changes[i].value != nullptr) {
+            addMember(*change, "value", changes[i].value);
+        }
+        addElement(*array, std::move(change));
+    }
+    printLine(*array);
+}
+
+void printLines(const Options& options, const TarnHostConfigChange* changes, uint32_t count) {
+    for (uint32_t i = 0; i < count; ++i) {
+        const std::string key = emphasised(keyText(changes[i].key));
+        if (changes[i].value == nullptr) {
+            std::printf("%s removed\n", key.c_str());
+        } else {
+            const std::string value = isHidden(options, changes[i]) ? kHidden : valueText(changes[i].value);
+            std::printf("%s=%s\n", key.c_str(), value.c_str());
+        }
+    }
+}
+
+// Nobody reads any more, or memory is out: the end.
+void giveUp(const std::string& reason) {
+    complain(kFailed, reason);
+    kill(getpid(), SIGUSR1);
+}
+
+void print(const TarnHostConfigChange* changes, uint32_t count, void* argument) {
+    const auto& options = *static_cast<const Options*>(argument);
+    try {
+        options.json ? printJson(options, changes, count) : printLines(options, changes, count);
+    } catch (const std::bad_alloc&) {
+        giveUp("memory is out");
+        return;
+    }
+    if (std::fflush(stdout) != 0) {
+        giveUp("cannot write to standard output");
+    }
+}
+
+int watch(Options& options) {
+    sigset_t ends;
+    sigemptyset(&ends);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGUSR1}) {
+        sigaddset(&ends, signal);
+    }
+    sigprocmask(SIG_BLOCK, &ends, nullptr);
+    TarnHostConfigWatch* running = nullptr;
+    const uint32_t error = TarnHostConfigWatchStart(options.prefix.c_str(), print, &options, &running);
+    if (error != 0) {
+        return complainOf("cannot watch the configuration", error);
+    }
+    int signal = 0;
+    sigwait(&ends, &signal);
+    TarnHostConfigWatchStop(running);
+    return signal == SIGUSR1 ? kFailed : kDone;
+}
+
+} // namespace
+
+void addConfigWatch(CLI::App& config, Chosen& chosen) {
+    CLI::App* const command =
+        config.add_subcommand("watch", "Prints changes as they are written, until Ctrl-C; its exit code is then 0");
+    auto options = std::make_shared<Options>();
+    command->add_option("PREFIX", options->prefix, "Only keys that begin with it");
+    command->add_flag("--json", options->json,
+                      "Print one JSON array a write; a removed key has no value, a protected value is null");
+    command->add_flag("--reveal", options->reveal, "Show protected values, passwords as they are stored: encrypted");
+    command->callback([options, &chosen] { chosen = [options] { return watch(*options); }; });
+}
+
+} // namespace tarnctl

@@ -1,0 +1,77 @@
+// "tarnctl ps": who receives messages.
+#include <cstdio>
+#include <ctime>
+#include <memory>
+
+#include "command.h"
+#include "json.h"
+#include "tarn_host/host_message.h"
+
+namespace tarnctl {
+namespace {
+
+// A few more than were counted may have started since; then it counts again.
+uint32_t readReceivers(std::vector<TarnHostReceiver>& receivers) {
+    uint32_t count = 16;
+    uint32_t error = 0;
+    do {
+        receivers.resize(count);
+        error = TarnHostReceiverList(receivers.data(), static_cast<uint32_t>(receivers.size()), &count);
+    } while (error == 0 && count > receivers.size());
+    receivers.resize(error == 0 ? count : 0);
+    return error;
+}
+
+// ISO 8601-1, local time with zone offset.
+std::string timeText(uint64_t seconds) {
+    const auto time = static_cast<time_t>(seconds);
+    tm parts = {};
+    std::array<char, 32> text = {};
+    localtime_r(&time, &parts);
+    std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S%z", &parts);
+    std::string result = text.data();
+    return result.insert(result.size() - 2, ":");
+}
+
+void print(const std::vector<TarnHostReceiver>& receivers) {
+    if (receivers.empty()) {
+        return;
+    }
+    std::printf("%s\n", emphasised("NAME                 PID  SINCE").c_str());
+    for (const TarnHostReceiver& receiver : receivers) {
+        std::printf("%-15s %8u  %s\n", receiver.name, receiver.pid, timeText(receiver.startTime).c_str());
+    }
+}
+
+void printJson(const std::vector<TarnHostReceiver>& receivers) {
+    const Json array = makeArray();
+    for (const TarnHostReceiver& receiver : receivers) {
+        Json object = makeObject();
+        addMember(*object, "name", receiver.name);
+        addMember(*object, "pid", static_cast<double>(receiver.pid));
+        addMember(*object, "since", timeText(receiver.startTime));
+        addElement(*array, std::move(object));
+    }
+    printText(*array);
+}
+
+int ps(bool json) {
+    std::vector<TarnHostReceiver> receivers;
+    const uint32_t error = readReceivers(receivers);
+    if (error != 0) {
+        return complainOf("cannot list the receivers", error);
+    }
+    json ? printJson(receivers) : print(receivers);
+    return finish();
+}
+
+} // namespace
+
+void addPsCommand(CLI::App& app, Chosen& chosen) {
+    CLI::App* const command = app.add_subcommand("ps", "Lists the processes that receive messages, sorted by name");
+    auto json = std::make_shared<bool>(false);
+    command->add_flag("--json", *json, "Print a JSON array");
+    command->callback([json, &chosen] { chosen = [json] { return ps(*json); }; });
+}
+
+} // namespace tarnctl
