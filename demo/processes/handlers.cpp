@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "processes/inbox.h"
+#include "tarn_conference/conf_config.h"
 #include "tarn_conference/conf_json.h"
 #include "tarn_conference/conf_log.h"
 #include "tarn_conference/conf_notify.h"
@@ -82,6 +83,14 @@ uint32_t readInvitation(uint32_t, void* data, uint32_t length) {
                                    std::to_string(bandwidth) + " kbit/s, " +
                                    (encrypted ? "encrypted" : "in the clear"));
     return 0;
+}
+
+uint32_t serveConfigGet(uint32_t, void* data, uint32_t length) {
+    return ConfConfigGetConfConfig(0, static_cast<ConfMeetingServerMsgBlock*>(data), length);
+}
+
+uint32_t serveConfigSet(uint32_t, void* data, uint32_t) {
+    return ConfConfigSetConfConfig(0, static_cast<ConfMeetingServerMsgBlock*>(data));
 }
 
 uint32_t timerExpired(uint32_t, void* data, uint32_t length) {

@@ -22,6 +22,8 @@ inline constexpr uint32_t kMsgHoldStream = 0x102;
 inline constexpr uint32_t kMsgStreamEvent = 0x103;
 inline constexpr uint32_t kMsgListParticipants = 0x201;
 inline constexpr uint32_t kMsgInvitation = 0x202;
+inline constexpr uint32_t kMsgConfigGet = 0x203;
+inline constexpr uint32_t kMsgConfigSet = 0x204;
 inline constexpr uint32_t kMsgTimer = 0x301;
 
 inline constexpr uint32_t kStreamAccepted = 200;
@@ -37,6 +39,10 @@ uint32_t listParticipants(uint32_t msgId, void* data, uint32_t length);
 
 // Application: reads an invitation in JSON and notes what it understood.
 uint32_t readInvitation(uint32_t msgId, void* data, uint32_t length);
+
+// Application: answer the configuration lists of a meeting-server block.
+uint32_t serveConfigGet(uint32_t msgId, void* data, uint32_t length);
+uint32_t serveConfigSet(uint32_t msgId, void* data, uint32_t length);
 
 // What a timer carries: its name and when it was started.
 struct TimerData {

@@ -96,7 +96,8 @@ Orders meetingOrders() {
     registerForwarding();
     return {{"open-streams", openStreams}, {"hold-stream", callHolding},    {"ask-participants", askParticipants},
             {"send-events", sendEvents},   {"notify-single", notifySingle}, {"notify-large", notifyLarge},
-            {"json-request", jsonRequest}, {"log-masked", logMasked}};
+            {"json-request", jsonRequest}, {"log-masked", logMasked},       {"config-get", getConfigList},
+            {"config-set", setConfigList}};
 }
 
 } // namespace tarn::demo

@@ -9,5 +9,7 @@ Reply notifySingle(const Arguments& arguments);
 Reply notifyLarge(const Arguments& arguments);
 Reply jsonRequest(const Arguments& arguments);
 Reply logMasked(const Arguments& arguments);
+Reply getConfigList(const Arguments& arguments);
+Reply setConfigList(const Arguments& arguments);
 
 } // namespace tarn::demo

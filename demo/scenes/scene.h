@@ -21,6 +21,7 @@ void sceneCalls(Stage& stage);
 void sceneNotifications(Stage& stage);
 void sceneTexts(Stage& stage);
 void sceneTimers(Stage& stage);
+void sceneConfig(Stage& stage);
 void sceneCrash(Stage& stage);
 void sceneEnd(Stage& stage);
 

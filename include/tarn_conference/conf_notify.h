@@ -37,8 +37,11 @@ static_assert(sizeof(ConfMultiPacketHeader) == 12, "packet header size is the ap
 static_assert(offsetof(ConfMultiPacketHeader, packetCount) == 4, "packet header layout is the application's interface");
 static_assert(offsetof(ConfMultiPacketHeader, totalLength) == 8, "packet header layout is the application's interface");
 
-/** The data of a call to the meeting server: this header, the data from offset 88 on, spare bytes behind them. */
-typedef struct ConfMeetingServerMsgBlock {
+/**
+ * The data of a call to the meeting server: this header, the data from offset 88 on, spare bytes behind them. A handler
+ * gets it where it stands in a payload, behind 20 bytes, so it is aligned for 32-bit values only.
+ */
+typedef struct __attribute__((packed, aligned(4))) ConfMeetingServerMsgBlock {
     uint32_t sender0;      /**< The sender's own use. */
     uint32_t listLen;      /**< Items that the sender means. */
     uint8_t sender1[64];   /**< The sender's own use. */
