@@ -53,9 +53,10 @@ int unset(const std::vector<std::string>& keys) {
 } // namespace
 
 void addConfigSet(CLI::App& config, Chosen& chosen) {
-    CLI::App* const command = config.add_subcommand(
-        "set",
-        "Writes values, all in one step; passwords are stored encrypted. Put -- before values that begin with -");
+    CLI::App* const command =
+        config.add_subcommand("set",
+                              "Writes values, all in one step; passwords are stored encrypted. Put -- before the first "
+                              "KEY when a VALUE begins with -; negative numbers need none");
     auto options = std::make_shared<SetOptions>();
     command->add_option("KEY VALUE", options->words, "Pairs of a key, in its exact letter case, and its value")
         ->required();

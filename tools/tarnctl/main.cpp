@@ -1,9 +1,33 @@
 // tarnctl: shows and changes what the host platform keeps below its directory.
-#include <cstdio>
+#include <algorithm>
+#include <cctype>
 #include <exception>
+#include <string>
+#include <vector>
 
 #include "command.h"
 #include "tarn_host/host_process.h"
+
+namespace {
+
+bool isNegativeNumber(const std::string& word) {
+    return word.size() > 1 && word[0] == '-' && std::isdigit(static_cast<unsigned char>(word[1])) != 0;
+}
+
+// The words of the command line, last one first, as CLI11 takes them. "config set KEY -5" means the number: without a
+// "--" behind "set" the parser would look for an option of that name.
+std::vector<std::string> wordsOf(int argc, char** argv) {
+    std::vector<std::string> words(argv + 1, argv + argc);
+    const bool sets = words.size() > 2 && words[0] == "config" && words[1] == "set";
+    if (sets && std::count(words.begin(), words.end(), "--") == 0 &&
+        std::any_of(words.begin() + 2, words.end(), isNegativeNumber)) {
+        words.insert(words.begin() + 2, "--");
+    }
+    std::reverse(words.begin(), words.end());
+    return words;
+}
+
+} // namespace
 
 int main(int argc, char** argv) {
     CLI::App app(
@@ -18,7 +42,7 @@ int main(int argc, char** argv) {
     tarnctl::addLogCommand(app, chosen);
     tarnctl::addPsCommand(app, chosen);
     try {
-        app.parse(argc, argv);
+        app.parse(wordsOf(argc, argv));
         TarnHostSetProcessName("tarnctl");
         return chosen();
     } catch (const CLI::ParseError& error) {

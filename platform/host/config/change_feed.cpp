@@ -100,12 +100,16 @@ void ChangeFeed::run() {
         if (!waitForChange()) {
             continue;
         }
+        int error = 0;
         try {
-            mustRetry_ = false;
-            drain();
+            error = drain();
         } catch (const std::bad_alloc&) {
-            mustRetry_ = true;
+            error = ENOMEM;
         }
+        if (error != 0 && !mustRetry_) {
+            report("changes of the configuration cannot be read: %s; tried again every second", std::strerror(error));
+        }
+        mustRetry_ = error != 0;
     }
 }
 
@@ -143,13 +147,14 @@ bool ChangeFeed::takeEvents() {
     return isTold;
 }
 
-void ChangeFeed::drain() {
+// 0 at the end of the log, or an errno.
+int ChangeFeed::drain() {
     while (true) {
         LogPosition before;
         {
             const std::lock_guard lock(mutex_);
             if (subscriptions_.empty()) {
-                return;
+                return 0;
             }
             before = position_;
         }
@@ -157,12 +162,8 @@ void ChangeFeed::drain() {
         std::vector<ConfigChange> changes;
         bool isWhole = true;
         const int error = store_.next(after, changes, isWhole);
-        if (error != 0) {
-            mustRetry_ = true;
-            return;
-        }
-        if (after == before) {
-            return;
+        if (error != 0 || after == before) {
+            return error;
         }
         if (!isWhole) {
             report("changes of the configuration were missed; the present values of %zu keys follow at once",

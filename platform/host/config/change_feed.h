@@ -47,7 +47,7 @@ class ChangeFeed {
     void run();
     bool waitForChange();
     bool takeEvents();
-    void drain();
+    int drain();
     void dispatch(uint64_t file, const std::vector<ConfigChange>& changes);
     void deliver(Subscription& subscription, uint64_t file, const std::vector<ConfigChange>& changes);
     bool beginDelivery(Subscription& subscription);

@@ -10,11 +10,15 @@ std::atomic<ConfigService*> current = nullptr;
 std::once_flag started;
 
 void beforeFork() {
-    current.load()->store.beforeFork();
+    ConfigService* const service = current.load();
+    service->store.beforeFork();
+    service->changes.beforeFork();
 }
 
 void afterForkInParent() {
-    current.load()->store.afterFork();
+    ConfigService* const service = current.load();
+    service->changes.afterFork();
+    service->store.afterFork();
 }
 
 void afterForkInChild() {

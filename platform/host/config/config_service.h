@@ -24,8 +24,9 @@ struct ConfigDomain {
 };
 
 struct ConfigService {
-    Store store;
-    ChangeFeed feed{store};
+    Store store{Store::Trouble::Told};
+    Store changes{Store::Trouble::Silent}; // Reading changes keeps nobody from writing.
+    ChangeFeed feed{changes};
     std::mutex domainMutex;
     std::map<std::string, std::shared_ptr<ConfigDomain>, std::less<>> domains;
     ConfigService* inherited = nullptr; // The parent's, kept so that what it owns stays reachable.

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <mutex>
 
 namespace tarn::host {
 namespace {
@@ -42,17 +43,28 @@ constexpr std::array<const char*, static_cast<size_t>(Query::kCount)> kSql = {
     "SELECT key, value, number FROM item WHERE number>?1 ORDER BY number",
 };
 
-// SQLite would create the file with a mode that lets others read it.
-int createFile(const std::string& path, uint64_t& fileNumber) {
-    const int file = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600);
+// Only one connection of the process is opened at a time; see createFile.
+std::mutex opening;
+
+// SQLite would create the file with a mode that lets others read it. A file that is there already is not opened: closing
+// it would take away the locks of the process's other connections.
+int createFile(const std::string& path) {
+    const int file = ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
     if (file < 0) {
+        return errno == EEXIST ? 0 : errno;
+    }
+    ::close(file);
+    return 0;
+}
+
+// EBADMSG for what is no file.
+int numberOf(const std::string& path, uint64_t& fileNumber) {
+    struct stat status = {};
+    if (lstat(path.c_str(), &status) != 0) {
         return errno;
     }
-    struct stat status = {};
-    const int error = fstat(file, &status) == 0 ? 0 : errno;
-    ::close(file);
     fileNumber = status.st_ino;
-    return error != 0 || S_ISREG(status.st_mode) ? error : EBADMSG;
+    return S_ISREG(status.st_mode) ? 0 : EBADMSG;
 }
 
 } // namespace
@@ -144,7 +156,10 @@ int Database::adopt() {
 }
 
 int Database::prepare(const std::string& path) {
-    int error = createFile(path, fileNumber_);
+    int error = createFile(path);
+    if (error == 0) {
+        error = numberOf(path, fileNumber_);
+    }
     if (error != 0) {
         return error;
     }
@@ -154,6 +169,7 @@ int Database::prepare(const std::string& path) {
 }
 
 int Database::open(const std::string& path) {
+    const std::lock_guard lock(opening);
     const int error = prepare(path);
     if (error != 0) {
         close(true);

@@ -38,7 +38,7 @@ class Database {
     Database& operator=(const Database&) = delete;
     Database& operator=(Database&&) = delete;
 
-    // Opens the file and makes it a configuration when it is new. Another connection of this process must not be open.
+    // Opens the file and makes it a configuration when it is new.
     int open(const std::string& path);
     // Leaves the write-ahead log to others with `keepLog`, which makes it quick.
     void close(bool keepLog = false);

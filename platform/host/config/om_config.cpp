@@ -135,6 +135,7 @@ uint32_t TarnOmConfigUnInit(const char* domain) {
     }
     if (wasLast) {
         service.store.disconnect();
+        service.changes.disconnect();
     }
     return 0;
 }

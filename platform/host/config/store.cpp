@@ -192,7 +192,7 @@ int Store::settle(int error) {
 
 int Store::tell(int error) {
     const bool isTrouble = error != 0 && error != ENOENT;
-    if (isTrouble && error != toldError_) {
+    if (isTrouble && error != toldError_ && trouble_ == Trouble::Told) {
         report("cannot use the configuration file %s: %s; %s", path_.c_str(), nameOf(error), adviceFor(error));
     }
     toldError_ = isTrouble ? error : 0;

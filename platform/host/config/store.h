@@ -1,4 +1,4 @@
-// The configuration as this process sees it: one connection for all threads. A call waits at most two seconds for other
+// The configuration over one connection, for any number of threads. A call waits at most two seconds for other
 // processes, without keeping the connection from other threads meanwhile. Results are 0 or an errno; trouble with the
 // file is told once on standard error.
 #pragma once
@@ -26,6 +26,10 @@ struct LogPosition {
 
 class Store {
  public:
+    enum class Trouble : uint8_t { Told, Silent };
+
+    explicit Store(Trouble trouble) : trouble_(trouble) {}
+
     int connect();
     void disconnect();
 
@@ -58,6 +62,7 @@ class Store {
     template <typename Operation>
     int write(Operation operation);
 
+    const Trouble trouble_;
     std::mutex mutex_;
     Database database_;
     WriteTurn turn_;

@@ -1,0 +1,197 @@
+// tarnctl as its users meet it: words in; output, exit code and complaints out.
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "tarn_host/host_key.h"
+#include "tarn_host/host_message.h"
+#include "tarn_host/host_process.h"
+
+namespace {
+
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::Not;
+using Words = std::vector<std::string>;
+
+std::string fileOf(const std::string& name) {
+    return std::string(TarnHostDir()) + "/" + name;
+}
+
+std::string readFile(const std::string& path) {
+    return (std::ostringstream() << std::ifstream(path).rdbuf()).str();
+}
+
+pid_t start(const Words& words, const std::string& input, const std::string& output = "out") {
+    std::ofstream(fileOf("in")) << input;
+    std::ofstream{fileOf(output)};
+    std::ofstream{fileOf("err")};
+    const pid_t child = fork();
+    if (child == 0) {
+        dup2(open(fileOf("in").c_str(), O_RDONLY | O_CLOEXEC), STDIN_FILENO);
+        dup2(open(fileOf(output).c_str(), O_WRONLY | O_APPEND | O_CLOEXEC), STDOUT_FILENO);
+        dup2(open(fileOf("err").c_str(), O_WRONLY | O_APPEND | O_CLOEXEC), STDERR_FILENO);
+        std::string program = TARNCTL;
+        std::vector<char*> arguments = {program.data()};
+        for (const std::string& word : words) {
+            arguments.push_back(const_cast<char*>(word.c_str()));
+        }
+        arguments.push_back(nullptr);
+        execv(TARNCTL, arguments.data());
+        _exit(127);
+    }
+    return child;
+}
+
+int exitCode(pid_t child) {
+    int status = 0;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+}
+
+struct Result {
+    int code;
+    std::string output;
+    std::string complaint;
+};
+
+Result run(const Words& words, const std::string& input = "") {
+    const int code = exitCode(start(words, input));
+    return {code, readFile(fileOf("out")), readFile(fileOf("err"))};
+}
+
+std::string outputOf(const Words& words) {
+    const Result result = run(words);
+    EXPECT_EQ(result.code, 0) << result.complaint;
+    return result.output;
+}
+
+TEST(Tarnctl, SetsGetsAndLists) {
+    EXPECT_EQ(outputOf({"config", "set", "Conf.t.a", "1", "Conf.t.b", "-5", "Conf.t.c", "two\nlines"}), "");
+    EXPECT_EQ(outputOf({"config", "get", "Conf.t.c"}), "two\nlines\n");
+    EXPECT_EQ(outputOf({"config", "get", "Conf.t.b", "Conf.t.c"}), "Conf.t.b=-5\nConf.t.c=two\\nlines\n");
+    EXPECT_EQ(outputOf({"config", "list", "Conf.t."}), "Conf.t.a=1\nConf.t.b=-5\nConf.t.c=two\\nlines\n");
+    EXPECT_EQ(outputOf({"config", "list", "--json", "Conf.t.a"}), "{\n\t\"Conf.t.a\":\t\"1\"\n}\n");
+    EXPECT_EQ(outputOf({"config", "unset", "Conf.t.a"}), "");
+
+    const Result missing = run({"config", "get", "Conf.t.a", "Conf.t.b"});
+    EXPECT_EQ(missing.code, 3);
+    EXPECT_EQ(missing.output, "Conf.t.b=-5\n");
+    EXPECT_THAT(missing.complaint, HasSubstr("tarnctl: there is no key Conf.t.a; "));
+    EXPECT_EQ(run({"config", "unset", "Conf.t.a"}).code, 3);
+    EXPECT_EQ(run({"config", "get", std::string(128, 'k')}).code, 1);
+    EXPECT_EQ(run({"config", "set", "Conf.t.d", "1", "Conf.t.e", std::string(1024, 'v')}).code, 1);
+    EXPECT_EQ(run({"config", "get", "Conf.t.d"}).code, 3);
+    for (const Words& words :
+         {Words{}, Words{"config"}, Words{"config", "set", "Conf.t.a"}, Words{"config", "get"}, Words{"nonsense"}}) {
+        EXPECT_EQ(run(words).code, 2);
+    }
+}
+
+TEST(Tarnctl, KeepsSecrets) {
+    const std::string password = "Conf.SIPCallParam.sipPwd";
+    EXPECT_EQ(run({"config", "set", "--stdin", password}, "s3cret\n").code, 0);
+    EXPECT_EQ(run({"config", "set", "Conf.ServerParam.addr", "10.1.2.3"}).code, 0);
+    for (const Words& words : {Words{"config", "list"}, Words{"config", "list", "--json"}, Words{"config", "export"},
+                               Words{"config", "get", "Conf.ServerParam.addr"}}) {
+        const std::string output = outputOf(words);
+        EXPECT_THAT(output, Not(HasSubstr("10.1.2.3")));
+        EXPECT_THAT(output, Not(HasSubstr("TK1:")));
+    }
+    EXPECT_EQ(outputOf({"config", "get", "--reveal", "Conf.ServerParam.addr"}), "10.1.2.3\n");
+
+    std::string stored = outputOf({"config", "get", "--reveal", password});
+    stored.pop_back();
+    char plain[64] = {};
+    uint32_t length = 0;
+    ASSERT_EQ(TarnHostKeyDecrypt("TarnUIConf", stored.c_str(), plain, sizeof plain, &length), 0U);
+    EXPECT_STREQ(plain, "s3cret");
+
+    // An export with secrets gives the same password back; one without leaves it alone.
+    const std::string all = outputOf({"config", "export", "--reveal"});
+    EXPECT_EQ(run({"config", "set", password, "other"}).code, 0);
+    EXPECT_EQ(run({"config", "import", "-"}, all).code, 0);
+    EXPECT_EQ(outputOf({"config", "get", "--reveal", password}), stored + "\n");
+}
+
+TEST(Tarnctl, ImportsWhatItExports) {
+    const std::string odd = "Conf.i.#= \\x\xFF\x01";
+    EXPECT_EQ(run({"config", "set", odd, "a=b\\n\n\xC3\xA4\xFF", "# first", " blanks "}).code, 0);
+    const std::string exported = outputOf({"config", "export"});
+    EXPECT_EQ(run({"config", "unset", odd, "# first"}).code, 0);
+    EXPECT_EQ(run({"config", "import", "-"}, exported).code, 0);
+    EXPECT_EQ(outputOf({"config", "export"}), exported);
+    EXPECT_EQ(outputOf({"config", "get", odd}), "a=b\\n\n\xC3\xA4\xFF\n");
+    EXPECT_EQ(run({"config", "export", "--json"}).code, 1);
+    EXPECT_EQ(run({"config", "unset", odd}).code, 0);
+    const std::string json = outputOf({"config", "export", "--json"});
+    EXPECT_EQ(run({"config", "import", "-"}, json).code, 0);
+
+    const auto refused = [](const std::string& content, const std::string& complaint) {
+        const Result result = run({"config", "import", "-"}, "Conf.i.never=1\n" + content);
+        EXPECT_EQ(result.code, 1);
+        EXPECT_THAT(result.complaint, HasSubstr(complaint));
+        EXPECT_EQ(run({"config", "get", "Conf.i.never"}).code, 3);
+    };
+    refused("# comment\nno item\n", "-:3: expected KEY=VALUE");
+    refused("Conf.i.x=bad \\escape\n", "-:2: expected KEY=VALUE");
+    refused("Conf.i.x=" + std::string(5000, 'v'), "Conf.i.x has more than 1023 bytes");
+    EXPECT_THAT(run({"config", "import", "-"}, R"({"Conf.i.x":1})").complaint, HasSubstr("Conf.i.x is no text"));
+    EXPECT_THAT(run({"config", "import", "-"}, R"({"Conf.i.x":"1")").complaint, HasSubstr("not JSON at byte"));
+    EXPECT_EQ(run({"config", "import", "/nowhere/file"}).code, 3);
+}
+
+TEST(Tarnctl, WatchesUntilInterrupted) {
+    const pid_t watcher = start({"config", "watch", "Conf.w."}, "", "watched");
+    const std::string watched = fileOf("watched");
+    // It tells nothing when it is ready, so the first value is written until it is seen.
+    for (int i = 0; i < 500 && readFile(watched).empty(); ++i) {
+        run({"config", "set", "Conf.w.ready", std::to_string(i)});
+    }
+    ASSERT_THAT(readFile(watched), HasSubstr("Conf.w.ready="));
+    run({"config", "set", "Conf.w.a", "1", "Conf.v", "2", "Conf.w.b", "3"});
+    run({"config", "unset", "Conf.w.a"});
+    const std::string expected = "Conf.w.a=1\nConf.w.b=3\nConf.w.a removed\n";
+    for (int i = 0; i < 500 && !readFile(watched).ends_with(expected); ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    EXPECT_THAT(readFile(watched), EndsWith(expected));
+    kill(watcher, SIGINT);
+    EXPECT_EQ(exitCode(watcher), 0);
+}
+
+TEST(Tarnctl, ListsReceiversAndLogs) {
+    EXPECT_EQ(outputOf({"ps", "--json"}), "[]\n");
+    ASSERT_EQ(OsMsgReceiverStart("listed", [](OsMsgRecord*) {}), 0U);
+    EXPECT_THAT(outputOf({"ps"}), HasSubstr("listed          "));
+    EXPECT_THAT(outputOf({"ps", "--json"}), HasSubstr("\"pid\":\t" + std::to_string(getpid())));
+    EXPECT_EQ(OsMsgReceiverStop("listed"), 0U);
+
+    EXPECT_EQ(run({"log", "nobody"}).code, 3);
+    ASSERT_EQ(mkdir(fileOf("log").c_str(), 0700) | mkdir(fileOf("log/writer").c_str(), 0700), 0);
+    std::ofstream(fileOf("log/writer/a.log")) << "one\ntwo\nthree\n";
+    std::ofstream(fileOf("log/writer/a.log.1")) << "old\n";
+    EXPECT_EQ(outputOf({"log"}), "writer\n");
+    EXPECT_EQ(outputOf({"log", "writer", "-n", "2"}), "two\nthree\n");
+    const pid_t follower = start({"log", "writer", "--follow", "-n", "0"}, "");
+    for (int i = 0; i < 500 && !readFile(fileOf("out")).ends_with("more\n"); ++i) {
+        std::ofstream(fileOf("log/writer/a.log"), std::ios::app) << "more\n";
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    EXPECT_THAT(readFile(fileOf("out")), EndsWith("more\n"));
+    kill(follower, SIGTERM);
+    EXPECT_EQ(exitCode(follower), -SIGTERM);
+}
+
+} // namespace
