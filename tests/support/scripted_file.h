@@ -1,0 +1,21 @@
+// The file service of the scripted platform: the machine's files. Streams that were opened and never closed, as the
+// reading of XML files leaves them, are closed with `closeStreams`.
+#pragma once
+
+#include <cstdio>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace tarn::test {
+
+struct ScriptedFiles {
+    std::vector<FILE*> openedForReading;
+    std::vector<std::pair<std::string, std::string>> copies; // asked for: from, to
+
+    void closeStreams();
+};
+
+ScriptedFiles& scriptedFiles();
+
+} // namespace tarn::test

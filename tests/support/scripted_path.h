@@ -1,0 +1,15 @@
+// The customisation paths of the scripted platform: what a test says.
+#pragma once
+
+#include <string>
+
+namespace tarn::test {
+
+struct ScriptedPaths {
+    std::string configuration = "/absent/configuration";
+    std::string storage = "/absent/storage";
+};
+
+ScriptedPaths& scriptedPaths();
+
+} // namespace tarn::test
