@@ -2,8 +2,6 @@
 // settings, so that what a switch says never changes under a running conference.
 #include "tarn_conference/conf_settings.h"
 
-#include <memory>
-
 #include "base/accounted.h"
 #include "base/log.h"
 #include "base/platform_lock.h"
@@ -12,6 +10,7 @@
 #include "tarn_platform/bounds_checked.h"
 #include "tarn_platform/om_path.h"
 #include "tarn_platform/portability.h"
+#include "xml/document_owner.h"
 
 ConfConfigManager g_configManager = {};
 
@@ -26,10 +25,6 @@ constexpr size_t kPathBytes = 256;
 
 OsMutex g_configXmlMutex; // guards all of the settings; an all-zero mutex is a usable one
 bool g_configXmlLoaded = false;
-
-struct FreeDocument {
-    void operator()(void* root) const { ConfXmlFreeRootNode(root); }
-};
 
 bool copySetting(void* node, ConfConfigNameValue& item) {
     return strcpy_s(item.name, sizeof item.name, ConfXmlGetNodeStrAttr(node, "name")) == 0 &&
@@ -61,7 +56,7 @@ uint32_t loadSettings(const char* function) {
     if (length < 0) {
         TARN_LOG_AS(function, CONF_LOG_ERROR, "sprintf_s fail, ret:%d", length);
     }
-    const std::unique_ptr<void, FreeDocument> root(ConfXmlParseFileGetRoot(path));
+    const tarn::detail::DocumentOwner root(ConfXmlParseFileGetRoot(path));
     if (root == nullptr) {
         return kFailed;
     }
