@@ -64,7 +64,7 @@ void* ConfXmlCreateRootNode(const char* name);
  * @brief Reads a file.
  * @param pszXmlFile  Its path.
  * @return the root, whose document the caller owns; null for null, for what cannot be opened or is no XML, for more
- *         than 100 nested elements, and for a document without an element.
+ *         than 98 nested elements, and for a document without an element.
  *
  * The stream stays open to the end of the process, and so does the memory of an empty document (some 600 bytes) when
  * the file cannot be opened: read files seldom.
@@ -73,7 +73,7 @@ void* ConfXmlParseFileGetRoot(const char* pszXmlFile);
 
 /**
  * @brief Reads a NUL-terminated text.
- * @return the root, whose document the caller owns; null for null, for what is no XML, for more than 100 nested
+ * @return the root, whose document the caller owns; null for null, for what is no XML, for more than 98 nested
  *         elements and for a document without an element.
  */
 void* ConfXmlParseBodyGetRoot(const char* body);

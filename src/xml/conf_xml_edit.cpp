@@ -60,6 +60,36 @@ constexpr ValueWriter kWriters[] = {
 };
 static_assert(std::size(kWriters) == CONF_XML_FLOAT + 1);
 
+// tinyxml2 links an attribute before it has its name, and cannot take out one without. So the name's memory is asked for
+// before it: the block that was just given back is the one that tinyxml2 gets.
+void requireMemoryFor(const char* name) {
+    ::operator delete(::operator new(std::strlen(name) + 1));
+}
+
+uint32_t writeOrRemove(XMLElement& element, const char* name, const ValueWriter& writer, const void* value) {
+    try {
+        requireMemoryFor(name);
+        writer.attribute(element, name, value);
+        return CONF_XML_OK;
+    } catch (const std::bad_alloc&) {
+        element.DeleteAttribute(name); // it may be there without a value
+        return CONF_XML_BAD_ARGUMENT;
+    }
+}
+
+uint32_t writeOrRemove(XMLElement& element, const ValueWriter& writer, const void* value) {
+    try {
+        writer.text(element, value);
+        return CONF_XML_OK;
+    } catch (const std::bad_alloc&) {
+        tinyxml2::XMLNode* const first = element.FirstChild();
+        if (first != nullptr && first->ToText() != nullptr && first->Value() == nullptr) {
+            element.DeleteChild(first);
+        }
+        return CONF_XML_BAD_ARGUMENT;
+    }
+}
+
 using Insert = tinyxml2::XMLNode* (*)(XMLElement& parent, XMLElement* child);
 
 void* createChild(const char* function, void* parentNode, const char* name, Insert insert) {
@@ -94,14 +124,10 @@ uint32_t ConfXmlAddAttr(void* node, const char* name, uint32_t type, const void*
     if (node == nullptr || name == nullptr || value == nullptr || type >= std::size(kWriters)) {
         return CONF_XML_BAD_ARGUMENT;
     }
-    const auto write = kWriters[type].attribute;
-    if (write == nullptr) {
+    if (kWriters[type].attribute == nullptr) {
         return CONF_XML_UNSUPPORTED;
     }
-    return unlessOutOfMemory(uint32_t{CONF_XML_BAD_ARGUMENT}, [&] {
-        write(*elementOf(node), name, value);
-        return uint32_t{CONF_XML_OK};
-    });
+    return writeOrRemove(*elementOf(node), name, kWriters[type], value);
 }
 
 uint32_t ConfXmlDeleteAttr(void* node, const char* name) {
@@ -119,8 +145,5 @@ uint32_t ConfXmlSetNodeText(void* node, int32_t type, const void* value) {
     if (type < 0) {
         return CONF_XML_UNSUPPORTED;
     }
-    return unlessOutOfMemory(uint32_t{CONF_XML_BAD_ARGUMENT}, [&] {
-        kWriters[type].text(*elementOf(node), value);
-        return uint32_t{CONF_XML_OK};
-    });
+    return writeOrRemove(*elementOf(node), kWriters[type], value);
 }
