@@ -87,8 +87,8 @@ int perform(const Options& options) {
     {
         Endpoint endpoint;
         Stage stage = {endpoint, transcript, LogReader(directory.path()), directory.path()};
-        for (const auto scene :
-             {sceneStart, sceneCalls, sceneNotifications, sceneTexts, sceneTimers, sceneConfig, sceneCrash, sceneEnd}) {
+        for (const auto scene : {sceneStart, sceneCalls, sceneNotifications, sceneTexts, sceneTimers, sceneConfig,
+                                 sceneXml, sceneCrash, sceneEnd}) {
             if (!interrupted()) {
                 scene(stage);
             }

@@ -2,9 +2,11 @@
 
 #include <signal.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <stdexcept>
-#include <thread>
+
+#include "tarn_host/host_process.h"
 
 namespace tarn::demo {
 namespace {
@@ -35,8 +37,15 @@ Endpoint::~Endpoint() {
 }
 
 // Runs in the forked process. The directors' ends it inherited are closed, so that each end of a link has one holder.
+// What it prints on standard error goes into a file, so that the transcript stays readable.
 int Endpoint::entry(void* argument) {
     auto* const process = static_cast<Process*>(argument);
+    const char* const directory = TarnHostDir();
+    const std::string errors =
+        std::string(directory == nullptr ? "." : directory).append("/stderr-").append(process->name);
+    if (std::freopen(errors.c_str(), "a", stderr) == nullptr) {
+        return 1;
+    }
     for (auto& [name, other] : process->endpoint->processes_) {
         other.directorEnd.close();
     }

@@ -1,4 +1,5 @@
 // The application: it is told about things.
+#include "processes/application_orders.h"
 #include "processes/notification_bridge.h"
 #include "processes/service_process.h"
 #include "tarn_conference/conf_config.h"
@@ -23,7 +24,9 @@ Reply endConfig(const Arguments&) {
 
 Orders applicationOrders() {
     registerReassembly();
-    return {{"config-start", startConfig}, {"config-end", endConfig}};
+    return {{"config-start", startConfig}, {"config-end", endConfig}, {"tree-fill", fillTree},
+            {"tree-clear", clearTree},     {"tree-save", saveTree},   {"tree-load", loadTree},
+            {"switches", readSwitches}};
 }
 
 } // namespace tarn::demo

@@ -102,6 +102,7 @@ Reply liveMemory() {
         return {{"error", "no memory statistics"}};
     }
     return {{"live-blocks", std::to_string(status.liveBlocks)},
+            {"live-bytes", std::to_string(status.liveBytes)},
             {"peak-bytes", std::to_string(status.peakBytes)},
             {"total-blocks", std::to_string(status.totalBlocks)}};
 }

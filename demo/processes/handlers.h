@@ -24,6 +24,7 @@ inline constexpr uint32_t kMsgListParticipants = 0x201;
 inline constexpr uint32_t kMsgInvitation = 0x202;
 inline constexpr uint32_t kMsgConfigGet = 0x203;
 inline constexpr uint32_t kMsgConfigSet = 0x204;
+inline constexpr uint32_t kMsgXml = 0x205;
 inline constexpr uint32_t kMsgTimer = 0x301;
 
 inline constexpr uint32_t kStreamAccepted = 200;
@@ -40,6 +41,8 @@ uint32_t listParticipants(uint32_t msgId, void* data, uint32_t length);
 // Application: reads an invitation in JSON and notes what it understood.
 uint32_t readInvitation(uint32_t msgId, void* data, uint32_t length);
 
+// Application: reads an XML message by path and notes what it says.
+uint32_t readXmlMessage(uint32_t msgId, void* data, uint32_t length);
 // Application: answer the configuration lists of a meeting-server block.
 uint32_t serveConfigGet(uint32_t msgId, void* data, uint32_t length);
 uint32_t serveConfigSet(uint32_t msgId, void* data, uint32_t length);

@@ -97,7 +97,7 @@ Orders meetingOrders() {
     return {{"open-streams", openStreams}, {"hold-stream", callHolding},    {"ask-participants", askParticipants},
             {"send-events", sendEvents},   {"notify-single", notifySingle}, {"notify-large", notifyLarge},
             {"json-request", jsonRequest}, {"log-masked", logMasked},       {"config-get", getConfigList},
-            {"config-set", setConfigList}};
+            {"config-set", setConfigList}, {"xml-message", sendXmlMessage}};
 }
 
 } // namespace tarn::demo

@@ -11,5 +11,6 @@ Reply jsonRequest(const Arguments& arguments);
 Reply logMasked(const Arguments& arguments);
 Reply getConfigList(const Arguments& arguments);
 Reply setConfigList(const Arguments& arguments);
+Reply sendXmlMessage(const Arguments& arguments);
 
 } // namespace tarn::demo

@@ -22,6 +22,7 @@ void sceneNotifications(Stage& stage);
 void sceneTexts(Stage& stage);
 void sceneTimers(Stage& stage);
 void sceneConfig(Stage& stage);
+void sceneXml(Stage& stage);
 void sceneCrash(Stage& stage);
 void sceneEnd(Stage& stage);
 
