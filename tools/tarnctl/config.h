@@ -36,7 +36,7 @@ class ConfigClient {
     int state_;
 };
 
-// Writes all items or none, passwords encrypted; an exit code. `where` goes before a complaint about an item.
+// Writes all items or none, passwords encrypted; an exit code.
 int writeItems(const std::vector<Item>& items);
 
 // All items below the prefix, sorted; an exit code.

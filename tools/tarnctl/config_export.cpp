@@ -1,5 +1,5 @@
-// "tarnctl config export": what "import" reads. Without --reveal the protected keys are left out, not blanked: an import
-// of the file then leaves them as they are.
+// "tarnctl config export": what "import" reads. Without --reveal the protected keys are left out, not blanked: an
+// import of the file then leaves them as they are.
 #include <cstdio>
 #include <memory>
 

@@ -1,6 +1,6 @@
-// Items as lines, "KEY=VALUE", the form of lists and of exported files. What would break a line apart is escaped: control
-// characters and bytes that are not UTF-8 as \xNN, newlines as \n, backslashes as \\; in keys '=' and what could be taken
-// for a comment as well. Every text has a line, and the line gives the same text back.
+// Items as lines, "KEY=VALUE", the form of lists and of exported files. What would break a line apart is escaped:
+// control characters and bytes that are not UTF-8 as \xNN, newlines as \n, backslashes as \\; in keys '=' and what
+// could be taken for a comment as well. Every text has a line, and the line gives the same text back.
 #pragma once
 
 #include <optional>

@@ -14,9 +14,9 @@
  * Changes. A value that is written over the same value is no change. The changes of one write come as one
  * notification, in the order of the records; each registered process gets each write once, its own too, in the order of
  * the commits, on one thread of the client that blocks all signals, starting with the writes after the registration. A
- * domain "Conf" gets the keys that begin with "Conf.". A removed key is notified as an empty value. A process that falls
- * behind the change log by more than 8 MiB, or whose database file is replaced by another, is told so on standard error
- * and gets the present values of all that it missed, in one notification.
+ * domain "Conf" gets the keys that begin with "Conf.". A removed key is notified as an empty value. A process that
+ * falls behind the change log by more than 8 MiB, or whose database file is replaced by another, is told so on standard
+ * error and gets the present values of all that it missed, in one notification.
  *
  * Inside a callback all calls may be used; `TarnOmConfigUnInit` then does not wait for it.
  *

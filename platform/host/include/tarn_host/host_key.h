@@ -3,8 +3,8 @@
  * @brief How the host platform encrypts values, and the way back for tools and tests.
  *
  * `TarnOmKeymEncrypt` (`tarn_platform/om_key.h`) encrypts with AES-256 in GCM mode (NIST SP 800-38D) under a random
- * 96-bit nonce. Its text is "TK1:" and, in base64 (RFC 4648), the nonce, the ciphertext and the 128-bit tag; the owner's
- * name is authenticated with it, so that another owner's text does not decrypt. Values of up to 200 bytes fit.
+ * 96-bit nonce. Its text is "TK1:" and, in base64 (RFC 4648), the nonce, the ciphertext and the 128-bit tag; the
+ * owner's name is authenticated with it, so that another owner's text does not decrypt. Values of up to 200 bytes fit.
  *
  * The key is "TARN_HOST_DIR/keys/value.key": 32 random bytes, mode 0600, made on first use; processes that need it at
  * the same time agree on one. A file of another size, or one that others may read or that another user owns, is refused
