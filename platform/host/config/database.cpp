@@ -46,8 +46,8 @@ constexpr std::array<const char*, static_cast<size_t>(Query::kCount)> kSql = {
 // Only one connection of the process is opened at a time; see createFile.
 std::mutex opening;
 
-// SQLite would create the file with a mode that lets others read it. A file that is there already is not opened: closing
-// it would take away the locks of the process's other connections.
+// SQLite would create the file with a mode that lets others read it. A file that is there already is not opened:
+// closing it would take away the locks of the process's other connections.
 int createFile(const std::string& path) {
     const int file = ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
     if (file < 0) {

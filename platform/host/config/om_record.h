@@ -1,5 +1,5 @@
-// What may be asked for and written: keys of 1 to 127 bytes, values of up to 1023. The text counts; a length of 0 stands
-// for "not filled in", any other must be the text's.
+// What may be asked for and written: keys of 1 to 127 bytes, values of up to 1023. The text counts; a length of 0
+// stands for "not filled in", any other must be the text's.
 #pragma once
 
 #include <span>
