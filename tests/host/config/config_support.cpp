@@ -12,6 +12,12 @@
 
 #include "tarn_host/host_process.h"
 
+// The thread sanitizer ends a forked child that starts a thread, unless it is asked not to.
+extern "C" __attribute__((visibility("default"))) const char* __tsan_default_options();
+extern "C" const char* __tsan_default_options() {
+    return "die_after_fork=0";
+}
+
 namespace config_test {
 namespace {
 
