@@ -1,0 +1,106 @@
+#include "cert_fixture.h"
+
+#include <openssl/err.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+
+#include "tarn_conference/conf_settings.h"
+
+namespace tarn::test {
+
+std::atomic<uint8_t> fixedPathsSwitch{0};
+
+void CertTest::SetUp() {
+    ScriptedPlatformTest::SetUp();
+    ScriptedCertificates::reset();
+    fixedPathsSwitch = 0;
+    for (const char* const name : {"ca", "crl", "storage"}) {
+        std::filesystem::create_directory(scratch / name);
+    }
+    service.caDirectory = scratch / "ca";
+    service.crlDirectory = scratch / "crl";
+    scriptedPaths().storage = scratch / "storage";
+    ConfCertNotifyCallback([](uint32_t) {});
+    ConfCertNotifyCallback(nullptr);
+    ConfCertUpdateNotifyCallback(nullptr);
+    ERR_clear_error();
+    platform.reset();
+}
+
+void CertTest::TearDown() {
+    scriptedPaths() = {};
+    ScriptedPlatformTest::TearDown();
+}
+
+void CertTest::serve(uint32_t type, const std::string& certificate, const std::string& key,
+                     const std::string& passPhrase) {
+    const std::string certPath = scratch / ("cert" + std::to_string(type));
+    const std::string keyPath = scratch / ("key" + std::to_string(type));
+    writeFile(certPath, certificate);
+    writeFile(keyPath, key);
+    service.served[kOmTypes[type]] = {certificate, key, certPath, keyPath, passPhrase, {}, {}};
+}
+
+std::string CertTest::directoryOfLength(size_t length) {
+    constexpr size_t kLongestName = 200;
+    std::string path = scratch / "";
+    while (path.size() < length) {
+        const size_t left = length - path.size() - 1;
+        // No room must be left for a name of no length.
+        const size_t name = left <= kLongestName ? left : std::min(kLongestName, left - 2);
+        path.append(name, 'd').append("/");
+        std::filesystem::create_directory(path);
+    }
+    return path;
+}
+
+std::vector<std::string> CertTest::textsAt(int level) const {
+    std::vector<std::string> texts;
+    for (const LogRecord& record : platform.logs()) {
+        EXPECT_EQ(record.file, record.text.find("[ConfConfig") == 0 ? "conf_config" : "conf_cert");
+        if (record.level == level) {
+            texts.push_back(record.text);
+        }
+    }
+    return texts;
+}
+
+void CertTest::inChild(const std::function<void()>& work) {
+    constexpr int kSkipped = 77;
+    std::fflush(nullptr);
+    const pid_t child = fork();
+    if (child == 0) {
+        work();
+        std::exit(HasFailure() ? 1 : IsSkipped() ? kSkipped : 0);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    if (WIFEXITED(status) && WEXITSTATUS(status) == kSkipped) {
+        GTEST_SKIP() << "for the reason above";
+    }
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "failed in the child, see above";
+}
+
+std::vector<std::string> replaced(std::vector<std::string> texts, const std::string& before, const std::string& after) {
+    for (std::string& text : texts) {
+        for (size_t at = text.find(before); at != std::string::npos; at = text.find(before, at + after.size())) {
+            text.replace(at, before.size(), after);
+        }
+    }
+    return texts;
+}
+
+const TestPki& pki() {
+    static const TestPki made;
+    return made;
+}
+
+} // namespace tarn::test
+
+// In place of the library's own: that one reads its settings only once in the life of a process.
+uint8_t CallServiceIsForbiddenKitCap(void) {
+    return tarn::test::fixedPathsSwitch;
+}

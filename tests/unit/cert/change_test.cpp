@@ -1,0 +1,161 @@
+// Change events, the callbacks that hear of them, and the registration before, after and beside them.
+#include <barrier>
+#include <thread>
+
+#include "cert_fixture.h"
+#include "handshake.h"
+#include "tarn_conference/conf_tls.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+using tarn::test::kOmTypes;
+using tarn::test::pem;
+
+std::vector<uint32_t> changes;
+std::atomic<int> firstTypeChanges;
+int caUpdates;
+
+class Change : public tarn::test::CertTest {
+ protected:
+    void SetUp() override {
+        CertTest::SetUp();
+        for (uint32_t type = 0; type < 4; ++type) {
+            serve(type, "certificate", "key");
+        }
+        changes.clear();
+        firstTypeChanges = 0;
+        caUpdates = 0;
+    }
+    void TearDown() override {
+        ConfCertNotifyCallback(nullptr);
+        ConfCertUpdateNotifyCallback(nullptr);
+        CertTest::TearDown();
+    }
+
+    static void changed(uint32_t type) { ConfOmCertCallback(OM_CERT_EVENT_SERVICE, kOmTypes[type]); }
+    static void record(uint32_t change) { changes.push_back(change); }
+    static void countFirstType(uint32_t) { ++firstTypeChanges; }
+    static void countCaUpdate() { ++caUpdates; }
+};
+
+TEST_F(Change, RegisteredCallbackHearsOfEachTypeButOne) {
+    ConfCertNotifyCallback(record);
+    EXPECT_THAT(platform.logTexts(), ElementsAre("[ConfCertNotifyCallback]Conf register certchange callback, Flag:0."));
+    EXPECT_EQ(platform.logs()[0].level, CONF_LOG_ERROR);
+    for (uint32_t type = 0; type < 4; ++type) {
+        changed(type);
+    }
+    EXPECT_THAT(changes, ElementsAre(0, 1, 1));
+}
+
+TEST_F(Change, OnlyTheFirstTypeWaitsForTheRegistration) {
+    for (const uint32_t type : {3, 1, 2}) {
+        changed(type);
+    }
+    ConfCertNotifyCallback(record);
+    EXPECT_THAT(changes, IsEmpty());
+    ConfCertNotifyCallback(nullptr);
+    changed(0);
+    changed(0);
+    // Nobody to deliver to: it goes on waiting.
+    ConfCertNotifyCallback(nullptr);
+    platform.clearLogs();
+    ConfCertNotifyCallback(record);
+    EXPECT_THAT(platform.logTexts(), ElementsAre("[ConfCertNotifyCallback]Conf register certchange callback, Flag:1."));
+    EXPECT_THAT(changes, ElementsAre(0));
+    ConfCertNotifyCallback(record);
+    EXPECT_THAT(changes, ElementsAre(0));
+}
+
+TEST_F(Change, FailedRefreshTellsNobody) {
+    ConfCertNotifyCallback(record);
+    platform.failNth("TarnOmCertGetCertId", 1);
+    changed(2);
+    ConfOmCertCallback(OM_CERT_EVENT_SERVICE, 0x102);
+    EXPECT_THAT(changes, IsEmpty());
+    EXPECT_THAT(
+        platform.logTexts(),
+        ElementsAre("[ConfCertNotifyCallback]Conf register certchange callback, Flag:0.",
+                    "[ConfOmCertCallback]ConfOmCertCallback enter, msgId = 0",
+                    "[ConfCertUpdateCertInfo]ConfCertUpdateCertInfo enter, type = [2]", "[GetCertSize]cert size = [11]",
+                    "[GetCertId]TarnOmCertGetCertId ERROR", "[ConfOmCertCallback]ConfOmCertCallback enter, msgId = 0",
+                    "[ConfCertUpdateCertInfo]ConfCertUpdateCertInfo enter, type = [-1]",
+                    "[ConfCertGetCertSizeAndInfo]conf secure func failed, err = -1!\n"));
+    // An id longer than its field is not kept, and nothing is written beside the field.
+    service.reportedIdLength = 300;
+    platform.clearLogs();
+    changed(3);
+    EXPECT_THAT(textsAt(CONF_LOG_ERROR), ElementsAre("[SetCertInfo]conf secure func failed, err = 34!\n"));
+    EXPECT_THAT(changes, ElementsAre(1));
+}
+
+TEST_F(Change, CaEventTellsTheProcessAndCrlEventDoesNot) {
+    ConfOmCertCallback(OM_CERT_EVENT_CA, 0); // nobody registered
+    EXPECT_EQ(platform.count("OsOpenDir"), 3U);
+    ConfCertUpdateNotifyCallback(countCaUpdate);
+    EXPECT_EQ(caUpdates, 0);
+    ConfOmCertCallback(OM_CERT_EVENT_CA, 0);
+    EXPECT_EQ(caUpdates, 1);
+    ConfOmCertCallback(OM_CERT_EVENT_CRL, 0);
+    EXPECT_EQ(platform.count("OsOpenDir"), 9U);
+    for (const uint32_t message : {2U, 4U, 0xFFFFFFFFU}) {
+        platform.reset();
+        ConfOmCertCallback(message, kOmTypes[0]);
+        EXPECT_THAT(platform.logTexts(),
+                    ElementsAre("[ConfOmCertCallback]ConfOmCertCallback enter, msgId = " + std::to_string(message)));
+        EXPECT_EQ(platform.count("TarnOmCertGetExpectedSrvCertSize") + platform.count("OsOpenDir"), 0U);
+    }
+    EXPECT_EQ(caUpdates, 1);
+}
+
+TEST_F(Change, EventBesideTheRegistrationIsDeliveredOnce) {
+    constexpr int kRounds = 200;
+    for (int round = 0; round < kRounds; ++round) {
+        ConfCertNotifyCallback(nullptr);
+        firstTypeChanges = 0;
+        std::barrier start(2);
+        std::thread event([&] {
+            start.arrive_and_wait();
+            changed(0);
+        });
+        start.arrive_and_wait();
+        // Over the rounds the registration moves past the moment at which the event looks for a callback.
+        std::this_thread::sleep_for(std::chrono::microseconds(round));
+        ConfCertNotifyCallback(countFirstType);
+        event.join();
+        ASSERT_EQ(firstTypeChanges, 1) << "round " << round;
+    }
+}
+
+// For the thread sanitizer: everything that the service's thread rewrites is read meanwhile.
+TEST_F(Change, EventsGoTogetherWithReaders) {
+    serve(2, pem(tarn::test::pki().leaf.certificate), "key");
+    service.capability.fill(1);
+    ConfOmCertCallback(OM_CERT_EVENT_CRL, 0);
+    inChild([&] {
+        std::atomic<bool> done = false;
+        std::thread events([&] {
+            for (int i = 0; i < 20; ++i) {
+                changed(2);
+                ConfOmCertCallback(OM_CERT_EVENT_CA, 0);
+            }
+            done = true;
+        });
+        while (!done) {
+            char store[512];
+            ConfCertGetAddrCaPath(store);
+            ConfCertNotifyCallback(countFirstType);
+            ConfCertUpdateNotifyCallback([] {});
+            ConfOmCertCallback(OM_CERT_EVENT_CRL, 0);
+            // Reads the certificate's id; its holder has no such key.
+            EXPECT_NE(ConfLoadServerCert(tarn::test::serverContext().get(), 2), 0U);
+            EXPECT_EQ(store, scratch / "storage/");
+        }
+        events.join();
+    });
+}
+
+} // namespace

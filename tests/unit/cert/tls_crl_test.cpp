@@ -1,0 +1,190 @@
+// Revocation lists in a client's context, and what its verification tolerates.
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <openssl/err.h>
+
+#include "cert_fixture.h"
+#include "handshake.h"
+#include "tarn_conference/conf_tls.h"
+
+namespace {
+
+using testing::Contains;
+using testing::Each;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+using tarn::test::Certificate;
+using tarn::test::clientContext;
+using tarn::test::Context;
+using tarn::test::crlPem;
+using tarn::test::Identity;
+using tarn::test::issue;
+using tarn::test::kDay;
+using tarn::test::pem;
+using tarn::test::pki;
+using tarn::test::replaced;
+using tarn::test::serverContext;
+using tarn::test::Validity;
+using tarn::test::writeFile;
+
+class TlsCrl : public tarn::test::CertTest {
+ protected:
+    void SetUp() override {
+        CertTest::SetUp();
+        writeFile(scratch / "root.pem", pem(pki().root.certificate));
+        writeFile(scratch / "crl/other-crl.pem", crlPem(issue("Unrelated", pki().ec, nullptr, true)));
+    }
+
+    // A client that trusts the root and has the lists of the device.
+    Context checkingClient() const {
+        Context context = clientContext();
+        ConfCertLoadOneCaCert(context.get(), (scratch / "root.pem").c_str(), 1);
+        EXPECT_EQ(ConfAddCancelCrlToSslctx(context.get()), 0U);
+        EXPECT_EQ(ERR_peek_error(), 0U);
+        return context;
+    }
+
+    // The client's finding about a server with this certificate, issued by the intermediate.
+    long findingAbout(const Identity& server, bool succeeds) const {
+        const Context context = serverContext();
+        EXPECT_EQ(SSL_CTX_use_certificate(context.get(), server.certificate.get()), 1);
+        EXPECT_EQ(SSL_CTX_add1_chain_cert(context.get(), pki().intermediate.certificate.get()), 1);
+        EXPECT_EQ(SSL_CTX_use_PrivateKey(context.get(), server.key.get()), 1);
+        const tarn::test::HandshakeResult result = tarn::test::handshake(context.get(), checkingClient().get());
+        EXPECT_EQ(result.succeeded, succeeds);
+        return result.verifyResult;
+    }
+
+    std::vector<std::string> warnings() const { return textsAt(CONF_LOG_WARNING); }
+};
+
+TEST_F(TlsCrl, MissingListsAndSelfSignedPeersPass) {
+    EXPECT_EQ(findingAbout(pki().leaf, true), X509_V_OK);
+    EXPECT_THAT(warnings(),
+                testing::AllOf(testing::SizeIs(3), // the root's own is missing too
+                               Each("[X509Vericycallback]X509_V_ERR_UNABLE_TO_GET_CRL, ignore, clear error")));
+    platform.clearLogs();
+    writeFile(scratch / "crl/1.crl", crlPem(pki().root));
+    writeFile(scratch / "crl/2.crl", crlPem(pki().intermediate));
+    EXPECT_EQ(findingAbout(pki().leaf, true), X509_V_OK);
+    EXPECT_THAT(warnings(), IsEmpty());
+
+    // As long as no missing list clears it, the finding stays for whoever asks.
+    EXPECT_EQ(findingAbout(issue("self-signed", pki().rsa), true), X509_V_OK);
+    const Identity selfSigned = issue("self-signed", pki().ec, nullptr, true);
+    writeFile(scratch / "crl/3.crl", crlPem(selfSigned));
+    const Context context = checkingClient();
+    const std::unique_ptr<X509_STORE_CTX, decltype(&X509_STORE_CTX_free)> verification(X509_STORE_CTX_new(),
+                                                                                       X509_STORE_CTX_free);
+    X509_STORE_CTX_init(verification.get(), SSL_CTX_get_cert_store(context.get()), selfSigned.certificate.get(),
+                        nullptr);
+    platform.clearLogs();
+    EXPECT_EQ(X509_verify_cert(verification.get()), 1);
+    EXPECT_EQ(X509_STORE_CTX_get_error(verification.get()), X509_V_ERR_DEPTH_ZERO_SELF_SIGNED_CERT);
+    EXPECT_THAT(warnings(), Each("[X509Vericycallback]X509_V_ERR_DEPTH_ZERO_SELF_SIGNED_CERT"));
+}
+
+TEST_F(TlsCrl, EverythingElseIsRefused) {
+    const Identity expired = issue("expired", pki().rsa, &pki().intermediate, false, {-2 * kDay, -kDay});
+    const Identity early = issue("early", pki().rsa, &pki().intermediate, false, {kDay, 2 * kDay});
+    const Identity forged = issue("forged", pki().rsa, &pki().leaf);
+    EXPECT_EQ(findingAbout(expired, false), X509_V_ERR_CERT_HAS_EXPIRED);
+    EXPECT_EQ(findingAbout(early, false), X509_V_ERR_CERT_NOT_YET_VALID);
+    EXPECT_EQ(findingAbout(forged, false), X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT_LOCALLY);
+
+    writeFile(scratch / "crl/a.crl", crlPem(pki().intermediate, {pki().leaf.certificate}));
+    EXPECT_EQ(findingAbout(pki().leaf, false), X509_V_ERR_CERT_REVOKED);
+    writeFile(scratch / "crl/a.crl", crlPem(pki().root, {pki().intermediate.certificate}));
+    EXPECT_EQ(findingAbout(pki().leaf, false), X509_V_ERR_CERT_REVOKED);
+    writeFile(scratch / "crl/a.crl", crlPem(pki().intermediate, {}, {-2 * kDay, -kDay}));
+    EXPECT_EQ(findingAbout(pki().leaf, false), X509_V_ERR_CRL_HAS_EXPIRED);
+    // A list that its issuer did not sign.
+    writeFile(scratch / "crl/a.crl", crlPem({pki().intermediate.certificate, pki().ec}));
+    EXPECT_EQ(findingAbout(pki().leaf, false), X509_V_ERR_CRL_SIGNATURE_FAILURE);
+}
+
+TEST_F(TlsCrl, FilesAreChosenByNameAndBadOnesPassedOver) {
+    std::filesystem::remove(scratch / "crl/other-crl.pem");
+    writeFile(scratch / "crl/ca.pem", crlPem(pki().root));
+    writeFile(scratch / "crl/crl", crlPem(pki().root));
+    const Context context = clientContext();
+    EXPECT_EQ(ConfAddCancelCrlToSslctx(context.get()), 0U);
+    const std::string path = "[ConfAddCancelCrlToSslctx]crlPath SCRATCH/crl";
+    const auto logged = [&] { return replaced(platform.logTexts(), scratch.path(), "SCRATCH"); };
+    EXPECT_THAT(logged(), ElementsAre(path));
+    EXPECT_EQ(X509_VERIFY_PARAM_get_flags(SSL_CTX_get0_param(context.get())) & X509_V_FLAG_CRL_CHECK, 0U);
+
+    // Good, then bad: the bad one changes nothing.
+    for (const std::string& content : {crlPem(pki().root), std::string(), pem(pki().root.certificate)}) {
+        writeFile(scratch / "crl/Xcrl1.PEM", content);
+        platform.clearLogs();
+        EXPECT_EQ(ConfAddCancelCrlToSslctx(context.get()), 0U);
+        std::vector<std::string> expected = {path, "[ConfAddCancelCrlToSslctx]crl acFileName SCRATCH/crl/Xcrl1.PEM"};
+        if (content.find("X509 CRL") == std::string::npos) {
+            expected.emplace_back("[AddCancelCrlToSslctxByFile]d2i_X509 failed");
+            expected.emplace_back("[ConfAddCancelCrlToSslctx]add file cert failed");
+        }
+        EXPECT_THAT(logged(), testing::ElementsAreArray(expected));
+        EXPECT_THAT(textsAt(CONF_LOG_ERROR), testing::SizeIs(expected.size()));
+    }
+    constexpr unsigned long kBoth = X509_V_FLAG_CRL_CHECK | X509_V_FLAG_CRL_CHECK_ALL;
+    EXPECT_EQ(X509_VERIFY_PARAM_get_flags(X509_STORE_get0_param(SSL_CTX_get_cert_store(context.get()))) & kBoth, kBoth);
+
+    std::filesystem::remove(scratch / "crl/Xcrl1.PEM");
+    std::filesystem::create_directory(scratch / "crl/crl.pem");
+    std::filesystem::create_symlink("nowhere", scratch / "crl/1.crl");
+    platform.clearLogs();
+    EXPECT_EQ(ConfAddCancelCrlToSslctx(context.get()), 0U);
+    EXPECT_THAT(logged(), Contains("[AddCancelCrlToSslctxByFile]d2i_X509 failed"));
+    EXPECT_THAT(logged(), Contains("[AddCancelCrlToSslctxByFile]open file failed"));
+}
+
+TEST_F(TlsCrl, DirectoriesThatAreMissingOrLong) {
+    const Context context = clientContext();
+    EXPECT_EQ(ConfAddCancelCrlToSslctx(nullptr), 1U);
+    service.crlDirectory = "absent";
+    EXPECT_EQ(ConfAddCancelCrlToSslctx(context.get()), 1U);
+    EXPECT_THAT(platform.logTexts(),
+                ElementsAre("[ConfAddCancelCrlToSslctx]para err", "[ConfAddCancelCrlToSslctx]crlPath absent",
+                            "[ConfAddCancelCrlToSslctx]OpenDir error"));
+
+    service.crlDirectory = directoryOfLength(503);
+    service.crlDirectory.pop_back();
+    writeFile(service.crlDirectory + "/1crl.pem", crlPem(pki().root));
+    writeFile(service.crlDirectory + "/12crl.pem", crlPem(pki().root));
+    platform.reset();
+    EXPECT_EQ(ConfAddCancelCrlToSslctx(context.get()), 0U);
+    EXPECT_EQ(platform.count("X509_STORE_add_crl"), 1U);
+    EXPECT_THAT(textsAt(CONF_LOG_ERROR), Contains("[ConfAddCancelCrlToSslctx]strcat_s failed"));
+}
+
+TEST_F(TlsCrl, CallsThatFailLoseOneFileAtMost) {
+    writeFile(scratch / "crl/a.crl", crlPem(pki().root));
+    tarn::test::sweepPlatformFailures(
+        [&] {
+            const Context context = clientContext();
+            const uint32_t result = ConfAddCancelCrlToSslctx(context.get());
+            // A directory that was opened is closed.
+            EXPECT_EQ(platform.count("OsCloseDir"), 1 - result);
+        },
+        [](size_t, bool) {});
+    const Context context = clientContext();
+    platform.failNth("SSL_CTX_get_cert_store", 1);
+    platform.failNth("X509_STORE_add_crl", 1);
+    EXPECT_EQ(ConfAddCancelCrlToSslctx(context.get()), 0U);
+    EXPECT_THAT(textsAt(CONF_LOG_ERROR), Contains("[AddCancelCrlToSslctxByFile]store null err"));
+    EXPECT_THAT(textsAt(CONF_LOG_ERROR), Contains("[AddCancelCrlToSslctxByFile]add crl failed!"));
+}
+
+TEST_F(TlsCrl, FixedPathEndsInTwoSlashes) {
+    tarn::test::fixedPathsSwitch = 1;
+    platform.failNth("OsOpenDir", 1);
+    EXPECT_EQ(ConfAddCancelCrlToSslctx(clientContext().get()), 1U);
+    EXPECT_THAT(platform.logTexts(), ElementsAre("[ConfAddCancelCrlToSslctx]crlPath /data/tarn_conference/CA/",
+                                                 "[ConfAddCancelCrlToSslctx]OpenDir error"));
+    EXPECT_EQ(platform.count("TarnOmCertGetCertPath"), 0U);
+}
+
+} // namespace

@@ -1,0 +1,242 @@
+// Server contexts: key by file and keyless, through the handshake; the engine that fails at each step; CA files.
+#include <openssl/err.h>
+
+#include <cstdlib>
+
+#include "cert_fixture.h"
+#include "handshake.h"
+#include "scripted_openssl.h"
+#include "tarn_conference/conf_tls.h"
+
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+using tarn::test::clientContext;
+using tarn::test::Context;
+using tarn::test::handshake;
+using tarn::test::issue;
+using tarn::test::kOmTypes;
+using tarn::test::newEcKey;
+using tarn::test::pem;
+using tarn::test::pki;
+using tarn::test::replaced;
+using tarn::test::serverContext;
+using tarn::test::writeFile;
+
+constexpr uint32_t kFailed = 0xFFFFFFFF;
+
+class TlsServer : public tarn::test::CertTest {
+ protected:
+    void SetUp() override {
+        CertTest::SetUp();
+        writeFile(scratch / "ca/root.pem", pem(pki().root.certificate));
+        setenv("TARN_TEST_ENGINE_KEYS", scratch.path().c_str(), 1);
+    }
+
+    static std::string chain() {
+        return pem(pki().leaf.certificate) + pem(pki().intermediate.certificate) + pem(pki().root.certificate);
+    }
+
+    // A client that trusts the CA files of the device.
+    static Context client() {
+        Context context = clientContext();
+        ConfCaCertEntry list[30] = {};
+        uint32_t count = 0;
+        EXPECT_EQ(ConfCertGetCaCertList(list, &count), 0U);
+        EXPECT_EQ(ConfCertLoadAllCaCert(context.get(), list, count), 0U);
+        return context;
+    }
+
+    // Loads type `type`, says what it logged as errors, and leaves no OpenSSL error after a success.
+    std::vector<std::string> loadErrors(uint32_t type, uint32_t expected) {
+        const Context context = serverContext();
+        platform.clearLogs();
+        EXPECT_EQ(ConfLoadServerCert(context.get(), type), expected);
+        if (expected == 0) {
+            EXPECT_EQ(ERR_peek_error(), 0U);
+            EXPECT_TRUE(handshake(context.get(), client().get()).succeeded);
+        }
+        EXPECT_EQ(SSL_CTX_get_default_passwd_cb_userdata(context.get()), nullptr);
+        ERR_clear_error();
+        return replaced(textsAt(CONF_LOG_ERROR), scratch.path(), "SCRATCH");
+    }
+
+    // Type 2, its key with the engine.
+    void serveKeyless() {
+        serve(2, chain(), "");
+        writeFile(scratch / tarn::test::scriptedCertificateId(chain()), pem(pki().rsa));
+        service.capability[2] = 1;
+        ConfOmCertCallback(OM_CERT_EVENT_SERVICE, kOmTypes[2]);
+    }
+};
+
+TEST_F(TlsServer, KeysFromFilesServeHandshakes) {
+    serve(0, chain(), pem(pki().rsa));
+    serve(1, chain(), pem(pki().rsa, "pass phrase"), "pass phrase");
+    const tarn::test::Key ec = newEcKey();
+    serve(2, "text\n" + pem(issue("ec", ec, &pki().root).certificate) + "text\n", pem(ec));
+    // The chain breaks off behind the first certificate, which is then loaded alone.
+    const std::string broken = pem(pki().intermediate.certificate).substr(0, 200);
+    serve(3, pem(issue("alone", pki().rsa, &pki().root).certificate) + broken, pem(pki().rsa));
+    for (uint32_t type = 0; type < 4; ++type) {
+        SCOPED_TRACE(type);
+        EXPECT_THAT(loadErrors(type, 0), IsEmpty());
+        EXPECT_THAT(textsAt(CONF_LOG_INFO), Contains("[ConfLoadServerCert]type=" + std::to_string(type) + " flag=0"));
+    }
+}
+
+TEST_F(TlsServer, KeysThatDoNotFitAreRefused) {
+    const char* const kKeyRefused = "[ConfLoadServerCertificateByKey][TLS]SSL_ctxUsePrivateKeyFile err, SCRATCH/key0";
+    const char* const kNotTheKey = "[ConfLoadServerCertificateByKey][TLS]SSL_ctxCheckPrivateKey err, SCRATCH/key0";
+    serve(0, chain(), pem(tarn::test::newRsaKey()));
+    EXPECT_THAT(loadErrors(0, kFailed), ElementsAre(kKeyRefused));
+    serve(0, chain(), pem(pki().ec));
+    EXPECT_THAT(loadErrors(0, kFailed), ElementsAre(kNotTheKey));
+    serve(0, chain(), pem(pki().rsa, "pass phrase"), "another");
+    EXPECT_THAT(loadErrors(0, kFailed), ElementsAre(kKeyRefused));
+    for (const std::string& key : {std::string(), std::string(5000, '\0'), pem(pki().rsa).substr(0, 500), chain()}) {
+        serve(0, chain(), key);
+        EXPECT_THAT(loadErrors(0, kFailed), ElementsAre(kKeyRefused));
+    }
+    service.served[kOmTypes[0]].keyPath = scratch.path();
+    EXPECT_THAT(loadErrors(0, kFailed),
+                ElementsAre("[ConfLoadServerCertificateByKey][TLS]SSL_ctxUsePrivateKeyFile err, SCRATCH"));
+}
+
+TEST_F(TlsServer, CertificatesThatAreNoneAreRefused) {
+    const std::string good = pem(pki().leaf.certificate);
+    for (const std::string& certificate : {std::string(), std::string(5000, '\xFF'), good.substr(0, good.size() / 2),
+                                           std::string(size_t{10} << 20, 'A'), pem(pki().rsa)}) {
+        serve(0, certificate, pem(pki().rsa));
+        EXPECT_THAT(loadErrors(0, kFailed), ElementsAre("[ConfLoadServerCertificateByKey]server cert file error :0"));
+    }
+    for (std::string tarn::test::ServedCertificate::*const path :
+         {&tarn::test::ServedCertificate::certPath, &tarn::test::ServedCertificate::keyPath}) {
+        serve(0, good, pem(pki().rsa));
+        service.served[kOmTypes[0]].*path = "";
+        EXPECT_THAT(loadErrors(0, kFailed), ElementsAre("[ConfLoadServerCertificateByKey]server cert is null"));
+    }
+    // What OpenSSL found wrong is left to the caller.
+    serve(0, "", pem(pki().rsa));
+    const Context context = serverContext();
+    EXPECT_EQ(ConfLoadServerCert(context.get(), 0), kFailed);
+    EXPECT_NE(ERR_peek_error(), 0U);
+    ERR_clear_error();
+}
+
+TEST_F(TlsServer, ServiceFailuresAndUnknownTypes) {
+    EXPECT_THAT(loadErrors(1, kFailed), ElementsAre("[ConfLoadServerCertificateByKey]TarnOmCertGetCertPath, ret=602."));
+    EXPECT_THAT(loadErrors(4, kFailed), ElementsAre("[ConfLoadServerCert]server cert check error"));
+    platform.failNth("TarnOmCertGetCapability", 1);
+    EXPECT_THAT(loadErrors(1, kFailed), ElementsAre("[ConfCertIsSupportKeyless]TarnOmCertGetCapability fail, ret=601.",
+                                                    "[ConfLoadServerCert]server cert check error"));
+    service.capability[8] = 7;
+    EXPECT_THAT(loadErrors(1, kFailed),
+                ElementsAre("[ConfCertGetSrvCertFilePath]TarnOmCertGetCertPath, ret=602, type=1.",
+                            "[ConfLoadServerCertificateKeyLess]ConfCertGetSrvCertFilePath error, -1"));
+    serve(1, "no certificate", "");
+    EXPECT_THAT(loadErrors(1, kFailed), ElementsAre("[ConfLoadServerCertificateKeyLess]server cert file error :0"));
+    EXPECT_THAT(textsAt(CONF_LOG_INFO), ElementsAre("[ConfLoadServerCert]type=1 flag=7"));
+    platform.clearLogs();
+    EXPECT_EQ(ConfLoadServerCert(nullptr, 0), kFailed);
+    EXPECT_THAT(platform.logTexts(), ElementsAre("[ConfLoadServerCert]Null ptr."));
+}
+
+TEST_F(TlsServer, KeylessTypesSignThroughTheEngine) {
+    serveKeyless();
+    inChild([&] {
+        const std::string keyFile = scratch / tarn::test::scriptedCertificateId(chain());
+        platform.reset();
+        EXPECT_THAT(loadErrors(2, 0), IsEmpty());
+        EXPECT_EQ(tarn::test::engineModulePath(), "/system/lib64/libopenssl_engine.so");
+        EXPECT_EQ(platform.count("ENGINE_init"), 1U);
+        EXPECT_THAT(textsAt(CONF_LOG_INFO), Contains("[ConfLoadServerCertificateKeyLess]get cert from type [" +
+                                                     tarn::test::scriptedCertificateId(chain()) + "]"));
+        EXPECT_THAT(loadErrors(2, 0), IsEmpty());
+        EXPECT_EQ(platform.count("ENGINE_init"), 1U);
+        EXPECT_THAT(textsAt(CONF_LOG_INFO), Contains("[GetOpensslEngine]ssl_engine has loaded"));
+
+        writeFile(keyFile, pem(pki().ec));
+        EXPECT_THAT(loadErrors(2, kFailed), ElementsAre("[ConfLoadServerCertificateKeyLess]check privKey error"));
+        std::filesystem::remove(keyFile);
+        EXPECT_THAT(loadErrors(2, kFailed), ElementsAre("[ConfLoadServerCertificateKeyLess]use privkey error"));
+        // An id as long as its field has no NUL in it.
+        service.reportedIdLength = 256;
+        ConfOmCertCallback(OM_CERT_EVENT_SERVICE, kOmTypes[2]);
+        EXPECT_THAT(loadErrors(2, kFailed), ElementsAre("[ConfLoadServerCertificateKeyLess]use privkey error"));
+    });
+}
+
+TEST_F(TlsServer, EngineFailsAtEachStep) {
+    struct Step {
+        const char* call;
+        size_t n;
+        const char* text;
+    };
+    serveKeyless();
+    inChild([&] {
+        for (const Step& step : {Step{"ENGINE_by_id", 2, "ENGINE_by_id failed"},
+                                 Step{"ENGINE_ctrl_cmd_string", 1, "ENGINE_ctrl_cmd_string SO_PATH failed"},
+                                 Step{"ENGINE_ctrl_cmd_string", 2, "ENGINE_ctrl_cmd_string ID failed"},
+                                 Step{"ENGINE_ctrl_cmd", 1, "ENGINE_ctrl_cmd_string LIST_ADD failed"},
+                                 Step{"ENGINE_ctrl_cmd", 2, "ENGINE_ctrl_cmd_string LOAD failed"},
+                                 Step{"ENGINE_by_id", 3, "FAILED to load engine"}}) {
+            platform.reset();
+            platform.failNth(step.call, step.n);
+            EXPECT_THAT(loadErrors(2, kFailed), ElementsAre(std::string("[GetOpensslEngine]") += step.text));
+        }
+        // The last step left an engine that is found from now on, but was not started.
+        EXPECT_THAT(loadErrors(2, kFailed), ElementsAre("[ConfLoadServerCertificateKeyLess]use privkey error"));
+    });
+    // One that does not start shows when it is asked for the key.
+    inChild([&] {
+        platform.failNth("ENGINE_init", 1);
+        EXPECT_THAT(loadErrors(2, kFailed), ElementsAre("[ConfLoadServerCertificateKeyLess]use privkey error"));
+    });
+}
+
+TEST_F(TlsServer, CallsThatFailGiveNoHalfContext) {
+    serve(0, chain(), pem(pki().rsa, "pass phrase"), "pass phrase");
+    serveKeyless();
+    inChild([&] {
+        EXPECT_THAT(loadErrors(2, 0), IsEmpty());
+        for (const uint32_t type : {0U, 2U}) {
+            tarn::test::sweepPlatformFailures(
+                [&] {
+                    const Context context = serverContext();
+                    if (ConfLoadServerCert(context.get(), type) == 0) {
+                        EXPECT_EQ(SSL_CTX_check_private_key(context.get()), 1);
+                    }
+                    ERR_clear_error();
+                },
+                [](size_t, bool) {});
+        }
+    });
+}
+
+TEST_F(TlsServer, CaFilesThatFailLeaveTheOthersIn) {
+    serve(0, chain(), pem(pki().rsa));
+    const Context server = serverContext();
+    ASSERT_EQ(ConfLoadServerCert(server.get(), 0), 0U);
+    EXPECT_EQ(handshake(server.get(), clientContext().get()).verifyResult, X509_V_ERR_SELF_SIGNED_CERT_IN_CHAIN);
+
+    writeFile(scratch / "ca/bad.pem", "no certificate");
+    std::filesystem::create_directory(scratch / "ca/directory.pem");
+    const Context trusting = client();
+    EXPECT_THAT(textsAt(CONF_LOG_ERROR),
+                ElementsAre("[ConfCertLoadOneCaCert]load ca file fail!", "[ConfCertLoadOneCaCert]load ca file fail!"));
+    EXPECT_TRUE(handshake(server.get(), trusting.get()).succeeded);
+
+    platform.clearLogs();
+    EXPECT_EQ(ConfCertLoadAllCaCert(trusting.get(), nullptr, 3), kFailed);
+    ConfCertLoadOneCaCert(nullptr, "path", 1);
+    ConfCertLoadOneCaCert(trusting.get(), nullptr, 1);
+    EXPECT_THAT(platform.logTexts(),
+                ElementsAre("[ConfCertLoadAllCaCert]invalid params!", "[ConfCertLoadOneCaCert]Null ptr.",
+                            "[ConfCertLoadOneCaCert]Null ptr."));
+}
+
+} // namespace

@@ -1,0 +1,218 @@
+// The trust store, rebuilt by events, on both kinds of devices.
+#include <unistd.h>
+
+#include <openssl/err.h>
+#include <openssl/ssl.h>
+
+#include "cert_fixture.h"
+
+namespace {
+
+using testing::AllOf;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::UnorderedElementsAre;
+
+using tarn::test::crlPem;
+using tarn::test::fixedPathsSwitch;
+using tarn::test::Identity;
+using tarn::test::issue;
+using tarn::test::pem;
+using tarn::test::pki;
+using tarn::test::readFile;
+using tarn::test::replaced;
+using tarn::test::subjectHash;
+using tarn::test::writeFile;
+
+std::set<std::string> namesIn(const std::string& directory) {
+    std::set<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(directory)) {
+        names.insert(entry.path().filename());
+    }
+    return names;
+}
+
+class TrustStore : public tarn::test::CertTest {
+ protected:
+    static void rebuild() { ConfOmCertCallback(OM_CERT_EVENT_CRL, 0); }
+
+    std::set<std::string> stored() const { return namesIn(scratch / "storage"); }
+
+    // Errors of the rebuild but the lengths of its joined paths.
+    std::vector<std::string> errors() const {
+        std::vector<std::string> texts = replaced(textsAt(CONF_LOG_ERROR), scratch.path(), "SCRATCH");
+        std::erase_if(texts,
+                      [](const std::string& text) { return text.find("conf secure func failed") < text.size(); });
+        return texts;
+    }
+};
+
+TEST_F(TrustStore, CertificatesGetHashNamesAndListsKeepTheirs) {
+    writeFile(scratch / "ca/ca.pem", "text in front\n" + pem(pki().root.certificate) + "text behind\n");
+    writeFile(scratch / "ca/other.crt", pem(pki().intermediate.certificate));
+    writeFile(scratch / "crl/crl.pem", crlPem(pki().root));
+    writeFile(scratch / "crl/CRL.PEM", "no list");
+    writeFile(scratch / "crl/a.crl", "not looked at");
+    rebuild();
+    const std::string hash = subjectHash(pki().root.certificate) + ".0";
+    EXPECT_THAT(stored(), UnorderedElementsAre(hash, "other.crt", "crl.pem", "CRL.PEM", "a.crl"));
+    EXPECT_THAT(namesIn(scratch / "ca"), UnorderedElementsAre("ca.pem", "other.crt"));
+    EXPECT_THAT(errors(), ElementsAre("[ConfCertCreateCrlSoftLink]d2i_X509 failed"));
+    EXPECT_EQ(ERR_peek_error(), 0U);
+
+    // OpenSSL finds the certificate by its name.
+    const std::unique_ptr<X509_STORE, decltype(&X509_STORE_free)> store(X509_STORE_new(), X509_STORE_free);
+    ASSERT_EQ(X509_STORE_load_path(store.get(), (scratch / "storage").c_str()), 1);
+    const std::unique_ptr<X509_STORE_CTX, decltype(&X509_STORE_CTX_free)> verification(X509_STORE_CTX_new(),
+                                                                                       X509_STORE_CTX_free);
+    X509_STORE_CTX_init(verification.get(), store.get(), pki().intermediate.certificate.get(), nullptr);
+    EXPECT_EQ(X509_verify_cert(verification.get()), 1);
+
+    // What is gone at its source stays in the store.
+    std::filesystem::remove(scratch / "ca/other.crt");
+    rebuild();
+    EXPECT_THAT(stored(), Contains("other.crt"));
+}
+
+TEST_F(TrustStore, OfTwoCertificatesWithOneSubjectOneStays) {
+    const Identity twin = issue("Test Root", pki().rsa, nullptr, true);
+    writeFile(scratch / "ca/1.pem", pem(pki().root.certificate));
+    writeFile(scratch / "ca/2.pem", pem(twin.certificate));
+    rebuild();
+    EXPECT_THAT(stored(), ElementsAre(subjectHash(twin.certificate) + ".0"));
+    EXPECT_THAT(errors(), IsEmpty());
+}
+
+TEST_F(TrustStore, BadFilesAreToldAndPassedOver) {
+    const std::string good = pem(pki().root.certificate);
+    std::string encrypted = good;
+    encrypted.insert(encrypted.find('\n') + 1,
+                     "Proc-Type: 4,ENCRYPTED\nDEK-Info: AES-128-CBC,"
+                     "00112233445566778899AABBCCDDEEFF\n\n");
+    writeFile(scratch / "ca/1-empty.pem", "");
+    writeFile(scratch / "ca/2-binary.pem", std::string(1000, '\xFF') + std::string(1000, '\0'));
+    writeFile(scratch / "ca/3-truncated.pem", good.substr(0, good.size() / 2));
+    writeFile(scratch / "ca/4-large.pem", std::string(size_t{10} << 20, 'A'));
+    writeFile(scratch / "ca/5-encrypted.pem", encrypted);
+    writeFile(scratch / "ca/6-good.pem", good);
+    std::filesystem::create_directory(scratch / "ca/7-directory.pem");
+    std::filesystem::create_directory(scratch / "storage/8-directory.pem");
+    std::filesystem::create_symlink("nowhere", scratch / "storage/9-dangling.pem");
+    std::filesystem::create_symlink("nowhere", scratch / "storage/crl-dangling.pem");
+    rebuild();
+    const std::string hash = subjectHash(pki().root.certificate) + ".0";
+    EXPECT_THAT(stored(),
+                AllOf(Contains(hash), Not(Contains("6-good.pem")), Contains("5-encrypted.pem"), testing::SizeIs(9)));
+    std::vector<std::string> told = errors();
+    EXPECT_THAT(told, Contains(HasSubstr("[ConfCertCopyDirFile]copy error[")).Times(1));
+    EXPECT_THAT(told, Contains("[ConfCertCreateCertSoftLink]PEM_read_bio_X509 err.").Times(6));
+    EXPECT_THAT(told, Contains("[ConfCertCreateCertSoftLink]BIO_new_file err.").Times(1));
+    EXPECT_THAT(told, Contains("[ConfCertCreateCrlSoftLink]open file failed").Times(1));
+    EXPECT_THAT(told, testing::SizeIs(9));
+
+    // The hash name is taken by a directory.
+    std::filesystem::remove(scratch / ("storage/" + hash));
+    std::filesystem::create_directories(scratch / ("storage/" + hash + "/full"));
+    platform.clearLogs();
+    rebuild();
+    EXPECT_THAT(errors(), Contains("[ConfCertCreateCertSoftLink]rename fail! ret:-1 errno:" + std::to_string(EISDIR)));
+}
+
+TEST_F(TrustStore, PathsThatAreMissingOrTooLong) {
+    // Names fit up to a path of 511 characters.
+    service.caDirectory = directoryOfLength(505);
+    service.caDirectory.pop_back();
+    writeFile(service.caDirectory + "/123456", "fits");
+    writeFile(service.caDirectory + "/1234567", "does not");
+    service.crlDirectory = scratch / "absent";
+    rebuild();
+    EXPECT_THAT(stored(), ElementsAre("123456"));
+    EXPECT_THAT(errors(),
+                ElementsAre("[ConfCertCopyDirFile]sprintf fail!", "[ConfCertCopyDirFile]SCRATCH/absent/ is empty."));
+
+    // Without a storage path, or with one that is too long, the store stays where it was.
+    for (const std::string& storage : {std::string(), std::string(600, 's')}) {
+        tarn::test::scriptedPaths().storage = storage;
+        platform.clearLogs();
+        service.caDirectory = scratch / "ca";
+        rebuild();
+        char store[512];
+        ConfCertGetAddrCaPath(store);
+        EXPECT_EQ(store, scratch / "storage/");
+        EXPECT_THAT(textsAt(CONF_LOG_ERROR), testing::SizeIs(storage.empty() ? 3 : 4));
+    }
+
+    // One that leaves no room for its slash leaves no store, and neither source is known.
+    tarn::test::scriptedPaths().storage = std::string(511, 's');
+    service.caDirectory = service.crlDirectory = std::string(511, 'c');
+    platform.clearLogs();
+    rebuild();
+    EXPECT_THAT(textsAt(CONF_LOG_ERROR),
+                ElementsAre("[ConfCertUpdateLdapCert]conf secure func failed, err = -1!\n",
+                            "[ConfCertUpdateLdapCert]conf secure func failed, err = -1!\n",
+                            "[ConfCertUpdateLdapCert]conf secure func failed, err = -1!\n",
+                            "[ConfCertCopyDirFile]path is null!", "[ConfCertCopyDirFile]path is null!"));
+    platform.failNth("TarnOmCertGetCertPath", 1);
+    platform.clearLogs();
+    rebuild();
+    EXPECT_THAT(errors(), Contains("[ConfCertUpdateLdapCert]ConfCertGetCaPath error."));
+    platform.failNth("TarnOmCertGetCertPath", 2);
+    rebuild();
+    EXPECT_THAT(errors(), Contains("[ConfCertUpdateLdapCert]ConfCertGetCrlPath error."));
+}
+
+TEST_F(TrustStore, RebuildEndsWhateverCallFails) {
+    writeFile(scratch / "ca/ca.pem", pem(pki().root.certificate));
+    writeFile(scratch / "crl/crl.pem", crlPem(pki().root));
+    const auto check = [&](size_t, bool failed) {
+        EXPECT_EQ(platform.count("OsCloseDir"),
+                  platform.count("OsOpenDir") - (platform.failedCall() == "OsOpenDir" ? 1 : 0));
+        EXPECT_EQ(ERR_peek_error(), 0U);
+        if (!failed) {
+            EXPECT_THAT(stored(), UnorderedElementsAre(subjectHash(pki().root.certificate) + ".0", "crl.pem"));
+        }
+    };
+    tarn::test::sweepPlatformFailures(rebuild, check);
+}
+
+// The fixed paths stand at the root, so that the test needs a root of its own, in a process of its own.
+TEST_F(TrustStore, FixedPathsAreEmptiedAndLinked) {
+    const Identity twin = issue("Test Root", pki().rsa, nullptr, true);
+    for (const char* const name : {"data/tarn_conference/CA", "data/certfile/CA", "data/certfile/CRL"}) {
+        std::filesystem::create_directories(scratch / name);
+    }
+    writeFile(scratch / "data/tarn_conference/CA/old.pem", "gone before the copies come");
+    writeFile(scratch / "data/certfile/CA/1.pem", pem(pki().root.certificate));
+    writeFile(scratch / "data/certfile/CA/2.pem", pem(twin.certificate));
+    writeFile(scratch / "data/certfile/CRL/crl.pem", crlPem(pki().root));
+    const std::string hash = subjectHash(twin.certificate) + ".0";
+    inChild([&] {
+        if (chroot(scratch.path().c_str()) != 0 || chdir("/") != 0) {
+            GTEST_SKIP() << "needs the right to change the root directory";
+        }
+        fixedPathsSwitch = 1;
+        static bool caUpdated = false;
+        ConfCertUpdateNotifyCallback([] { caUpdated = true; });
+        ConfOmCertCallback(OM_CERT_EVENT_CA, 0);
+        EXPECT_FALSE(caUpdated);
+        EXPECT_THAT(textsAt(CONF_LOG_ERROR),
+                    ElementsAre("[ConfCertCreateCertSoftLink]rename fail! ret:-1 errno:" + std::to_string(EEXIST)));
+        EXPECT_THAT(namesIn("/data/tarn_conference/CA"), UnorderedElementsAre("1.pem", "2.pem", "crl.pem", hash));
+        EXPECT_EQ(std::filesystem::read_symlink("/data/tarn_conference/CA/" + hash).parent_path(),
+                  "/data/tarn_conference/CA");
+        char store[512];
+        ConfCertGetAddrCaPath(store);
+        EXPECT_STREQ(store, "/data/tarn_conference/CA/");
+        tarn::test::sweepPlatformFailures(rebuild, [](size_t, bool) {});
+        // A store that is gone is told with its path masked.
+        std::filesystem::remove_all("/data/tarn_conference");
+        platform.clearLogs();
+        rebuild();
+        EXPECT_THAT(textsAt(CONF_LOG_ERROR), Contains("[ConfCertRemoveDirFile]/da******A/ is empty."));
+    });
+}
+
+} // namespace
