@@ -79,7 +79,7 @@ class Device {
     std::string storage;
 
  private:
-    // In memory where there is a place for that: each copy is brought to the disk, and the disk is not what is measured.
+    // In memory where that can be: each copy is brought to the disk, and the disk is not what is measured.
     static std::filesystem::path placeForFiles() {
         const std::filesystem::path inMemory = "/dev/shm";
         return access(inMemory.c_str(), W_OK) == 0 ? inMemory : std::filesystem::temp_directory_path();

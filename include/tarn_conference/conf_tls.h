@@ -1,6 +1,6 @@
 /**
  * @file conf_tls.h
- * @brief Fills OpenSSL contexts with the device's certificates: service certificate and key, CA files, revocation lists.
+ * @brief Fills OpenSSL contexts from the device: service certificate and key, CA files, revocation lists.
  *
  * For each context: `ConfLoadServerCert`; `ConfCertGetCaCertList` and `ConfCertLoadAllCaCert`; and
  * `ConfAddCancelCrlToSslctx` when revoked certificates are to be refused. `ConfCertInit` comes before all of them.

@@ -28,8 +28,8 @@ constexpr const char* kFixedStore = "/data/tarn_conference/CA/";
 constexpr const char* kFixedCaSource = "/data/certfile/CA/";
 constexpr const char* kFixedCrlSource = "/data/certfile/CRL/";
 
-// The work on files is done for one rebuild after the other: the first may still be at it at start-up when an event asks
-// for the next. The certificate service is not asked under this lock, because its events come under locks of its own.
+// One rebuild at a time works on files: the first may still be at it at start-up when an event asks for the next. The
+// certificate service is not asked under this lock, because its events may come under locks of its own.
 OsMutex rebuildMutex;
 
 // The store directory, ending in a slash; empty until it is known. Its lock is never held while files are worked on.

@@ -1,5 +1,5 @@
-// CA files in a TLS context. A file that cannot be loaded leaves the others in: a process with some of its peers is worth
-// more than one with none.
+// CA files in a TLS context. A file that cannot be loaded leaves the others in: a process that trusts some of its peers
+// is worth more than one that trusts none.
 #include "base/log.h"
 #include "tarn_conference/conf_tls.h"
 #include "tarn_platform/tls_extension.h"

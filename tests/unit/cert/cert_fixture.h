@@ -39,8 +39,8 @@ class CertTest : public ScriptedPlatformTest {
     // Texts of the records at this level, in order.
     std::vector<std::string> textsAt(int level) const;
 
-    // Runs `work` in a process of its own, whose failures become this one's. OpenSSL loads an engine once in the life of
-    // a process.
+    // Runs `work` in a process of its own, whose failures become this one's. OpenSSL loads an engine only once in the
+    // life of a process.
     static void inChild(const std::function<void()>& work);
 
     ScratchDirectory scratch;

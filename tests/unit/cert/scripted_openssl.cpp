@@ -1,5 +1,5 @@
-// Calls of OpenSSL that a test can make fail like those of the platform. The engine's module is this build's own, wherever
-// the library looks for it.
+// Calls of OpenSSL that a test can make fail like those of the platform. The engine's module is this build's own,
+// wherever the library looks for it.
 #define OPENSSL_SUPPRESS_DEPRECATED
 #include <dlfcn.h>
 #include <openssl/engine.h>
