@@ -1,0 +1,35 @@
+#include "certificate/keyless_key.h"
+
+#include <cerrno>
+
+#include "certificate/service_folder.h"
+
+namespace tarn::host {
+namespace {
+
+// ENOENT when the certificate of the type is not the one, whatever the reason.
+int loadFromType(const CertificateType& type, const std::string& id, KeyPointer& key) {
+    ServiceFolder folder;
+    FileBytes bytes;
+    CertificatePointer certificate;
+    if (ServiceFolder::open(type, folder) != 0 || !folder.isKeyless() ||
+        folder.readCertificate(kMostCertificateBytes, bytes) != 0 || readCertificate(bytes.all(), certificate) != 0 ||
+        certificateId(*certificate) != id) {
+        return ENOENT;
+    }
+    return loadOwnKey(folder, *certificate, key);
+}
+
+} // namespace
+
+int loadKeylessKey(const std::string& id, KeyPointer& key) {
+    for (const CertificateType& type : kCertificateTypes) {
+        const int error = loadFromType(type, id, key);
+        if (error != ENOENT) {
+            return error;
+        }
+    }
+    return ENOENT;
+}
+
+} // namespace tarn::host
