@@ -1,4 +1,4 @@
-// Decides when a change of files is over: when nothing more happened for a while, or, while it never stops, now and then.
+// Decides when a change of files is over: when nothing more happened for a while, or now and then while it never stops.
 #pragma once
 
 #include <array>

@@ -61,7 +61,10 @@ void storeFacts(const X509_CRL& crl, TarnHostCertFacts& facts) {
     store(hashName(nameHash(issuer), "r0"), facts.hashName);
 }
 
-int readService(const ServiceFolder& folder, TarnHostCertFacts& facts) {
+int readService(const CertificateType& type, const ServiceFolder& folder, TarnHostCertFacts& facts) {
+    facts = {};
+    facts.kind = TARN_HOST_CERT_SERVICE;
+    facts.omType = type.omType;
     facts.isKeyless = folder.isKeyless() ? 1 : 0;
     FileBytes bytes;
     CertificatePointer certificate;
@@ -114,12 +117,13 @@ class Lister {
     int listServices() const {
         for (const CertificateType& type : kCertificateTypes) {
             TarnHostCertFacts facts = {};
-            facts.kind = TARN_HOST_CERT_SERVICE;
-            facts.omType = type.omType;
-            ServiceFolder folder;
-            const int error = ServiceFolder::open(type, folder);
-            if (error != ENOENT) {
-                tell(facts, type.folder, error != 0 ? error : readService(folder, facts));
+            bool isThere = false;
+            const int error = useServiceFolder(type, [&](const ServiceFolder& folder) {
+                isThere = true;
+                return readService(type, folder, facts);
+            });
+            if (isThere || error != ENOENT) {
+                tell(facts, type.folder, error);
             }
         }
         return 0;

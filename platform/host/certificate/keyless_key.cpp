@@ -7,14 +7,12 @@
 namespace tarn::host {
 namespace {
 
-// ENOENT when the certificate of the type is not the one, whatever the reason.
-int loadFromType(const CertificateType& type, const std::string& id, KeyPointer& key) {
-    ServiceFolder folder;
+// ENOENT when the certificate of the folder is not the one, whatever the reason.
+int loadFrom(const ServiceFolder& folder, const std::string& id, KeyPointer& key) {
     FileBytes bytes;
     CertificatePointer certificate;
-    if (ServiceFolder::open(type, folder) != 0 || !folder.isKeyless() ||
-        folder.readCertificate(kMostCertificateBytes, bytes) != 0 || readCertificate(bytes.all(), certificate) != 0 ||
-        certificateId(*certificate) != id) {
+    if (!folder.isKeyless() || folder.readCertificate(kMostCertificateBytes, bytes) != 0 ||
+        readCertificate(bytes.all(), certificate) != 0 || certificateId(*certificate) != id) {
         return ENOENT;
     }
     return loadOwnKey(folder, *certificate, key);
@@ -24,7 +22,8 @@ int loadFromType(const CertificateType& type, const std::string& id, KeyPointer&
 
 int loadKeylessKey(const std::string& id, KeyPointer& key) {
     for (const CertificateType& type : kCertificateTypes) {
-        const int error = loadFromType(type, id, key);
+        const int error =
+            useServiceFolder(type, [&](const ServiceFolder& folder) { return loadFrom(folder, id, key); });
         if (error != ENOENT) {
             return error;
         }

@@ -38,12 +38,10 @@ int unlessKeyless(const ServiceFolder& folder, Read read) {
     return error == ENOENT ? 0 : error;
 }
 
-int expectedSizes(const CertificateType& type, ConfCertSizeInfo& sizes) {
-    ServiceFolder folder;
+int expectedSizes(const ServiceFolder& folder, ConfCertSizeInfo& sizes) {
     uint64_t certificate = 0;
     uint64_t key = 0;
-    int error = ServiceFolder::open(type, folder);
-    error = error != 0 ? error : folder.certificateSize(certificate);
+    int error = folder.certificateSize(certificate);
     error = error != 0 ? error : unlessKeyless(folder, [&] { return folder.keySize(key); });
     if (error == 0) {
         sizes = {reported(certificate), reported(key), 0};
@@ -53,14 +51,16 @@ int expectedSizes(const CertificateType& type, ConfCertSizeInfo& sizes) {
 
 // The files may have grown since the caller asked for their sizes, so what was told then is the bound now.
 int readService(const CertificateType& type, ConfCertServiceCert& service) {
-    ServiceFolder folder;
     FileBytes certificate;
     FileBytes key;
-    int error = ServiceFolder::open(type, folder);
-    error = error != 0 ? error : folder.readCertificate(service.certLen, certificate);
-    if (error == 0 && service.keyData != nullptr) {
-        error = unlessKeyless(folder, [&] { return folder.readKey(service.keyLen, key); });
-    }
+    const int error = useServiceFolder(type, [&](const ServiceFolder& folder) {
+        key = FileBytes();
+        const int failure = folder.readCertificate(service.certLen, certificate);
+        if (failure != 0 || service.keyData == nullptr) {
+            return failure;
+        }
+        return unlessKeyless(folder, [&] { return folder.readKey(service.keyLen, key); });
+    });
     if (error != 0) {
         return error;
     }
@@ -95,17 +95,21 @@ int keyPaths(const ServiceFolder& folder, ConfCertPathInfo& info) {
     return error != 0 ? error : storePath(folder, kKeyFile, info.keyPath);
 }
 
-// What is not installed leaves an empty path, which is no failure.
-int servicePaths(const CertificateType& type, ConfCertPathInfo& info) {
-    ServiceFolder folder;
+int servicePaths(const ServiceFolder& folder, ConfCertPathInfo& info) {
+    info = {};
     uint64_t size = 0;
-    int error = ServiceFolder::open(type, folder);
-    error = error != 0 ? error : folder.certificateSize(size);
+    int error = folder.certificateSize(size);
     if (error != 0) {
-        return error == ENOENT ? 0 : error;
+        return error;
     }
     error = storePath(folder, kCertificateFile, info.certPath);
     return error != 0 ? error : unlessKeyless(folder, [&] { return keyPaths(folder, info); });
+}
+
+// What is not installed leaves an empty path, which is no failure.
+int servicePaths(const CertificateType& type, ConfCertPathInfo& info) {
+    const int error = useServiceFolder(type, [&](const ServiceFolder& folder) { return servicePaths(folder, info); });
+    return error == ENOENT ? 0 : error;
 }
 
 int directoryPath(const char* name, ConfCertPathInfo& info) {
@@ -153,7 +157,9 @@ uint32_t TarnOmCertGetExpectedSrvCertSize(uint32_t omType, ConfCertSizeInfo* siz
     if (type == nullptr || sizes == nullptr) {
         return EINVAL;
     }
-    return guarded([&] { return expectedSizes(*type, *sizes); });
+    return guarded([&] {
+        return useServiceFolder(*type, [&](const ServiceFolder& folder) { return expectedSizes(folder, *sizes); });
+    });
 }
 
 uint32_t TarnOmCertGetServiceCert(uint32_t omType, ConfCertServiceCert* certificate) {
@@ -209,12 +215,14 @@ uint32_t TarnOmCertGetCapability(uint8_t* ten) {
     return guarded([&] {
         std::array<uint8_t, kCapabilityBytes> capability = {};
         for (const CertificateType& type : kCertificateTypes) {
-            ServiceFolder folder;
-            const int error = ServiceFolder::open(type, folder);
+            uint8_t& flag = capability[type.capabilityIndex];
+            const int error = useServiceFolder(type, [&](const ServiceFolder& folder) {
+                flag = folder.isKeyless() ? 1 : 0;
+                return 0;
+            });
             if (error != 0 && error != ENOENT) {
                 return error;
             }
-            capability[type.capabilityIndex] = error == 0 && folder.isKeyless() ? 1 : 0;
         }
         std::copy(capability.begin(), capability.end(), ten);
         return 0;

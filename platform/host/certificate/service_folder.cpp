@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <openssl/crypto.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -77,6 +78,13 @@ int ServiceFolder::readPassPhrase(std::string& passPhrase) const {
 
 bool ServiceFolder::isKeyless() const {
     return faccessat(folder_.get(), kKeylessFile, F_OK, 0) == 0;
+}
+
+bool ServiceFolder::isCurrent() const {
+    struct stat opened = {};
+    struct stat named = {};
+    return fstat(folder_.get(), &opened) == 0 && stat(path_.c_str(), &named) == 0 && opened.st_ino == named.st_ino &&
+           opened.st_dev == named.st_dev;
 }
 
 int loadOwnKey(const ServiceFolder& folder, const X509& certificate, KeyPointer& key) {

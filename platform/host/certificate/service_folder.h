@@ -6,6 +6,7 @@
 // A folder is opened once for what belongs together: an installation puts a whole new folder in its place.
 #pragma once
 
+#include <cerrno>
 #include <string>
 
 #include "certificate/certificate_types.h"
@@ -38,12 +39,33 @@ class ServiceFolder {
     int readPassPhrase(std::string& passPhrase) const;
 
     bool isKeyless() const;
+    // False once another folder, or none, is in its place: what was read may then be half removed.
+    bool isCurrent() const;
     const std::string& path() const { return path_; }
 
  private:
     std::string path_;
     OpenFile folder_;
 };
+
+// Opens the folder of a type and gives it to `use`, again when an installation came between. 0 or an errno: that of
+// `use`; ENOENT when nothing is installed; EAGAIN when installations never end.
+template <typename Use>
+int useServiceFolder(const CertificateType& type, Use use) {
+    constexpr int kMostAttempts = 100;
+    for (int attempt = 0; attempt < kMostAttempts; attempt++) {
+        ServiceFolder folder;
+        int error = ServiceFolder::open(type, folder);
+        if (error != 0) {
+            return error;
+        }
+        error = use(folder);
+        if (folder.isCurrent()) {
+            return error;
+        }
+    }
+    return EAGAIN;
+}
 
 // The key of a folder if it belongs to the certificate; EKEYREJECTED otherwise.
 int loadOwnKey(const ServiceFolder& folder, const X509& certificate, KeyPointer& key);

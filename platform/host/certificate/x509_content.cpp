@@ -19,8 +19,8 @@ BioPointer memoryBio(std::span<const uint8_t> bytes) {
     return BioPointer(bytes.size() > INT_MAX ? nullptr : BIO_new_mem_buf(bytes.data(), static_cast<int>(bytes.size())));
 }
 
-// In place of OpenSSL's own callback, which would ask at the terminal. A missing pass phrase is an error, which an empty
-// one would not be for PKCS #8.
+// In place of OpenSSL's own callback, which would ask at the terminal. A missing pass phrase is an error, which an
+// empty one would not be for PKCS #8.
 int givePassPhrase(char* buffer, int size, int, void* context) {
     const auto* passPhrase = static_cast<const std::string*>(context);
     if (passPhrase == nullptr || passPhrase->empty() || passPhrase->size() > static_cast<size_t>(size)) {

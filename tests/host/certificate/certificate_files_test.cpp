@@ -1,13 +1,18 @@
 // What is installed, and what the calls of the contract make of it, whole or damaged.
 #include <gtest/gtest.h>
 #include <openssl/err.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
+#include <csignal>
 #include <filesystem>
 #include <map>
+#include <thread>
 #include <vector>
 
 #include "certificate/made_certificates.h"
@@ -90,6 +95,12 @@ std::vector<TarnHostCertFacts> list() {
     return all;
 }
 
+long leftDrafts() {
+    const auto begin = std::filesystem::directory_iterator(std::string(TarnHostDir()) + "/cert");
+    return std::count_if(begin, std::filesystem::directory_iterator(),
+                         [](const auto& entry) { return entry.path().filename().native().starts_with("."); });
+}
+
 class CertificateFilesTest : public testing::Test {
  protected:
     void TearDown() override {
@@ -162,10 +173,7 @@ TEST_F(CertificateFilesTest, InstalledIsReadBack) {
     ASSERT_EQ(install(kType, ca_.certificatePem(), ca_.keyPem()), 0U);
     EXPECT_STREQ(pathsOf(OM_CERT_PATH_SERVICE, kType).keyPassword, "") << "nothing of the one before stays";
     EXPECT_EQ(TarnHostCertUninstall(kType), 0U);
-    const std::string root = std::string(TarnHostDir()) + "/cert";
-    for (const auto& entry : std::filesystem::directory_iterator(root)) {
-        EXPECT_FALSE(entry.path().filename().native().starts_with(".")) << entry.path();
-    }
+    EXPECT_EQ(leftDrafts(), 0);
     EXPECT_FALSE(std::filesystem::exists(folderOf(kType)));
 }
 
@@ -235,6 +243,69 @@ TEST_F(CertificateFilesTest, BadInstallationsChangeNothing) {
     EXPECT_EQ(list().size(), 1U);
 }
 
+TEST_F(CertificateFilesTest, FailedWritesLeaveNothing) {
+    const std::string certificate = leaf_.certificatePem();
+    ASSERT_EQ(install(kType, certificate, leaf_.keyPem()), 0U);
+    struct rlimit before = {};
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
+    const struct rlimit tight = {certificate.size() + 10, before.rlim_max};
+    const auto handler = std::signal(SIGXFSZ, SIG_IGN);
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &tight), 0);
+    const uint32_t result = install(kType, certificate + ca_.certificatePem(), leaf_.keyPem());
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &before), 0);
+    std::signal(SIGXFSZ, handler);
+    EXPECT_EQ(result, uint32_t{EFBIG});
+    EXPECT_EQ(fetch(kType, 10'000, 10'000).certificate, certificate);
+    EXPECT_EQ(leftDrafts(), 0);
+}
+
+TEST_F(CertificateFilesTest, DraftsOfOthersStay) {
+    ASSERT_EQ(install(kType, leaf_.certificatePem(), leaf_.keyPem()), 0U);
+    std::filesystem::create_directory(std::string(TarnHostDir()) + "/cert/.draft-recent");
+    ASSERT_EQ(TarnHostCertUninstall(kType), 0U);
+    EXPECT_EQ(leftDrafts(), 1) << "another process may be at it";
+}
+
+// Installs the two identities in turn.
+bool installInTurn(const Identity& first, const Identity& second, int rounds) {
+    bool isGood = true;
+    for (int i = 0; i < rounds; i++) {
+        const Identity& next = i % 2 == 0 ? first : second;
+        isGood = isGood && install(kType, next.certificatePem(), next.keyPem()) == 0;
+    }
+    return isGood;
+}
+
+TEST_F(CertificateFilesTest, ReadersNeverSeeHalfAnInstallation) {
+    const Identity other = makeLeaf("other", ca_);
+    ASSERT_TRUE(installInTurn(leaf_, other, 1));
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        _exit(installInTurn(leaf_, other, 40) ? 0 : 1);
+    }
+    std::atomic<bool> isOver = false;
+    std::thread installer([&] {
+        EXPECT_TRUE(installInTurn(other, leaf_, 40));
+        isOver = true;
+    });
+    const std::map<std::string, std::string> pairs = {{leaf_.certificatePem(), leaf_.keyPem()},
+                                                      {other.certificatePem(), other.keyPem()}};
+    int reads = 0;
+    for (bool isLast = false; !isLast; reads++) {
+        isLast = isOver;
+        const Fetched fetched = fetch(kType, 10'000, 10'000);
+        const auto pair = pairs.find(fetched.certificate);
+        EXPECT_TRUE(pair != pairs.end() && pair->second == fetched.key) << fetched.result;
+    }
+    installer.join();
+    int status = 0;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(leftDrafts(), 0);
+    EXPECT_GT(reads, 10);
+}
+
 TEST_F(CertificateFilesTest, KeylessTypesGiveNoKeyAway) {
     std::vector<uint8_t> capability(10, kUntouched);
     ASSERT_EQ(TarnOmCertGetCapability(capability.data()), 0U);
@@ -291,7 +362,8 @@ TEST_F(CertificateFilesTest, IdIsTheDigestOfTheCertificateItself) {
 TEST_F(CertificateFilesTest, ListTellsTheFacts) {
     const Identity rsa = makeLeaf("Zürich, Raum 3", ca_, makeRsaKey());
     const std::string cas = makeCa("Second CA").certificatePem() + ca_.certificatePem() + ca_.certificatePem();
-    const std::string crls = crlPem(ca_, {}) + crlPem(ca_, {leaf_.certificate.get()});
+    const std::string later = crlPem(ca_, {leaf_.certificate.get()});
+    const std::string crls = crlPem(ca_, {}) + later;
     uint32_t count = 0;
     ASSERT_EQ(install(kOtherType, rsa.certificatePem(), rsa.keyPem(), "", true), 0U);
     ASSERT_EQ(install(kType, leaf_.certificatePem(), leaf_.keyPem()), 0U);

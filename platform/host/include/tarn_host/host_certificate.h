@@ -15,28 +15,30 @@
  * | crl/ | one certificate revocation list a file, crl-*.pem |
  *
  * The calls below put whole files and whole service folders in place by renaming, so that a reader finds the old state
- * or the new one; the file system must be able to exchange two folders (Linux RENAME_EXCHANGE: ext4, xfs, btrfs, tmpfs,
- * overlayfs). Files may be put there by hand as well. A key or pass phrase that other users can read is refused with a
- * line on standard error.
+ * or the new one; the file system must be able to exchange two folders (RENAME_EXCHANGE of renameat2(2): ext4, xfs,
+ * btrfs, tmpfs, overlayfs). Who opens a certificate and its key by their paths, one after the other, can meet an
+ * installation between the two, and finds that they do not match; the event follows. Files may be put there by hand as
+ * well. A key or pass phrase that other users can read is refused with a line on standard error.
  *
  * Events. `TarnOmCertClientInit`, or the registration of a callback, starts one thread a process, which sees every
  * change in these folders (inotify(7)), also their removal and re-creation, and calls the callback once a change is
- * over: when nothing happened in that folder for 80 ms, and each second while it does not end. A change may be told that
- * turns out to be none. Changes while no callback is registered are not kept. `TarnOmCertNotifyCallback` replaces the
- * callback, null removes it; the one before is not running any more when it returns, unless it is the caller. The
- * callback may call everything here and may fork: a forked child starts without thread and callback.
+ * over: when nothing happened in that folder for 80 ms, and each second while it does not end. A change may be told
+ * that turns out to be none. Changes while no callback is registered are not kept. `TarnOmCertNotifyCallback` replaces
+ * the callback, null removes it; the one before is not running any more when it returns, unless it is the caller, so
+ * the caller must hold no lock that the callback takes. The callback may call everything here and may fork: a forked
+ * child starts without thread and callback.
  *
  * Keyless. The id of a certificate is the SHA-256 (FIPS 180-4) of its DER form in 64 lower-case hexadecimal digits.
- * `TarnOmCertClientInit` registers an OpenSSL engine "openssl_engine", unless the process has one of that id, that loads
- * the key of a keyless type by this id. The same engine is built as a shared object, tarn_openssl_engine.so, for programs
- * that load it through OpenSSL's "dynamic" engine.
+ * `TarnOmCertClientInit` registers an OpenSSL engine "openssl_engine", unless the process has one of that id, that
+ * loads the key of a keyless type by this id. The same engine is built as a shared object, tarn_openssl_engine.so, for
+ * programs that load it through OpenSSL's "dynamic" engine.
  *
  * Results of the contract's calls and of those below are 0 or an errno: EINVAL for a null argument, an unknown OM type
  * or a wrong query; ENOENT for what is not installed; EFBIG for a file that is larger than the caller has room for or
  * than is sensible; EAGAIN for a file that is being written; EPERM for a key or pass phrase that other users can read;
  * EBADMSG for content that is no certificate, key or list; EMSGSIZE for an id buffer that is too short; ENOMEM; or the
- * system's own error. Nothing is written to the caller's memory unless 0. A path query for a service certificate that is
- * not installed succeeds with empty paths. All may be called from any thread.
+ * system's own error. Nothing is written to the caller's memory unless 0. A path query for a service certificate that
+ * is not installed succeeds with empty paths. All may be called from any thread.
  */
 #ifndef TARN_HOST_HOST_CERTIFICATE_H
 #define TARN_HOST_HOST_CERTIFICATE_H
@@ -47,14 +49,18 @@ TARN_EXTERN_C_BEGIN
 
 /** A service certificate to install. */
 typedef struct TarnHostCertInstallation {
-    uint32_t omType;         /**< 0x107, 0x109, 0x103 or 0x104. */
-    uint32_t isKeyless;      /**< Non-zero: the key is for the engine only. */
-    const void* certificate; /**< PEM: the certificate, then its chain. Up to 1 MiB. */
+    /** 0x107, 0x109, 0x103 or 0x104. */
+    uint32_t omType;
+    /** Non-zero: the key is for the engine only. */
+    uint32_t isKeyless;
+    /** PEM: the certificate, then its chain. Up to 1 MiB. */
+    const void* certificate;
     uint32_t certificateBytes;
     uint32_t keyBytes;
-    const void* key; /**< PEM: its private key, encrypted or not. Up to 64 KiB. */
-    const char*
-        passPhrase; /**< Of the key, up to 63 bytes without line ends; null or empty when it is not encrypted. */
+    /** PEM: its private key, encrypted or not. Up to 64 KiB. */
+    const void* key;
+    /** Of the key, up to 63 bytes without line ends; null or empty when it is not encrypted. */
+    const char* passPhrase;
 } TarnHostCertInstallation;
 
 /** Kinds of `TarnHostCertFacts`. */
@@ -100,8 +106,8 @@ static_assert(sizeof(TarnHostCertFacts) == 24 + 16 + 256 + 512 + 512 + 32 + 16 +
 
 /**
  * @brief Installs a service certificate in place of the one before.
- * @return 0 or a code as told above; EACCES when the pass phrase does not open the key; EKEYREJECTED when the key is not
- *         the first certificate's. Nothing is changed unless 0.
+ * @return 0 or a code as told above; EACCES when the pass phrase does not open the key; EKEYREJECTED when the key is
+ *         not the first certificate's. Nothing is changed unless 0.
  */
 uint32_t TarnHostCertInstall(const TarnHostCertInstallation* installation);
 
@@ -134,7 +140,7 @@ uint32_t TarnHostCertAddCrl(const void* pem, uint32_t bytes, uint32_t* count);
 uint32_t TarnHostCertRemoveCrl(const char* name);
 
 /**
- * @brief Tells the facts of every service certificate, CA and revocation list, in this order, those of a folder by name.
+ * @brief Tells the facts of every service certificate, CA and revocation list, in this order, each folder's by name.
  * @param visit    Called for each; the facts hold during the call.
  * @param context  Handed to it.
  * @return 0 or a code as told above.
