@@ -58,7 +58,8 @@ std::string absolutePath(std::string path) {
 }
 
 const std::string& directory() {
-    static const std::string path = [] {
+    // Never destroyed: threads of the services still ask for it while the process ends.
+    static const std::string& path = *new std::string([] {
         std::string wanted = absolutePath(wantedDirectory());
         const int error = makeOwnDirectory(wanted);
         if (error != 0) {
@@ -67,7 +68,7 @@ const std::string& directory() {
             wanted.clear();
         }
         return wanted;
-    }();
+    }());
     return path;
 }
 

@@ -2,9 +2,11 @@
 
 #include <poll.h>
 #include <pthread.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <new>
 
@@ -106,14 +108,13 @@ int CertificateClient::setCallback(Callback callback) {
 }
 
 void CertificateClient::run(uint64_t epoch) {
-    bool isAlone = false;
-    while (!isAlone) {
+    while (true) {
         try {
             waitForChange();
         } catch (const std::bad_alloc&) {
             mustRetry_ = true; // What was told is lost; everything counts as changed then.
         }
-        isAlone = !announceSettled(epoch);
+        announceSettled(epoch);
     }
 }
 
@@ -134,8 +135,15 @@ void CertificateClient::waitForChange() {
     }
 }
 
-// False in the child of a callback that forked: there this thread has nothing left to do.
-bool CertificateClient::announceSettled(uint64_t epoch) {
+// Forked inside the callback, a child comes back into a thread that is its parent's.
+void CertificateClient::endForkedChild(uint64_t epoch) const {
+    if (epoch != epoch_) {
+        report("a child forked inside the callback for certificates returned from it and was ended");
+        _exit(EXIT_FAILURE);
+    }
+}
+
+void CertificateClient::announceSettled(uint64_t epoch) {
     while (const auto subject = settler_.popSettled(ChangeSettler::Time::clock::now())) {
         std::unique_lock lock(mutex_);
         const Callback callback = callback_;
@@ -146,13 +154,10 @@ bool CertificateClient::announceSettled(uint64_t epoch) {
         lock.unlock();
         call(callback, *subject);
         lock.lock();
-        if (epoch != epoch_) {
-            return false;
-        }
+        endForkedChild(epoch);
         isInCallback_ = false;
         callbackOver_.notify_all();
     }
-    return true;
 }
 
 } // namespace tarn::host

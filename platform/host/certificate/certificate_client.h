@@ -29,7 +29,8 @@ class CertificateClient {
 
     void run(uint64_t epoch);
     void waitForChange();
-    bool announceSettled(uint64_t epoch);
+    void announceSettled(uint64_t epoch);
+    void endForkedChild(uint64_t epoch) const;
 
     std::mutex mutex_; // guards what several threads use; not held while a callback runs
     std::condition_variable callbackOver_;

@@ -40,20 +40,24 @@ struct EngineFree {
 };
 using EnginePointer = std::unique_ptr<ENGINE, EngineFree>;
 
+// Who finds the engine in the list asks it for keys without starting it, so it stays started as long as the process
+// lives.
+ENGINE* startedEngine = nullptr;
+
 int addToList() {
     const OpensslErrorScope errors;
-    const EnginePointer present(ENGINE_by_id(kKeyEngineId));
-    if (present != nullptr) {
+    const EnginePointer present(startedEngine == nullptr ? ENGINE_by_id(kKeyEngineId) : nullptr);
+    if (startedEngine != nullptr || present != nullptr) {
         return 0;
     }
     EnginePointer engine(ENGINE_new());
     if (engine == nullptr) {
         return ENOMEM;
     }
-    // Who finds the engine asks it for keys without starting it, so it stays started as long as the process lives.
     if (!bindKeyEngine(engine.get()) || ENGINE_add(engine.get()) != 1 || ENGINE_init(engine.get()) != 1) {
         return ENODEV;
     }
+    startedEngine = engine.release();
     return 0;
 }
 

@@ -26,7 +26,7 @@
  * that turns out to be none. Changes while no callback is registered are not kept. `TarnOmCertNotifyCallback` replaces
  * the callback, null removes it; the one before is not running any more when it returns, unless it is the caller, so
  * the caller must hold no lock that the callback takes. The callback may call everything here and may fork: a forked
- * child starts without thread and callback.
+ * child starts without thread and callback, and is ended when it returns from the callback.
  *
  * Keyless. The id of a certificate is the SHA-256 (FIPS 180-4) of its DER form in 64 lower-case hexadecimal digits.
  * `TarnOmCertClientInit` registers an OpenSSL engine "openssl_engine", unless the process has one of that id, that
