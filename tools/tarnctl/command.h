@@ -15,6 +15,7 @@ using Chosen = std::function<int()>;
 void addConfigCommand(CLI::App& app, Chosen& chosen);
 void addLogCommand(CLI::App& app, Chosen& chosen);
 void addPsCommand(CLI::App& app, Chosen& chosen);
+void addSettingsCommand(CLI::App& app, Chosen& chosen);
 
 // Writes "tarnctl: text" to standard error; the given exit code.
 int complain(ExitCode code, const std::string& text);

@@ -41,6 +41,7 @@ int main(int argc, char** argv) {
     tarnctl::addConfigCommand(app, chosen);
     tarnctl::addLogCommand(app, chosen);
     tarnctl::addPsCommand(app, chosen);
+    tarnctl::addSettingsCommand(app, chosen);
     try {
         app.parse(wordsOf(argc, argv));
         TarnHostSetProcessName("tarnctl");

@@ -1,0 +1,152 @@
+// "tarnctl settings": the settings file and its switches.
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <memory>
+
+#include "command.h"
+#include "json.h"
+#include "settings_file.h"
+#include "tarn_platform/om_path.h"
+
+namespace tarnctl {
+namespace {
+
+struct SettingsOptions {
+    bool json = false;
+    std::string check;
+    std::string sample;
+};
+
+std::string settingsPath() {
+    const char* const directory = TarnOmCustUtilGetCfgPath(0);
+    return directory == nullptr ? "" : std::string(directory) + "/conference/conf_config.xml";
+}
+
+// Of a switch: what a process reads, and whether the file says so.
+std::string valueText(const SettingsFile& file, const Switch& known) {
+    const Setting* const setting = findSetting(file, known.name);
+    if (setting == nullptr || !setting->value) {
+        return "0 (not set)";
+    }
+    const auto number = switchNumber(*setting->value);
+    return number ? std::to_string(*number) : "0 (no number: " + *setting->value + ")";
+}
+
+void print(const SettingsFile& file, const std::string& path) {
+    std::printf("%s%s\n", path.c_str(), file.absent ? " (there is none)" : "");
+    for (const Switch& known : switches()) {
+        std::printf("%-34s %-12s %s\n", emphasised(known.name).c_str(), valueText(file, known).c_str(), known.meaning);
+    }
+}
+
+void printJson(const SettingsFile& file, const std::string& path) {
+    const Json object = makeObject();
+    addMember(*object, "file", path);
+    Json list = makeArray();
+    for (const Switch& known : switches()) {
+        Json entry = makeObject();
+        const Setting* const setting = findSetting(file, known.name);
+        const auto number = setting == nullptr || !setting->value ? std::nullopt : switchNumber(*setting->value);
+        addMember(*entry, "name", known.name);
+        addMember(*entry, "value", static_cast<double>(number.value_or(0)));
+        addMember(*entry, "meaning", known.meaning);
+        addElement(*list, std::move(entry));
+    }
+    addMember(*object, "switches", std::move(list));
+    printText(*object);
+}
+
+int show(bool json) {
+    const std::string path = settingsPath();
+    if (path.empty()) {
+        return complain(kFailed, "there is no configuration directory");
+    }
+    const SettingsFile file = readSettings(path);
+    if (!file.error.empty()) {
+        return complain(kFailed, path + " cannot be read: " + file.error);
+    }
+    json ? printJson(file, path) : print(file, path);
+    return finish();
+}
+
+int check(const std::string& path) {
+    const SettingsFile file = readSettings(path);
+    if (file.absent) {
+        return complain(kNotFound, "there is no file " + path);
+    }
+    if (!file.error.empty()) {
+        return complain(kFailed, path + " cannot be read: " + file.error);
+    }
+    bool fatal = false;
+    for (const Problem& problem : problemsOf(file)) {
+        fatal = fatal || problem.fatal;
+        std::printf("%s:%d: %s%s\n", path.c_str(), problem.line, problem.text.c_str(),
+                    problem.fatal ? " (a process refuses the whole file)" : "");
+    }
+    if (fatal) {
+        finish();
+        return kFailed;
+    }
+    std::printf("%s: a process reads %zu settings from it\n", path.c_str(), file.settings.size());
+    return finish();
+}
+
+std::string sampleText() {
+    std::string text =
+        "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<!-- Settings of the conference processes, read once at "
+        "their start. 0 is off, 1 is on. -->\n<settings>\n";
+    for (const Switch& known : switches()) {
+        text.append("  <!-- ").append(known.meaning).append(" -->\n  <setting name=\"").append(known.name);
+        text.append("\">0</setting>\n");
+    }
+    return text.append("</settings>\n");
+}
+
+// Writes a new file only: nobody's settings are overwritten.
+int writeSample(const std::string& path) {
+    const std::string text = sampleText();
+    if (path == "-") {
+        std::fputs(text.c_str(), stdout);
+        return finish();
+    }
+    const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
+    if (descriptor < 0) {
+        return complainOf("cannot write " + path, static_cast<uint32_t>(errno));
+    }
+    const bool written = write(descriptor, text.data(), text.size()) == static_cast<ssize_t>(text.size());
+    const int error = errno;
+    if (close(descriptor) != 0 || !written) {
+        unlink(path.c_str());
+        return complainOf("cannot write " + path, static_cast<uint32_t>(error));
+    }
+    return kDone;
+}
+
+int settings(const SettingsOptions& options) {
+    if (!options.check.empty()) {
+        return check(options.check);
+    }
+    return options.sample.empty() ? show(options.json) : writeSample(options.sample);
+}
+
+} // namespace
+
+void addSettingsCommand(CLI::App& app, Chosen& chosen) {
+    CLI::App* const command =
+        app.add_subcommand("settings", "Shows the switches of the settings file, checks a file, or writes a sample");
+    auto options = std::make_shared<SettingsOptions>();
+    CLI::Option* const json = command->add_flag("--json", options->json, "Print a JSON object");
+    CLI::Option* const checked =
+        command->add_option("--check", options->check, "Tell what is wrong with a settings file")->type_name("FILE");
+    CLI::Option* const sample =
+        command->add_option("--sample", options->sample, "Write a commented sample to a new file, or to \"-\"")
+            ->type_name("FILE");
+    checked->excludes(sample)->excludes(json);
+    sample->excludes(json);
+    command->callback([options, &chosen] { chosen = [options] { return settings(*options); }; });
+}
+
+} // namespace tarnctl
