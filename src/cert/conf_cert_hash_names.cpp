@@ -14,7 +14,6 @@
 #include "cert/trust_store.h"
 
 using tarn::detail::joinPath;
-using tarn::detail::OpensslErrors;
 using tarn::detail::OwnedBio;
 using tarn::detail::OwnedCertificate;
 using tarn::detail::OwnedCrl;

@@ -10,7 +10,6 @@
 #include "tarn_platform/om_path.h"
 
 using tarn::detail::DirectoryWalk;
-using tarn::detail::hasFixedPaths;
 using tarn::detail::joinPath;
 using tarn::detail::kSecureFunctionText;
 using tarn::detail::PathBuffer;

@@ -52,7 +52,7 @@ TEST_F(Change, RegisteredCallbackHearsOfEachTypeButOne) {
 }
 
 TEST_F(Change, OnlyTheFirstTypeWaitsForTheRegistration) {
-    for (const uint32_t type : {3, 1, 2}) {
+    for (const uint32_t type : {3U, 1U, 2U}) {
         changed(type);
     }
     ConfCertNotifyCallback(record);
