@@ -14,9 +14,11 @@
 #include <thread>
 #include <vector>
 
+#include "tarn_conference/conf_settings.h"
 #include "tarn_host/host_key.h"
 #include "tarn_host/host_message.h"
 #include "tarn_host/host_process.h"
+#include "tarn_platform/om_path.h"
 
 namespace {
 
@@ -192,6 +194,35 @@ TEST(Tarnctl, ListsReceiversAndLogs) {
     EXPECT_THAT(readFile(fileOf("out")), EndsWith("more\n"));
     kill(follower, SIGTERM);
     EXPECT_EQ(exitCode(follower), -SIGTERM);
+}
+
+TEST(Tarnctl, WritesChecksAndShowsSettings) {
+    const std::string file = std::string(TarnOmCustUtilGetCfgPath(0)) + "/conference/conf_config.xml";
+    EXPECT_THAT(outputOf({"settings"}), HasSubstr("ignoreLayoutStrategy"));
+    ASSERT_EQ(mkdir((std::string(TarnOmCustUtilGetCfgPath(0)) + "/conference").c_str(), 0700), 0);
+    EXPECT_EQ(outputOf({"settings", "--sample", file}), "");
+    EXPECT_EQ(run({"settings", "--sample", file}).code, 1) << "an existing file was overwritten";
+    EXPECT_THAT(outputOf({"settings", "--check", file}), HasSubstr("reads 6 settings"));
+    // The library agrees that the sample is a settings file.
+    EXPECT_EQ(ConfConfigXmlInit(), 0U);
+    char value[128] = {};
+    EXPECT_EQ(ConfConfigGetValueByName("ignoreLayoutStrategy", value, sizeof value), 0U);
+    EXPECT_STREQ(value, "0");
+
+    const std::string longText(128, 'x');
+    std::ofstream(file) << "<s><i name='isStopCastWhenConfEnd'>0x10</i>\n<i name='ISSTOPCASTWHENCONFEND'>1</i>\n"
+                        << "<i name='other'>1</i></s>";
+    EXPECT_THAT(outputOf({"settings"}), HasSubstr("isStopCastWhenConfEnd              16 "));
+    EXPECT_THAT(outputOf({"settings", "--check", file}),
+                testing::AllOf(HasSubstr(":2: ISSTOPCASTWHENCONFEND stands there before"),
+                               HasSubstr(":3: other is no switch")));
+    for (const char* bad : {"<s/>", "<s><i>1</i></s>", "<s><i name='a'/></s>", "<s>"}) {
+        std::ofstream(file) << bad;
+        EXPECT_EQ(run({"settings", "--check", file}).code, 1) << bad;
+    }
+    std::ofstream(file) << "<s><i name='" << longText << "'>1</i></s>";
+    EXPECT_THAT(run({"settings", "--check", file}).output, HasSubstr("128 bytes, more than 127"));
+    EXPECT_EQ(run({"settings", "--check", fileOf("nowhere")}).code, 3);
 }
 
 } // namespace
