@@ -151,10 +151,10 @@ bool settingsLookUp() {
         return false;
     }
     constexpr size_t kCalls = 100000;
-    std::vector<double> times;
+    std::vector<double> times(11);
     const auto lookUp = [] { benchmark::DoNotOptimize(IgnoreLayoutStrategy()); };
-    for (int round = 0; round < 11; ++round) {
-        times.push_back(tarn::bench::secondsFor(kCalls, lookUp, CLOCK_THREAD_CPUTIME_ID) / static_cast<double>(kCalls));
+    for (double& time : times) {
+        time = tarn::bench::secondsFor(kCalls, lookUp, CLOCK_THREAD_CPUTIME_ID) / static_cast<double>(kCalls);
     }
     std::ranges::nth_element(times, times.begin() + 5);
     std::printf("look-up of the last of %zu settings: %.0f ns (limit %.0f)%s\n", kSettings, times[5] * 1e9,

@@ -146,7 +146,8 @@ void* ConfXmlCreateLastChildNode(void* parentNode, const char* name);
  * @param name   The attribute's name, copied.
  * @param type   A `ConfXmlValueType`.
  * @param value  Address of the value, which needs no alignment.
- * @return 0; 2 for the types that only texts take; 15 for null, a type above 13, or when memory is out.
+ * @return 0; 2 for the types that only texts take; 15 for null, a type above 13, or when memory is out: an attribute
+ *         that was there before may then be gone.
  */
 uint32_t ConfXmlAddAttr(void* node, const char* name, uint32_t type, const void* value);
 
@@ -158,7 +159,7 @@ uint32_t ConfXmlDeleteAttr(void* node, const char* name);
  * @param node   The element.
  * @param type   A `ConfXmlValueType`.
  * @param value  Address of the value, which needs no alignment.
- * @return 0; 2 for a negative type; 15 for null, a type above 13, or when memory is out.
+ * @return 0; 2 for a negative type; 15 for null, a type above 13, or when memory is out: the text may then be gone.
  */
 uint32_t ConfXmlSetNodeText(void* node, int32_t type, const void* value);
 

@@ -29,33 +29,35 @@ void* createRoot(const char* name) {
     return handOver(std::move(document));
 }
 
-void* loadFile(const char* function, const char* path) {
+void* loadFile(const char* path) {
+    constexpr const char* kFunction = "ConfXmlParseFileGetRoot";
     auto document = std::make_unique<ConfXMLDocument>();
     FILE* const stream = OsFopen(path, "rb");
     if (stream == nullptr) {
-        TARN_LOG_AS(function, CONF_LOG_ERROR, "fp is null");
+        TARN_LOG_AS(kFunction, CONF_LOG_ERROR, "fp is null");
         // Left behind on purpose: the memory of the processes was measured with it.
         static_cast<void>(document.release());
-        return nullptr;
+        return nullptr; // NOLINT(clang-analyzer-cplusplus.NewDeleteLeaks)
     }
     const auto result = unlessOutOfMemory(tinyxml2::XML_ERROR_PARSING, [&] { return document->LoadFile(stream); });
     if (result != tinyxml2::XML_SUCCESS) {
-        TARN_LOG_AS(function, CONF_LOG_ERROR, "LoadFile failed");
+        TARN_LOG_AS(kFunction, CONF_LOG_ERROR, "LoadFile failed");
         return nullptr;
     }
     return handOver(std::move(document));
 }
 
-void* parseBody(const char* function, const char* body) {
+void* parseBody(const char* body) {
+    constexpr const char* kFunction = "ConfXmlParseBodyGetRoot";
     auto document = std::make_unique<ConfXMLDocument>();
     const auto result =
         unlessOutOfMemory(tinyxml2::XML_ERROR_PARSING, [&] { return document->Parse(body, static_cast<size_t>(-1)); });
     if (result != tinyxml2::XML_SUCCESS) {
-        TARN_LOG_AS(function, CONF_LOG_ERROR, "Parse doc failed");
+        TARN_LOG_AS(kFunction, CONF_LOG_ERROR, "Parse doc failed");
         return nullptr;
     }
     if (document->Error()) {
-        TARN_LOG_AS(function, CONF_LOG_ERROR, "Error parsing XML: %s", document->ErrorStr());
+        TARN_LOG_AS(kFunction, CONF_LOG_ERROR, "Error parsing XML: %s", document->ErrorStr());
         return nullptr;
     }
     return handOver(std::move(document));
@@ -91,11 +93,11 @@ void* ConfXmlParseFileGetRoot(const char* pszXmlFile) {
         TARN_LOG(CONF_LOG_ERROR, "pszXmlFile is nullptr");
         return nullptr;
     }
-    return unlessOutOfMemory<void*>(nullptr, [&, function = __func__] { return loadFile(function, pszXmlFile); });
+    return unlessOutOfMemory<void*>(nullptr, [&] { return loadFile(pszXmlFile); });
 }
 
 void* ConfXmlParseBodyGetRoot(const char* body) {
-    return unlessOutOfMemory<void*>(nullptr, [&, function = __func__] { return parseBody(function, body); });
+    return unlessOutOfMemory<void*>(nullptr, [&] { return parseBody(body); });
 }
 
 void ConfXmlFreeRootNode(void* node) {

@@ -60,15 +60,19 @@ constexpr ValueWriter kWriters[] = {
 };
 static_assert(std::size(kWriters) == CONF_XML_FLOAT + 1);
 
-// tinyxml2 links an attribute before it has its name, and cannot take out one without. So the name's memory is asked for
-// before it: the block that was just given back is the one that tinyxml2 gets.
-void requireMemoryFor(const char* name) {
-    ::operator delete(::operator new(std::strlen(name) + 1));
+// tinyxml2 links an attribute before it has its name, and cannot take out one without. So the name's memory is asked
+// for before it: the block that was just given back is the one that tinyxml2 gets.
+bool hasMemoryFor(const char* name) {
+    void* const block = ::operator new(std::strlen(name) + 1, std::nothrow);
+    ::operator delete(block);
+    return block != nullptr;
 }
 
 uint32_t writeOrRemove(XMLElement& element, const char* name, const ValueWriter& writer, const void* value) {
+    if (!hasMemoryFor(name)) {
+        return CONF_XML_BAD_ARGUMENT;
+    }
     try {
-        requireMemoryFor(name);
         writer.attribute(element, name, value);
         return CONF_XML_OK;
     } catch (const std::bad_alloc&) {

@@ -49,6 +49,7 @@ void* variableOf(void* indexNode) {
     if (ConfXmlGetValue(indexNode, CONF_XML_ATTR_CHAR, &address) != 0 || address.value.text == nullptr) {
         return nullptr;
     }
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): the text is all there is of the pointer.
     return reinterpret_cast<void*>(static_cast<uintptr_t>(std::strtoull(address.value.text, nullptr, 0)));
 }
 

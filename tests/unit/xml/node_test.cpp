@@ -40,9 +40,10 @@ TEST_F(XmlNodes, GoodBodiesGiveTheirRoot) {
 }
 
 TEST_F(XmlNodes, BadBodiesAreToldOnce) {
-    for (const std::string& body : {std::string(), std::string("text"), std::string("<a><b></a>"), std::string("<a"),
-                                    std::string("<a b='1' b='2'/>"), std::string("<a><![CDATA[x</a>"),
-                                    std::string("<a><!-- x</a>"), nested(99), nested(100), nested(101), nested(10'000)}) {
+    for (const std::string& body :
+         {std::string(), std::string("text"), std::string("<a><b></a>"), std::string("<a"),
+          std::string("<a b='1' b='2'/>"), std::string("<a><![CDATA[x</a>"), std::string("<a><!-- x</a>"), nested(99),
+          nested(100), nested(101), nested(10'000)}) {
         EXPECT_EQ(parse(body), nullptr);
         EXPECT_THAT(takeLogs(), ElementsAre("1 [ConfXmlParseBodyGetRoot]Parse doc failed"));
     }

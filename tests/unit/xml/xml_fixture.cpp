@@ -1,7 +1,6 @@
 #include "xml_fixture.h"
 
 #include <dlfcn.h>
-#include <malloc.h>
 
 #include <cstdlib>
 #include <cstring>
@@ -17,7 +16,9 @@ namespace {
 
 thread_local size_t blocksUntilFailure = 0;
 thread_local bool failed = false;
-thread_local size_t givenBack = 0; // by the last delete
+thread_local void* newest = nullptr;
+thread_local size_t newestSize = 0;
+thread_local size_t givenBack = 0; // size of a newest block that was released at once
 
 // Only blocks that the library or tinyxml2 asks for count.
 bool isMeant(const void* caller) {
@@ -29,15 +30,29 @@ bool isMeant(const void* caller) {
 
 void* allocate(size_t size, const void* caller) {
     // A block of a size that was just given back is to be had again, as allocators with a cache have it.
-    const bool isCached = size <= givenBack && size + sizeof(size_t) * 3 > givenBack;
+    const bool isCached = size == givenBack;
     if (isCached) {
         givenBack = 0;
     }
     if (blocksUntilFailure != 0 && !isCached && isMeant(caller) && --blocksUntilFailure == 0) {
         failed = true;
-        throw std::bad_alloc();
+        return nullptr;
     }
-    void* const block = std::malloc(size == 0 ? 1 : size);
+    newest = std::malloc(size == 0 ? 1 : size);
+    newestSize = size;
+    return newest;
+}
+
+void release(void* block) {
+    if (block != nullptr && block == newest) {
+        givenBack = newestSize;
+        newest = nullptr;
+    }
+    std::free(block);
+}
+
+void* allocateOrThrow(size_t size, const void* caller) {
+    void* const block = allocate(size, caller);
     if (block == nullptr) {
         throw std::bad_alloc();
     }
@@ -47,23 +62,28 @@ void* allocate(size_t size, const void* caller) {
 } // namespace
 
 void* operator new(size_t size) {
-    return allocate(size, __builtin_return_address(0));
+    return allocateOrThrow(size, __builtin_return_address(0));
 }
 void* operator new[](size_t size) {
+    return allocateOrThrow(size, __builtin_return_address(0));
+}
+void* operator new(size_t size, const std::nothrow_t&) noexcept {
+    return allocate(size, __builtin_return_address(0));
+}
+void* operator new[](size_t size, const std::nothrow_t&) noexcept {
     return allocate(size, __builtin_return_address(0));
 }
 void operator delete(void* block) noexcept {
-    givenBack = malloc_usable_size(block);
-    std::free(block);
+    release(block);
 }
 void operator delete[](void* block) noexcept {
-    std::free(block);
+    release(block);
 }
 void operator delete(void* block, size_t) noexcept {
-    std::free(block);
+    release(block);
 }
 void operator delete[](void* block, size_t) noexcept {
-    std::free(block);
+    release(block);
 }
 
 namespace tarn::test {

@@ -1,5 +1,5 @@
-// What the XML tests share: documents that free themselves, the records of one call, memory that runs out, and leaks that
-// are meant.
+// What the XML tests share: documents that free themselves, the records of one call, memory that runs out, and leaks
+// that are meant.
 #pragma once
 
 #include <gmock/gmock.h>
