@@ -34,6 +34,9 @@ using Context = std::unique_ptr<EVP_CIPHER_CTX, FreeContext>;
 
 // On the stack, and wiped when it goes.
 struct Plain {
+    Plain() = default;
+    Plain(const Plain&) = delete;
+    Plain& operator=(const Plain&) = delete;
     ~Plain() { OPENSSL_cleanse(bytes.data(), bytes.size()); }
     std::array<uint8_t, kMostSealed> bytes = {};
 };
