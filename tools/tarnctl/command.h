@@ -12,6 +12,7 @@ enum ExitCode { kDone = 0, kFailed = 1, kUsage = 2, kNotFound = 3 };
 // What the command line asks for; set while it is read, run afterwards.
 using Chosen = std::function<int()>;
 
+void addCertCommand(CLI::App& app, Chosen& chosen);
 void addConfigCommand(CLI::App& app, Chosen& chosen);
 void addLogCommand(CLI::App& app, Chosen& chosen);
 void addPsCommand(CLI::App& app, Chosen& chosen);

@@ -38,6 +38,7 @@ int main(int argc, char** argv) {
     app.set_version_flag("--version", "tarnctl " TARN_VERSION);
     app.require_subcommand(1);
     tarnctl::Chosen chosen;
+    tarnctl::addCertCommand(app, chosen);
     tarnctl::addConfigCommand(app, chosen);
     tarnctl::addLogCommand(app, chosen);
     tarnctl::addPsCommand(app, chosen);

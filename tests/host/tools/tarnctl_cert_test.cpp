@@ -1,0 +1,97 @@
+// "tarnctl cert" from a new authority to a revoked certificate.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <stdio.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+
+#include <array>
+#include <fstream>
+#include <string>
+
+#include "tarn_host/host_process.h"
+
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+struct Result {
+    int code;
+    std::string output; // Both streams.
+};
+
+Result cert(const std::string& words) {
+    const std::string line = "cd " + std::string(TarnHostDir()) + " && " TARNCTL " cert " + words + " 2>&1 </dev/null";
+    FILE* const pipe = popen(line.c_str(), "r");
+    std::string output;
+    std::array<char, 512> part;
+    while (fgets(part.data(), part.size(), pipe) != nullptr) {
+        output += part.data();
+    }
+    return {WEXITSTATUS(pclose(pipe)), output};
+}
+
+void expectDone(const std::string& words) {
+    const Result result = cert(words);
+    EXPECT_EQ(result.code, 0) << words << ": " << result.output;
+}
+
+TEST(TarnctlCert, InstallsChecksAndRevokes) {
+    expectDone("demo-ca authority --issue server next");
+    struct stat status = {};
+    ASSERT_EQ(stat((std::string(TarnHostDir()) + "/authority/ca.key").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777U, 0600U);
+    EXPECT_EQ(cert("demo-ca authority").code, 1) << "server is there already and stays";
+    expectDone("demo-ca authority --issue third");
+
+    expectDone("install 0x107 --cert authority/server.pem --key authority/server.key");
+    expectDone("install 0x103 --cert authority/next.pem --key authority/next.key --keyless");
+    Result result = cert("check");
+    EXPECT_EQ(result.code, 1);
+    EXPECT_THAT(result.output, HasSubstr("0x107: peers refuse it: self-signed certificate in certificate chain\n"));
+    expectDone("ca add authority/ca.pem");
+    result = cert("check");
+    EXPECT_EQ(result.code, 0);
+    EXPECT_EQ(result.output, "");
+
+    for (int i = 0; i < 2; i++) {
+        expectDone("revoke authority/server.pem --ca authority");
+    }
+    result = cert("check");
+    EXPECT_EQ(result.code, 1);
+    EXPECT_EQ(result.output, "0x107: peers refuse it: certificate revoked\n");
+    expectDone("install 0x107 --cert authority/third.pem --key authority/third.key");
+    expectDone("check");
+
+    result = cert("list");
+    EXPECT_THAT(result.output, HasSubstr("service 0x107\n  subject  CN=third\n  issuer   CN=Tarn demonstration CA\n"));
+    EXPECT_THAT(result.output, HasSubstr("EC prime256v1, by key file"));
+    EXPECT_THAT(result.output, HasSubstr("EC prime256v1, keyless"));
+    EXPECT_THAT(result.output, testing::ContainsRegex(", (89|90) days left"));
+    EXPECT_THAT(cert("list --json").output, HasSubstr("\"use\":\t\"keyless\""));
+    expectDone("uninstall 0x107");
+    EXPECT_EQ(cert("uninstall 0x107").code, 3);
+    EXPECT_THAT(cert("list").output, Not(HasSubstr("0x107")));
+}
+
+TEST(TarnctlCert, SaysWhatIsWrong) {
+    expectDone("demo-ca other --issue one two");
+    const Result mismatch = cert("install 0x104 --cert other/one.pem --key other/two.key");
+    EXPECT_EQ(mismatch.code, 1);
+    EXPECT_THAT(mismatch.output, HasSubstr("the key belongs to another certificate"));
+    EXPECT_THAT(cert("install 0x104 --cert other/one.key --key other/one.key").output, HasSubstr("no PEM text"));
+    EXPECT_EQ(cert("install 0x104 --cert absent.pem --key other/one.key").code, 3);
+    EXPECT_EQ(cert("install 0x108 --cert other/one.pem --key other/one.key").code, 2);
+    EXPECT_EQ(cert("ca add other/one.key").code, 1);
+    EXPECT_EQ(cert("crl add other/ca.pem").code, 1);
+    EXPECT_EQ(cert("ca remove absent.pem").code, 3);
+    EXPECT_EQ(cert("ca remove ../../other/ca.pem").code, 1);
+    EXPECT_EQ(cert("demo-ca other --issue ../escape").code, 2);
+    EXPECT_EQ(cert("demo-ca foreign --issue one").code, 0);
+    const Result stranger = cert("revoke other/one.pem --ca foreign");
+    EXPECT_EQ(stranger.code, 1);
+    EXPECT_THAT(stranger.output, HasSubstr("is not one of the authority in foreign"));
+}
+
+} // namespace

@@ -1,0 +1,39 @@
+// The subcommands of "tarnctl cert", and what they share.
+#pragma once
+
+#include <ctime>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "command.h"
+#include "tarn_host/host_certificate.h"
+
+namespace tarnctl {
+
+void addCertList(CLI::App& cert, Chosen& chosen);
+void addCertInstall(CLI::App& cert, Chosen& chosen);
+void addCertTrust(CLI::App& cert, Chosen& chosen);
+void addCertRevoke(CLI::App& cert, Chosen& chosen);
+void addCertCheck(CLI::App& cert, Chosen& chosen);
+void addCertDemoCa(CLI::App& cert, Chosen& chosen);
+
+// An option that takes an OM certificate type, "0x107" and so on.
+CLI::Option* addTypeOption(CLI::App& command, uint32_t& omType);
+
+// All that is installed; an exit code.
+int readFacts(std::vector<TarnHostCertFacts>& facts);
+
+// A whole file of up to 16 MiB; an exit code.
+int readContent(const std::string& path, std::string& content);
+
+// Why a certificate, key or list cannot be used, for people.
+std::string reasonText(uint32_t error);
+
+// A day as in ISO 8601-1, UTC.
+std::string dayText(int64_t seconds);
+
+// Whole days from now until then, rounded down: negative when that is over.
+int64_t daysLeft(int64_t seconds);
+
+} // namespace tarnctl

@@ -1,0 +1,80 @@
+// "tarnctl cert install" and "tarnctl cert uninstall".
+#include <openssl/crypto.h>
+
+#include <cerrno>
+#include <memory>
+
+#include "cert.h"
+
+namespace tarnctl {
+namespace {
+
+struct Options {
+    uint32_t omType = 0;
+    std::string certificate;
+    std::string key;
+    std::string passFile;
+    bool isKeyless = false;
+};
+
+// The first line, as `openssl` reads a pass phrase from a file.
+int readPassPhrase(const std::string& path, std::string& passPhrase) {
+    const int read = path.empty() ? kDone : readContent(path, passPhrase);
+    passPhrase.erase(std::min(passPhrase.find_first_of("\r\n"), passPhrase.size()));
+    return read;
+}
+
+int install(const Options& options) {
+    std::string certificate;
+    std::string key;
+    std::string passPhrase;
+    int read = readContent(options.certificate, certificate);
+    read = read != kDone ? read : readContent(options.key, key);
+    read = read != kDone ? read : readPassPhrase(options.passFile, passPhrase);
+    if (read != kDone) {
+        return read;
+    }
+    TarnHostCertInstallation installation = {};
+    installation.omType = options.omType;
+    installation.isKeyless = options.isKeyless ? 1 : 0;
+    installation.certificate = certificate.data();
+    installation.certificateBytes = static_cast<uint32_t>(certificate.size());
+    installation.key = key.data();
+    installation.keyBytes = static_cast<uint32_t>(key.size());
+    installation.passPhrase = passPhrase.c_str();
+    const uint32_t error = TarnHostCertInstall(&installation);
+    OPENSSL_cleanse(key.data(), key.size());
+    OPENSSL_cleanse(passPhrase.data(), passPhrase.size());
+    return error == 0 ? kDone
+                      : complain(kFailed, "cannot install " + options.certificate + " with " + options.key + ": " +
+                                              reasonText(error));
+}
+
+int uninstall(uint32_t omType) {
+    const uint32_t error = TarnHostCertUninstall(omType);
+    if (error == ENOENT) {
+        return complain(kNotFound, "no certificate of this type is installed");
+    }
+    return error == 0 ? kDone : complainOf("cannot remove the certificate", error);
+}
+
+} // namespace
+
+void addCertInstall(CLI::App& cert, Chosen& chosen) {
+    CLI::App* const command =
+        cert.add_subcommand("install", "Installs a service certificate in place of the one before");
+    auto options = std::make_shared<Options>();
+    addTypeOption(*command, options->omType);
+    command->add_option("--cert", options->certificate, "PEM file: the certificate, then its chain")->required();
+    command->add_option("--key", options->key, "PEM file: its private key")->required();
+    command->add_option("--pass-file", options->passFile, "File whose first line is the key's pass phrase");
+    command->add_flag("--keyless", options->isKeyless, "Processes sign through the engine and get no key");
+    command->callback([options, &chosen] { chosen = [options] { return install(*options); }; });
+
+    CLI::App* const removal = cert.add_subcommand("uninstall", "Removes a service certificate and its key");
+    auto omType = std::make_shared<uint32_t>(0);
+    addTypeOption(*removal, *omType);
+    removal->callback([omType, &chosen] { chosen = [omType] { return uninstall(*omType); }; });
+}
+
+} // namespace tarnctl

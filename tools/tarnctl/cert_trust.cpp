@@ -1,0 +1,59 @@
+// "tarnctl cert ca" and "tarnctl cert crl": whom the processes trust, and whom no longer.
+#include <cerrno>
+#include <cstdio>
+#include <memory>
+
+#include "cert.h"
+
+namespace tarnctl {
+namespace {
+
+struct Store {
+    const char* command;
+    const char* what;
+    uint32_t (*add)(const void* pem, uint32_t bytes, uint32_t* count);
+    uint32_t (*remove)(const char* name);
+};
+
+constexpr Store kAuthorities = {"ca", "trusted CA certificates", TarnHostCertAddCa, TarnHostCertRemoveCa};
+constexpr Store kLists = {"crl", "revocation lists", TarnHostCertAddCrl, TarnHostCertRemoveCrl};
+
+int add(const Store& store, const std::string& path) {
+    std::string content;
+    const int read = readContent(path, content);
+    if (read != kDone) {
+        return read;
+    }
+    const uint32_t error = store.add(content.data(), static_cast<uint32_t>(content.size()), nullptr);
+    return error == 0 ? kDone : complain(kFailed, "cannot add " + path + ": " + reasonText(error));
+}
+
+int removeNamed(const Store& store, const std::string& name) {
+    const uint32_t error = store.remove(name.c_str());
+    if (error == ENOENT) {
+        return complain(kNotFound, "there is no file " + name + "; \"tarnctl cert list\" shows the names");
+    }
+    return error == 0 ? kDone : complainOf("cannot remove " + name, error);
+}
+
+void addStore(CLI::App& cert, Chosen& chosen, const Store& store) {
+    const std::string what(store.what);
+    CLI::App* const command = cert.add_subcommand(store.command, "Adds and removes " + what);
+    command->require_subcommand(1);
+    auto word = std::make_shared<std::string>();
+    CLI::App* const adding = command->add_subcommand("add", "Adds all " + what + " of a file");
+    adding->add_option("FILE", *word, "PEM file")->required();
+    adding->callback([&store, word, &chosen] { chosen = [&store, word] { return add(store, *word); }; });
+    CLI::App* const removing = command->add_subcommand("remove", "Removes one of the " + what);
+    removing->add_option("NAME", *word, "Its name, as the list shows it")->required();
+    removing->callback([&store, word, &chosen] { chosen = [&store, word] { return removeNamed(store, *word); }; });
+}
+
+} // namespace
+
+void addCertTrust(CLI::App& cert, Chosen& chosen) {
+    addStore(cert, chosen, kAuthorities);
+    addStore(cert, chosen, kLists);
+}
+
+} // namespace tarnctl
