@@ -218,7 +218,7 @@ std::string DemoCa::revoke(const X509& certificate) const {
     needed(X509_CRL_set1_nextUpdate(list.get(), next.get()));
     needed(X509_CRL_sort(list.get()));
     needed(X509_CRL_sign(list.get(), key_.get(), EVP_sha256()) > 0);
-    const std::string text = pemOf(list.get());
+    std::string text = pemOf(list.get());
     writeFile(path + ".new", text, O_TRUNC);
     if (rename((path + ".new").c_str(), path.c_str()) != 0) {
         failedFile(path);

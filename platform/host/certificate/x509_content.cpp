@@ -4,10 +4,10 @@
 #include <openssl/err.h>
 #include <openssl/pem.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <climits>
-#include <cstring>
 #include <string_view>
 
 namespace tarn::host {
@@ -26,7 +26,7 @@ int givePassPhrase(char* buffer, int size, int, void* context) {
     if (passPhrase == nullptr || passPhrase->empty() || passPhrase->size() > static_cast<size_t>(size)) {
         return -1;
     }
-    std::memcpy(buffer, passPhrase->data(), passPhrase->size());
+    std::copy(passPhrase->begin(), passPhrase->end(), buffer);
     return static_cast<int>(passPhrase->size());
 }
 
