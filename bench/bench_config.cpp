@@ -165,8 +165,8 @@ bool lookUpIsNoSlowerThanMap(size_t count) {
     return tarn::bench::holds(name.c_str(), ratio, 1.0);
 }
 
-// The time of a notification in those of its look-ups and copies, which meet the same caches: once for the cost, and of a
-// large one against a small one for the growth.
+// The time of a notification in those of its look-ups and copies, which meet the same caches: once for the cost, and of
+// a large one against a small one for the growth.
 bool notificationsAreCheapAndLinear() {
     constexpr size_t kItems = 500;
     bindEverywhere(4 * kItems);

@@ -36,10 +36,10 @@ std::string decrypted(const std::string& text, const char* owner = kOwner) {
     uint32_t length = 0;
     const uint32_t error = TarnHostKeyDecrypt(owner, text.c_str(), plain, sizeof plain, &length);
     EXPECT_TRUE(error == 0 || strcmp(plain, "untouched") == 0);
-    return error == 0 ? std::string(plain, length) : "<" + std::to_string(error) + ">";
+    return error == 0 ? std::string(plain, length) : std::string("<").append(std::to_string(error)).append(">");
 }
 
-const std::string kTampered = "<" + std::to_string(EBADMSG) + ">";
+const std::string kTampered = std::string("<").append(std::to_string(EBADMSG)).append(">");
 
 // First, as the key must not be there yet.
 TEST(Key, IsOneForProcessesThatStartTogether) {

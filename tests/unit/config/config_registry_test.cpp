@@ -190,7 +190,8 @@ TEST_F(ConfigRegistry, AFailedCallCostsAtMostWhatItCarried) {
 TEST_F(ConfigRegistry, FailuresOfTheIndexAreLogged) {
     static uint32_t variable = 5;
     for (size_t i = 0; i < 300; ++i) {
-        ConfConfigBind(("k" + std::to_string(i)).c_str(), CONF_CONFIG_TYPE_UINT, &variable, 4, nullptr);
+        ConfConfigBind(std::string("k").append(std::to_string(i)).c_str(), CONF_CONFIG_TYPE_UINT, &variable, 4,
+                       nullptr);
     }
     platform.reset();
     platform.failNth("OsMemMallocSetCharMon", 1);
