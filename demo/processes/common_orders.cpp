@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstring>
+#include <thread>
 
 #include "processes/handlers.h"
 #include "processes/inbox.h"
@@ -73,9 +74,17 @@ Reply startFreeTimer(const Arguments& arguments) {
     return {{"result", std::to_string(result)}};
 }
 
+// Whether the free-standing timer still runs. A one-shot becomes idle a moment after its expiry was posted.
+bool freeTimerRuns() {
+    for (int i = 0; i < 100 && freeTimer.mode == CONF_TIMER_ONE_SHOT && ConfTimerIsVaild(&freeTimer); ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return ConfTimerIsVaild(&freeTimer);
+}
+
 // timer-stop
 Reply stopTimers(const Arguments&) {
-    const bool valid = ConfTimerIsVaild(&freeTimer);
+    const bool valid = freeTimerRuns();
     ConfCommTimerStop(kOneShotRow);
     ConfCommTimerStop(kPeriodicRow);
     ConfTimerStop(&freeTimer);

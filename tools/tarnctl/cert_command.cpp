@@ -10,7 +10,7 @@ namespace tarnctl {
 namespace {
 
 constexpr size_t kMostBytes = size_t{16} * 1024 * 1024;
-constexpr int64_t kDaySeconds = 24 * 3600;
+constexpr int64_t kDaySeconds = int64_t{24} * 3600;
 
 struct CloseFile {
     void operator()(std::FILE* file) const { std::fclose(file); }
