@@ -1,6 +1,7 @@
 // tarnctl: shows and changes what the host platform keeps below its directory.
 #include <algorithm>
 #include <cctype>
+#include <cstdio>
 #include <exception>
 #include <string>
 #include <vector>
@@ -27,9 +28,7 @@ std::vector<std::string> wordsOf(int argc, char** argv) {
     return words;
 }
 
-} // namespace
-
-int main(int argc, char** argv) {
+int run(int argc, char** argv) {
     CLI::App app(
         "Shows and drives the host platform. Everything it looks at stands below TARN_HOST_DIR\n"
         "(without it $XDG_RUNTIME_DIR/tarn, else /tmp/tarn-UID).",
@@ -49,7 +48,16 @@ int main(int argc, char** argv) {
         return chosen();
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? tarnctl::kDone : tarnctl::kUsage;
+    }
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    try {
+        return run(argc, argv);
     } catch (const std::exception& error) {
-        return tarnctl::complain(tarnctl::kFailed, error.what());
+        std::fprintf(stderr, "tarnctl: %s\n", error.what());
+        return tarnctl::kFailed;
     }
 }
