@@ -71,6 +71,7 @@ TEST(ConfigTrouble, KilledWritersLoseNothingForOthers) {
 int commitAndDie() {
     sqlite3* database = nullptr;
     sqlite3_open(databasePath().c_str(), &database);
+    sqlite3_busy_timeout(database, 2000); // The parent may be writing or reading at this moment.
     std::string row = std::string("\x0D\x01", 2) + std::string(1, '\0') + "Conf.silent.x" + "1";
     sqlite3_stmt* append = nullptr;
     sqlite3_prepare_v2(database, "INSERT INTO change SELECT max(position)+?1, ?2 FROM change", -1, &append, nullptr);
