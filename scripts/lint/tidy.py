@@ -11,6 +11,7 @@ import functools
 import hashlib
 import json
 import os
+import re
 import shlex
 import subprocess
 import sys
@@ -18,6 +19,7 @@ import sys
 CACHE = ".cache/lint/tidy"
 COMPILED = ("src/", "platform/", "demo/", "tools/", "tests/")
 TIDY = "clang-tidy-14"
+COMPILER = re.compile(r"(^|/)(c|g|clang)(\+\+|cc)?(-\d+)?$")
 
 
 @functools.lru_cache(maxsize=None)
@@ -38,8 +40,8 @@ def compile_commands(build):
 def dependencies(entry):
     """All files that the entry's source includes, itself first."""
     words = shlex.split(entry["command"])
-    if os.path.basename(words[0]) == "ccache":
-        words = words[1:]
+    compiler = next(index for index, word in enumerate(words) if COMPILER.search(word))
+    words = words[compiler:]
     output = words.index("-o")
     command = words[:output] + words[output + 2:] + ["-M"]
     rule = subprocess.run(command, cwd=entry["directory"], check=True, capture_output=True, text=True).stdout
