@@ -46,10 +46,11 @@ discard_foreign_build() {
   fi
 }
 
+# configure PRESET [-DNAME=VALUE...]
 configure() {
   discard_foreign_build "$1"
   mkdir -p "build/$1"
-  quietly "build/$1/configure.log" cmake --preset "$1" || die "cannot configure the preset '$1'"
+  quietly "build/$1/configure.log" cmake --preset "$@" || die "cannot configure the preset '$1'"
 }
 
 # The release preset has the benchmarks in it.

@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
 # installs the Debian packages that are missing
 #
-# usage: ./run setup [--bench] [--lint]
+# usage: ./run setup [--COMMAND...]
 #
 # Says nothing when everything is there. Without arguments it looks after what building, testing and the demonstration
-# need; --bench and --lint add what those commands need. The list, with a reason for each, is scripts/packages.txt.
+# need; --lint, --bench and so on add what those commands need. The list, with a reason for each, is scripts/packages.txt.
 # Packages are installed as root, or with sudo for everybody else. The other commands call this themselves.
 source "$(dirname "${BASH_SOURCE[0]}")/../common.sh"
 
@@ -12,10 +12,10 @@ parse_arguments() {
   local argument
   groups=(build)
   for argument in "$@"; do
-    case $argument in
-      --bench | --lint) groups+=("${argument#--}") ;;
-      *) usage_error "setup does not know '$argument'" ;;
-    esac
+    if [[ $argument != --* ]] || ! grep -q "^${argument#--} | " scripts/packages.txt; then
+      usage_error "setup does not know '$argument'"
+    fi
+    groups+=("${argument#--}")
   done
 }
 
