@@ -1,5 +1,6 @@
 // Loading and saving of variables by a walk over the caller's index table. An element that fails takes only what is
 // below it out of the walk; a load or save fails as a whole at the root only.
+#include <cerrno>
 #include <cstdlib>
 
 #include "base/log.h"
@@ -49,8 +50,10 @@ void* variableOf(void* indexNode) {
     if (ConfXmlGetValue(indexNode, CONF_XML_ATTR_CHAR, &address) != 0 || address.value.text == nullptr) {
         return nullptr;
     }
+    errno = 0;
+    const auto number = static_cast<uintptr_t>(std::strtoull(address.value.text, nullptr, 0));
     // NOLINTNEXTLINE(performance-no-int-to-ptr): the text is all there is of the pointer.
-    return reinterpret_cast<void*>(static_cast<uintptr_t>(std::strtoull(address.value.text, nullptr, 0)));
+    return errno == ERANGE ? nullptr : reinterpret_cast<void*>(number);
 }
 
 uint32_t failLoad(const char* text) {
