@@ -70,7 +70,7 @@ TEST_F(Settings, NamesAreFoundInFileOrderWithoutCase) {
     EXPECT_EQ(valueOf("ignoreLayoutStrategy"), "(none)");
     const std::string longest(127, 'v');
     const std::string file =
-        "<?xml version=\"1.0\"?><!-- c --><root><!-- c --><a name='IGNORELAYOUTSTRATEGY'>0x10</a>"
+        "<?xml version=\"1.0\"?><!-- c --><root><![CDATA[x]]><!-- c --><a name='IGNORELAYOUTSTRATEGY'>0x10</a>"
         "<b name='ignoreLayoutStrategy'>9</b><c name='isStopCastWhenConfEnd'>yes</c>"
         "<d name='isForbiddenKitCapbility'>256</d><e name='" +
         longest + "'>" + longest + "</e><f name='isCloseWirelessCastWhenStopShare'>017</f></root>";
@@ -110,6 +110,7 @@ TEST_F(Settings, OneBadSettingLeavesNone) {
             EXPECT_EQ(CallServiceIsForbiddenKitCap(), 0U);
             EXPECT_THAT(platform.logTexts(), ElementsAre("[CallServiceIsForbiddenKitCap]forbiddenKitCap "
                                                          "ConfConfigGetValueByName error, iRes:1"));
+            EXPECT_EQ(platform.logs()[0].level, CONF_LOG_ERROR);
         });
     }
 }

@@ -118,11 +118,15 @@ TEST_F(XmlEncoding, BadDescriptionsAreTold) {
     EXPECT_EQ(ConfXmlDumpWithHeader("", nullptr), 15U);
     EXPECT_EQ(ConfXmlAdptGetNodeValueByUrl(nullptr, "a"), nullptr);
     EXPECT_EQ(ConfXmlAdptGetNodeValueByUrl(document.get(), nullptr), nullptr);
+    EXPECT_EQ(ConfXmlAdptGetNodeAttrByUrl(nullptr, "a", "k"), nullptr);
+    EXPECT_EQ(ConfXmlAdptGetNodeAttrByUrl(document.get(), nullptr, "k"), nullptr);
     EXPECT_EQ(ConfXmlAdptGetNodeAttrByUrl(document.get(), "a", nullptr), nullptr);
     EXPECT_THAT(takeLogs(), ElementsAre("1 [ConfXmlDumpWithHeader]xmlBody or xmlBodyWithHeader is nullptr!",
                                         "1 [ConfXmlDumpWithHeader]xmlBody or xmlBodyWithHeader is nullptr!",
                                         "1 [ConfXmlAdptGetNodeValueByUrl]rootNode or url is nullptr!",
                                         "1 [ConfXmlAdptGetNodeValueByUrl]rootNode or url is nullptr!",
+                                        "1 [ConfXmlAdptGetNodeAttrByUrl]rootNode or url or attrName is nullptr!",
+                                        "1 [ConfXmlAdptGetNodeAttrByUrl]rootNode or url or attrName is nullptr!",
                                         "1 [ConfXmlAdptGetNodeAttrByUrl]rootNode or url or attrName is nullptr!"));
 }
 
@@ -155,6 +159,11 @@ TEST_F(XmlEncoding, APlatformOrMemoryThatFailsGivesNothing) {
         EXPECT_TRUE(encoded != nullptr || tarn::test::blockFailed());
         const Document document(ConfXmlCreateRootNodeByNodeSet(tree));
     });
+    const std::vector<std::string> logs = takeLogs();
+    for (const char* line : {"1 [ConfXmlAdptEncodeWithRootAttr]tempXmlBuf is nullptr!",
+                             "1 [ConfXmlAdptEncodeWithRootAttr]ConfXmlSetNodeText fail, ret = 15!"}) {
+        EXPECT_THAT(logs, Contains(line));
+    }
 }
 
 } // namespace

@@ -1,8 +1,23 @@
+#include <dlfcn.h>
 #include <tinyxml2.h>
 
 #include <cstring>
 
 #include "xml_fixture.h"
+
+namespace {
+
+bool parseClaimsSuccess = false;
+
+} // namespace
+
+// In place of tinyxml2's, which it calls: one that keeps an error and yet claims success.
+tinyxml2::XMLError tinyxml2::XMLDocument::Parse(const char* text, size_t length) {
+    using Real = XMLError (*)(XMLDocument*, const char*, size_t);
+    static const auto real = reinterpret_cast<Real>(dlsym(RTLD_NEXT, "_ZN8tinyxml211XMLDocument5ParseEPKcm"));
+    const XMLError result = real(this, text, length);
+    return parseClaimsSuccess ? XML_SUCCESS : result;
+}
 
 namespace {
 
@@ -25,30 +40,29 @@ class XmlNodes : public tarn::test::XmlTest {
     }
 };
 
-TEST_F(XmlNodes, GoodBodiesGiveTheirRoot) {
-    for (const std::string& body :
+// Bodies and files are read alike.
+TEST_F(XmlNodes, GoodTextsGiveTheirRoot) {
+    const tarn::test::ScratchDirectory scratch;
+    const std::string path = scratch / "file.xml";
+    for (const std::string& text :
          {std::string("<a><b/></a>"), std::string("<?xml version=\"1.0\"?><!-- c --><a><!-- c --><b/></a><!-- c -->"),
-          std::string("\xEF\xBB\xBF<a/>"), nested(98), "<a>" + std::string(3'000'000, 'x') + "</a>"}) {
-        const Document document = parse(body);
-        ASSERT_NE(document, nullptr) << body.substr(0, 80);
-        EXPECT_STREQ(ConfXmlGetNodeName(document.get()), "a");
-        EXPECT_TRUE(ConfXmlIsRootNode(document.get()));
+          std::string("<a><![CDATA[<c/>]]><!DOCTYPE d><!-- <c/> -->text<b/>&#0;&#xD800;&#x110000;&unknown;</a>"),
+          std::string("\xEF\xBB\xBF<a><b/></a>"), "<a>" + nested(97) + "</a>",
+          "<a><b/>" + std::string(3'000'000, 'x') + "</a>"}) {
+        SCOPED_TRACE(text.substr(0, 80));
+        tarn::test::writeFile(path, text);
+        const Document fromBody = parse(text);
+        const Document fromFile(ConfXmlParseFileGetRoot(path.c_str()));
+        for (void* const root : {fromBody.get(), fromFile.get()}) {
+            ASSERT_NE(root, nullptr);
+            EXPECT_STREQ(ConfXmlGetNodeName(root), "a");
+            EXPECT_TRUE(ConfXmlIsRootNode(root));
+            EXPECT_EQ(ConfXmlGetNodeChildNum(root), 1U) << "only elements count";
+        }
     }
     EXPECT_THAT(takeLogs(), IsEmpty());
     const Document data = parse("<a><![CDATA[<&>]]></a>");
     EXPECT_STREQ(ConfXmlGetNodeText(data.get()), "<&>");
-}
-
-TEST_F(XmlNodes, BadBodiesAreToldOnce) {
-    for (const std::string& body :
-         {std::string(), std::string("text"), std::string("<a><b></a>"), std::string("<a"),
-          std::string("<a b='1' b='2'/>"), std::string("<a><![CDATA[x</a>"), std::string("<a><!-- x</a>"), nested(99),
-          nested(100), nested(101), nested(10'000)}) {
-        EXPECT_EQ(parse(body), nullptr);
-        EXPECT_THAT(takeLogs(), ElementsAre("1 [ConfXmlParseBodyGetRoot]Parse doc failed"));
-    }
-    EXPECT_EQ(ConfXmlParseBodyGetRoot(nullptr), nullptr);
-    EXPECT_EQ(parse("<!-- nothing else -->"), nullptr) << "and nothing is left of the document";
 
     // Entities of the document's own are not expanded, so that they cannot grow.
     const Document bomb = parse("<!DOCTYPE a [<!ENTITY b \"bbbb\"><!ENTITY c \"&b;&b;\">]><a>&c;</a>");
@@ -56,13 +70,35 @@ TEST_F(XmlNodes, BadBodiesAreToldOnce) {
     EXPECT_STREQ(ConfXmlGetNodeText(bomb.get()), "&c;");
 }
 
+TEST_F(XmlNodes, BadTextsAreToldOnce) {
+    const tarn::test::ScratchDirectory scratch;
+    const std::string path = scratch / "file.xml";
+    for (const std::string& text :
+         {std::string(), std::string("text"), std::string("<a><b></a>"), std::string("<a"),
+          std::string("<a b='1' b='2'/>"), std::string("<a><![CDATA[x</a>"), std::string("<a><!-- x</a>"),
+          std::string("<a><?xml version='1.0'?><b/></a>"), nested(99), nested(100), nested(101), nested(10'000)}) {
+        SCOPED_TRACE(text.substr(0, 80));
+        tarn::test::writeFile(path, text);
+        EXPECT_EQ(parse(text), nullptr);
+        EXPECT_EQ(ConfXmlParseFileGetRoot(path.c_str()), nullptr);
+        EXPECT_THAT(takeLogs(), ElementsAre("1 [ConfXmlParseBodyGetRoot]Parse doc failed",
+                                            "1 [ConfXmlParseFileGetRoot]LoadFile failed"));
+    }
+    EXPECT_EQ(ConfXmlParseBodyGetRoot(nullptr), nullptr);
+    EXPECT_EQ(parse("<!-- nothing else -->"), nullptr) << "and nothing is left of the document";
+    takeLogs();
+    parseClaimsSuccess = true;
+    EXPECT_EQ(parse("<a>"), nullptr);
+    parseClaimsSuccess = false;
+    EXPECT_THAT(takeLogs(),
+                ElementsAre(testing::StartsWith("1 [ConfXmlParseBodyGetRoot]Error parsing XML: Error=XML_")));
+}
+
 TEST_F(XmlNodes, FilesAreReadAndStayOpen) {
     const tarn::test::ScratchDirectory scratch;
     const std::string path = scratch / "file.xml";
     tarn::test::writeFile(path, "<a><b/></a>");
     const Document document(ConfXmlParseFileGetRoot(path.c_str()));
-    ASSERT_NE(document, nullptr);
-    EXPECT_EQ(ConfXmlGetNodeChildNum(document.get()), 1U);
     tarn::test::writeFile(path, "<a>");
     EXPECT_EQ(ConfXmlParseFileGetRoot(path.c_str()), nullptr);
     for (FILE* const stream : tarn::test::scriptedFiles().openedForReading) {
@@ -209,6 +245,7 @@ TEST_F(XmlNodes, NullIsToldAndAnswered) {
     int value = 1;
     const Document document(ConfXmlCreateRootNode("r"));
     EXPECT_EQ(ConfXmlCreateRootNode(nullptr), nullptr);
+    EXPECT_EQ(ConfXmlCreateFirstChildNode(document.get(), nullptr), nullptr);
     EXPECT_EQ(ConfXmlCreateLastChildNode(document.get(), nullptr), nullptr);
     EXPECT_EQ(ConfXmlGetNodeParenet(nullptr), nullptr);
     EXPECT_FALSE(ConfXmlIsRootNode(nullptr));
@@ -232,12 +269,15 @@ TEST_F(XmlNodes, NullIsToldAndAnswered) {
     EXPECT_EQ(ConfXmlGetNodeName(nullptr), nullptr);
     EXPECT_EQ(ConfXmlGetNodeText(nullptr), nullptr);
     EXPECT_EQ(ConfXmlGetNodeIntText(nullptr), 0);
-    EXPECT_EQ(ConfXmlGetNodeStrAttr(nullptr, "k"), nullptr);
-    EXPECT_EQ(ConfXmlGetNodeIntAttr(document.get(), nullptr), 0);
-    EXPECT_EQ(ConfXmlGetNodeUintAttr(nullptr, "k"), 0U);
+    for (const auto& [node, name] : {std::pair<void*, const char*>{nullptr, "k"}, {document.get(), nullptr}}) {
+        EXPECT_EQ(ConfXmlGetNodeStrAttr(node, name), nullptr);
+        EXPECT_EQ(ConfXmlGetNodeIntAttr(node, name), 0);
+        EXPECT_EQ(ConfXmlGetNodeUintAttr(node, name), 0U);
+    }
     EXPECT_EQ(ConfXmlGetNodeByPath(nullptr, "k"), nullptr);
     EXPECT_EQ(ConfXmlGetNodeByPath(document.get(), nullptr), nullptr);
     EXPECT_EQ(ConfXmlCreateFirstChildNode(nullptr, "k"), nullptr);
+    EXPECT_EQ(ConfXmlCreateLastChildNode(nullptr, "k"), nullptr);
     EXPECT_EQ(ConfXmlTransformStr(nullptr), nullptr);
     for (const tarn::test::LogRecord& record : platform.logs()) {
         EXPECT_EQ(record.file, "xmlAdapter");
@@ -251,8 +291,10 @@ TEST_F(XmlNodes, NullIsToldAndAnswered) {
             "1 [ConfXmlGetNodeName]node is nullptr!", "1 [ConfXmlGetNodeText]node is nullptr!",
             "1 [ConfXmlGetNodeIntText]node is nullptr!", "1 [ConfXmlGetNodeStrAttr]invalid param!",
             "1 [ConfXmlGetNodeIntAttr]invalid param!", "1 [ConfXmlGetNodeUintAttr]invalid param!",
-            "1 [ConfXmlGetNodeByPath]invalid param!", "1 [ConfXmlGetNodeByPath]invalid param!",
-            "1 [ConfXmlCreateFirstChildNode]parentNode is nullptr!", "1 [ConfXmlTransformStr]rootNode is nullptr!"));
+            "1 [ConfXmlGetNodeStrAttr]invalid param!", "1 [ConfXmlGetNodeIntAttr]invalid param!",
+            "1 [ConfXmlGetNodeUintAttr]invalid param!", "1 [ConfXmlGetNodeByPath]invalid param!",
+            "1 [ConfXmlGetNodeByPath]invalid param!", "1 [ConfXmlCreateFirstChildNode]parentNode is nullptr!",
+            "1 [ConfXmlCreateLastChildNode]parentNode is nullptr!", "1 [ConfXmlTransformStr]rootNode is nullptr!"));
 }
 
 TEST_F(XmlNodes, NothingIsThrownWhenMemoryRunsOut) {

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cinttypes>
 #include <cstring>
 #include <deque>
@@ -278,7 +279,8 @@ TEST_F(XmlTrees, TheFileSaysHowToReadTheTableHowToStore) {
                        {"twice", CONF_XML_ATTR_UINT8, 0},   {"kept", CONF_XML_ATTR_UINT16, 0},
                        {"number", CONF_XML_ATTR_UINT32, 0}, {"named", CONF_XML_ATTR_CHAR, 40}};
     const std::string text =
-        "<cfg name='Root'>text<!-- c --><val name='byte' type='UINT8'>300</val>"
+        "<?xml version='1.0'?><cfg name='Root'>text<!-- c --><![CDATA[<val/>]]><!D><val name='byte' "
+        "type='UINT8'>300</val>"
         "<val name='wide' type='INT16'>-2</val><val name='text' type='CHAR' CharLen='99'>12345</val>"
         "<other name='none' type='CHAR'/><val name='twice' type='UINT8'>1</val>"
         "<val name='twice' type='UINT8'>2</val><val name='kept' type='uint16'>7</val>"
@@ -298,18 +300,34 @@ TEST_F(XmlTrees, TheFileSaysHowToReadTheTableHowToStore) {
                             "1 [ConfXmlTraverseXmlTree]pCallback fail",
                             "1 [ConfXmlLoadCallBack]ConfXmlCopyXmlNodeValueToIndex fail",
                             "1 [ConfXmlTraverseXmlTree]pCallback fail"));
+}
 
-    group.variables = {{"text", CONF_XML_ATTR_CHAR, 5}};
-    EXPECT_EQ(loadText(text), 0U);
-    EXPECT_THAT(takeLogs(), Contains("1 [ConfXmlLoadCallBack]ConfXmlCopyXmlNodeValueToIndex fail"));
-    group.variables = {{"text", CONF_XML_ATTR_CHAR, 0}};
-    std::strcpy(group.variables[0].storage, "old");
-    tarn::test::writeFile(file, text);
-    EXPECT_EQ(load(), 0U);
-    EXPECT_STREQ(group.variables[0].storage, "old");
-    group.variables = {{"long", CONF_XML_ATTR_CHAR, 65535}};
-    EXPECT_EQ(loadText("<cfg name='Root'><val name='long' type='CHAR'>x</val></cfg>"), 0U);
-    EXPECT_STREQ(group.variables[0].storage, "x");
+TEST_F(XmlTrees, TextsMustFitTheTablesCharLen) {
+    const struct {
+        uint16_t charLen;
+        const char* text;
+        const char* loaded; // null: it does not fit
+    } cases[] = {{0, "x", nullptr},
+                 {1, "x", nullptr},
+                 {1, "", ""},
+                 {5, "12345", nullptr},
+                 {6, "12345", "12345"},
+                 {65535, "x", "x"},
+                 {65535, "<![CDATA[<]]>", "<"}};
+    for (const auto& [charLen, text, loaded] : cases) {
+        SCOPED_TRACE(testing::Message() << text << " into " << charLen);
+        group.variables = {{"text", CONF_XML_ATTR_CHAR, charLen, {'o', 'l', 'd'}}};
+        tarn::test::writeFile(file,
+                              std::string("<cfg name='Root'><val name='text' type='CHAR'>") + text + "</val></cfg>");
+        takeLogs();
+        EXPECT_EQ(load(), 0U);
+        EXPECT_EQ(takeLogs().empty(), loaded != nullptr);
+        if (loaded != nullptr) {
+            EXPECT_STREQ(group.variables[0].storage, loaded);
+        } else {
+            EXPECT_TRUE(group.variables[0].storage[0] == (charLen == 0 ? 'o' : '\0'));
+        }
+    }
 }
 
 TEST_F(XmlTrees, InstancesAreToldApartByTheirNumber) {
@@ -336,13 +354,15 @@ TEST_F(XmlTrees, InstancesAreToldApartByTheirNumber) {
 
 // A name that is too long hides what stands behind it, as it does for `ConfXmlFindMatchNode`.
 TEST_F(XmlTrees, LoadsFindWhatTheExportedSearchFinds) {
-    for (const size_t length : {32U, 33U, 34U}) {
-        SCOPED_TRACE(length);
-        const std::string odd(length, 'n');
-        const std::string text = "<cfg name='Root'><val name='a' type='UINT8'>1</val><val name='" + odd +
-                                 "' type='UINT8'>2</val><val name='b' type='UINT8'>3</val></cfg>";
-        group.variables = {
-            {"b", CONF_XML_ATTR_UINT8, 0}, {"a", CONF_XML_ATTR_UINT8, 0}, {"absent", CONF_XML_ATTR_UINT8, 0}};
+    for (const auto& [element, attribute] : {std::pair<size_t, size_t>{32, 32}, {33, 3}, {34, 3}, {3, 33}, {3, 34}}) {
+        SCOPED_TRACE(testing::Message() << element << " and " << attribute);
+        const std::string text = "<cfg name='Root'><val name='a' type='UINT8'>1</val><" + std::string(element, 'e') +
+                                 " name='" + std::string(attribute, 'n') +
+                                 "' type='UINT8'/><val name='b' type='UINT8'>3</val></cfg>";
+        group.variables = {{"b", CONF_XML_ATTR_UINT8, 0},
+                           {"a", CONF_XML_ATTR_UINT8, 0},
+                           {"absent", CONF_XML_ATTR_UINT8, 0},
+                           {std::string(attribute, 'n'), CONF_XML_ATTR_UINT8, 0}};
         tarn::test::writeFile(file, text);
         EXPECT_EQ(load(), 0U);
         const std::vector<std::string> loaded = valuesOf(group);
@@ -355,8 +375,11 @@ TEST_F(XmlTrees, LoadsFindWhatTheExportedSearchFinds) {
         EXPECT_EQ(ConfXmlTraverseXmlTree(index.get(), &context, ConfXmlLoadCallBack), 0U);
         EXPECT_EQ(valuesOf(group), loaded);
         EXPECT_EQ(takeLogs(), logs);
-        EXPECT_EQ(numberOf<uint8_t>(group.variables[0]), length < 33 ? 3 : 0);
+        EXPECT_EQ(numberOf<uint8_t>(group.variables[0]), element == 32 ? 3 : 0);
         EXPECT_EQ(numberOf<uint8_t>(group.variables[1]), 1);
+        EXPECT_THAT(
+            logs,
+            Contains("1 [ConfXmlTraverseXmlTree]ConfXmlGetXmlNodeAttrAndValue fail").Times(attribute > 32 ? 1 : 0));
     }
 }
 
@@ -396,20 +419,27 @@ TEST_F(XmlTrees, AMismatchAtTheRootFailsTheLoad) {
                                         "1 [ConfXmlBakFile]Null ptr.", "1 [ConfXmlBakFile]Null ptr."));
 }
 
-TEST_F(XmlTrees, WhatCannotBeSavedLeavesAnEmptyElement) {
-    tarn::test::writeFile(backup, "");
-    const auto badTable = [](uint32_t) -> void* {
+TEST_F(XmlTrees, WithoutAnAddressOrATypeNothingIsSavedOrLoaded) {
+    const auto badTable = [](uint32_t mode) -> void* {
+        const std::string root = mode == 0 ? "Root" : "other";
         return ConfXmlParseBodyGetRoot(
-            "<cfg name='other'><val name='a' type='UINT8'>0</val><val name='b' type='UINT8'/>"
-            "<val name='c' type='FLOAT'>64</val><val name='d'>64</val>"
-            "<val name='e' type='CHAR' CharLen='70000'>no address</val></cfg>");
+            ("<cfg name='" + root +
+             "'><val name='a' type='UINT8'>0</val><val name='b' type='UINT8'/>"
+             "<val name='c' type='FLOAT'>64</val><val name='d'>64</val><val name='e' type='UINT8'>0x</val>"
+             "<val name='f' type='CHAR' CharLen='70000'>no address</val>"
+             "<val name='g' type='INT32'>99999999999999999999</val></cfg>")
+                .c_str());
     };
     EXPECT_EQ(ConfXmlSave(badTable, file.c_str(), backup.c_str()), 0U);
     EXPECT_EQ(tarn::test::readFile(file),
               "<cfg name=\"Root\">\n    <val name=\"a\" type=\"UINT8\"/>\n    <val name=\"b\" type=\"UINT8\"/>\n"
-              "    <val name=\"c\" type=\"FLOAT\"/>\n    <val name=\"d\"/>\n    <val name=\"e\" type=\"CHAR\" "
-              "CharLen=\"4464\"/>\n</cfg>\n");
-    EXPECT_EQ(ConfXmlLoad(badTable, file.c_str(), backup.c_str()), 1U) << "the table's root is no \"Root\"";
+              "    <val name=\"c\" type=\"FLOAT\"/>\n    <val name=\"d\"/>\n    <val name=\"e\" type=\"UINT8\"/>\n"
+              "    <val name=\"f\" type=\"CHAR\" CharLen=\"4464\"/>\n    <val name=\"g\" type=\"INT32\"/>\n</cfg>\n");
+    takeLogs();
+    EXPECT_EQ(ConfXmlLoad(badTable, file.c_str(), backup.c_str()), 0U);
+    const std::vector<std::string> logs = takeLogs();
+    EXPECT_EQ(std::count(logs.begin(), logs.end(), "1 [ConfXmlLoadCallBack]ConfXmlCopyXmlNodeValueToIndex fail"), 5);
+    EXPECT_EQ(std::count(logs.begin(), logs.end(), "1 [ConfXmlLoadCallBack]ConfXmlGetValue fail"), 2);
 }
 
 TEST_F(XmlTrees, BuildersTellWhatTheyMiss) {
@@ -458,12 +488,14 @@ TEST_F(XmlTrees, PiecesAnswerBadArguments) {
     EXPECT_EQ(other.charLen, 9);
     EXPECT_EQ(ConfXmlIsValueNode(&other), 1U);
     EXPECT_EQ(ConfXmlIsValueNode(nullptr), 0U);
+    EXPECT_EQ(ConfXmlGetXmlNodeAttr(value, nullptr), 1U);
     EXPECT_GT(ConfXmlCompareNode(&info, &other), 0);
     EXPECT_LT(ConfXmlCompareNode(&other, &info), 0);
     other = info;
     other.instId = 2;
     EXPECT_EQ(ConfXmlCompareNode(&info, &other), 1);
     EXPECT_EQ(ConfXmlCompareNode(nullptr, &other), 1);
+    EXPECT_EQ(ConfXmlCompareNode(&info, nullptr), 1);
     EXPECT_THAT(takeLogs(), IsEmpty());
     EXPECT_EQ(ConfXmlGetXmlNodeAttrAndValue(document.get(), nullptr), 1U);
     EXPECT_EQ(ConfXmlGetXmlNodeAttrAndValue(nullptr, &other), 1U);
@@ -483,6 +515,10 @@ TEST_F(XmlTrees, PiecesAnswerBadArguments) {
     EXPECT_EQ(ConfXmlFindMatchNode(value, document.get(), ConfXmlCompareNode, nullptr), 1U);
     EXPECT_EQ(ConfXmlFindMatchNode(value, document.get(), ConfXmlCompareNode, &found), 0U);
     EXPECT_EQ(found, value);
+    EXPECT_EQ(ConfXmlFindMatchNode(nullptr, document.get(), ConfXmlCompareNode, &found), 1U);
+    EXPECT_EQ(ConfXmlFindMatchNode(value, nullptr, ConfXmlCompareNode, &found), 1U);
+    EXPECT_EQ(ConfXmlMatchNode(nullptr, value, ConfXmlCompareNode), 1U);
+    EXPECT_EQ(ConfXmlMatchNode(value, nullptr, ConfXmlCompareNode), 1U);
     EXPECT_EQ(ConfXmlMatchNode(value, value, nullptr), 1U);
     EXPECT_EQ(ConfXmlMatchNode(value, value, ConfXmlCompareNode), 0U);
 
@@ -500,6 +536,9 @@ TEST_F(XmlTrees, PiecesAnswerBadArguments) {
     EXPECT_EQ(ConfXmlGetValue(value, 7, &held), 1U);
     EXPECT_EQ(held.type, 7);
     EXPECT_EQ(ConfXmlGetValue(value, 0, nullptr), 1U);
+    tagCONF_XML_VALUE missing = {};
+    EXPECT_EQ(ConfXmlGetValue(nullptr, 0, &missing), 0U);
+    EXPECT_EQ(missing.value.number, 0U);
     takeLogs();
     EXPECT_EQ(ConfXmlSetXmlNodeValue(value, nullptr), 1U);
     EXPECT_EQ(ConfXmlSetXmlNodeValue(value, &held), 2U);
@@ -508,21 +547,29 @@ TEST_F(XmlTrees, PiecesAnswerBadArguments) {
     EXPECT_THAT(takeLogs(), ElementsAre("1 [ConfXmlSetXmlNodeValue]ConfXmlSetNodeText fail, ret = 2!",
                                         "1 [ConfXmlSetXmlNodeValue]ConfXmlSetNodeText fail, ret = 15!"));
     EXPECT_EQ(ConfXmlCopyIndexValueToXmlNode(&info, &byte, &held), 1U) << "no type";
+    other.type = CONF_XML_ATTR_UINT8;
     EXPECT_EQ(ConfXmlCopyIndexValueToXmlNode(nullptr, &byte, &held), 1U);
+    EXPECT_EQ(ConfXmlCopyIndexValueToXmlNode(&other, nullptr, &held), 1U);
+    EXPECT_EQ(ConfXmlCopyIndexValueToXmlNode(&other, &byte, nullptr), 1U);
     EXPECT_EQ(ConfXmlCopyXmlNodeValueToIndex(&held, &info, &byte), 1U);
     EXPECT_EQ(ConfXmlCopyXmlNodeValueToIndex(nullptr, &info, &byte), 1U);
-    EXPECT_EQ(ConfXmlCopyXmlNodeValueToIndex(&held, &info, nullptr), 1U);
+    EXPECT_EQ(ConfXmlCopyXmlNodeValueToIndex(&held, nullptr, &byte), 1U);
+    EXPECT_EQ(ConfXmlCopyXmlNodeValueToIndex(&held, &other, nullptr), 1U);
     EXPECT_EQ(byte, 'x');
     TransXMLContext context = {};
     EXPECT_EQ(ConfXmlLoadCallBack(nullptr, &context), 1U);
+    EXPECT_EQ(ConfXmlLoadCallBack(&info, nullptr), 1U);
+    EXPECT_EQ(ConfXmlWriteCallBack(nullptr, &context), 1U);
     EXPECT_EQ(ConfXmlWriteCallBack(&info, nullptr), 1U);
     EXPECT_EQ(ConfXmlTraverseXmlTree(nullptr, &context, ConfXmlLoadCallBack), 1U);
+    EXPECT_EQ(ConfXmlTraverseXmlTree(document.get(), nullptr, ConfXmlLoadCallBack), 1U);
     EXPECT_EQ(ConfXmlTraverseXmlTree(document.get(), &context, nullptr), 1U);
     info.node = value;
     EXPECT_EQ(ConfXmlWriteCallBack(&info, &context), 1U);
     EXPECT_EQ(ConfXmlCloneSelfAsLastChildNode(nullptr, &info), nullptr);
     EXPECT_EQ(ConfXmlCloneSelfAsLastChildNode(value, nullptr), nullptr);
     EXPECT_THAT(takeLogs(), ElementsAre("1 [ConfXmlTraverseXmlTree]hAddrTable or TransXMLContext or pCallback is null",
+                                        "1 [ConfXmlTraverseXmlTree]hAddrTable or TransXMLContext or pCallback is null",
                                         "1 [ConfXmlTraverseXmlTree]hAddrTable or TransXMLContext or pCallback is null",
                                         "1 [ConfXmlFreeRootNode]parentNode is nullptr!"));
 }
@@ -545,6 +592,7 @@ TEST_F(XmlTrees, EveryFailureLeavesValuesThatWereSavedOrZero) {
             ++i;
         }
     };
+    size_t undescribed = 0;
     sweepPlatformFailures(
         [&] {
             zero(group);
@@ -552,11 +600,15 @@ TEST_F(XmlTrees, EveryFailureLeavesValuesThatWereSavedOrZero) {
         },
         [&](size_t, bool failureHappened) {
             check();
+            const std::vector<std::string> texts = platform.logTexts();
+            undescribed += static_cast<size_t>(
+                std::count(texts.begin(), texts.end(), "[ConfXmlLoadCallBack]ConfXmlGetXmlNodeAttrAndValue fail"));
             if (!failureHappened) {
                 EXPECT_EQ(valuesOf(group), values);
             }
             tarn::test::scriptedFiles().closeStreams();
         });
+    EXPECT_GT(undescribed, 0U);
     sweepPlatformFailures([&] { save(); }, [&](size_t, bool) { EXPECT_EQ(valuesOf(group), values); });
 
     static std::string tableText;
@@ -573,6 +625,52 @@ TEST_F(XmlTrees, EveryFailureLeavesValuesThatWereSavedOrZero) {
         tarn::test::scriptedFiles().closeStreams();
     });
     EXPECT_EQ(valuesOf(group), values);
+}
+
+// Each step that wants memory has a record of its own.
+TEST_F(XmlTrees, MemoryThatRunsOutIsToldByTheStepThatMissedIt) {
+    const auto indexTable = [](uint32_t) {
+        return ConfXmlParseBodyGetRoot("<cfg name='Root'><cfg name='longer than a pool' NumOfInst='1'/></cfg>");
+    };
+    const char* const nameAndType[2] = {"a name of some length", "CHAR"};
+    const ValueSpec spec = {CONF_XML_ATTR_CHAR, "123456789012345678", 20};
+    sweepBlocks([&] {
+        ConfXmlSave(indexTable, file.c_str(), backup.c_str());
+        const Document document(ConfXmlAddSingleStructNode(nullptr, "Root"));
+        Document copies(ConfXmlCreateRootNode("r"));
+        Document instances(ConfXmlCreateRootNode("r"));
+        if (document != nullptr && copies != nullptr && instances != nullptr) {
+            ConfXmlAddMultiInstanceNode(document.get(), nameAndType[0], 2);
+            tagCONF_XML_NODE_INFO info = {};
+            ConfXmlGetXmlNodeAttrAndValue(ConfXmlAddSingleValueNode(document.get(), nameAndType, &spec), &info);
+            if (ConfXmlCloneSelfAsLastChildNode(copies.get(), &info) == nullptr) {
+                // Without the element nothing is gone, without an attribute the document is.
+                static_cast<void>(platform.logTexts().back().ends_with("ConfXmlCreateLastChildNode fail!")
+                                      ? nullptr
+                                      : copies.release());
+            }
+            if (ConfXmlAddMultiStructNode(instances.get(), nameAndType[0], 2) == nullptr &&
+                platform.logTexts().back().ends_with("ConfXmlCreateLastChildNode is nullptr!")) {
+                static_cast<void>(instances.release());
+            }
+        }
+    });
+    const std::vector<std::string> texts = platform.logTexts();
+    for (const char* text : {"[ConfXmlSave]Create XML tree fail", "[ConfXmlSave]Create call index table fail",
+                             "[ConfXmlAddSingleStructNode]Create child node fail",
+                             "[ConfXmlAddSingleStructNode]ConfXmlAddAttr fail, ret = 15!",
+                             "[ConfXmlAddMultiInstanceNode]ConfXmlCreateLastChildNode fail",
+                             "[ConfXmlAddMultiInstanceNode]ConfXmlAddAttr fail, ret = 15!",
+                             "[ConfXmlAddMultiStructNode]ConfXmlCreateLastChildNode is nullptr!",
+                             "[ConfXmlAddMultiStructNode]ConfXmlAddAttr, ret = 15!",
+                             "[ConfXmlAddSingleValueNode]ConfXmlCreateLastChildNode fail",
+                             "[ConfXmlAddSingleValueNode]ConfXmlSetNodeText fail, ret = 15!",
+                             "[ConfXmlAddSingleValueNode]ConfXmlAddAttr fail, ret = 15!",
+                             "[ConfXmlCloneSelfAsLastChildNode]ConfXmlCreateLastChildNode fail!",
+                             "[ConfXmlCloneSelfAsLastChildNode]ConfXmlAddAttr name fail!",
+                             "[ConfXmlCloneSelfAsLastChildNode]ConfXmlAddAttr type fail"}) {
+        EXPECT_THAT(texts, Contains(text));
+    }
 }
 
 } // namespace
