@@ -24,8 +24,8 @@ constexpr const char* kUsage =
     "usage: tarn_demo [options]\n"
     "\n"
     "Shows an endpoint of three processes (meeting, media, application) on the host platform: they log, call each\n"
-    "other, keep time, follow the configuration, and survive the killing of one of them. Each line marked \"ok\" was "
-    "checked.\n"
+    "other, keep time, follow the configuration, talk over TLS, and survive the killing of one of them. Each line\n"
+    "marked \"ok\" was checked.\n"
     "\n"
     "  -k, --keep       leave the endpoint's directory behind, to look around in it\n"
     "      --no-colour  plain text even on a terminal\n"
@@ -88,7 +88,7 @@ int perform(const Options& options) {
         Endpoint endpoint;
         Stage stage = {endpoint, transcript, LogReader(directory.path()), directory.path()};
         for (const auto scene : {sceneStart, sceneCalls, sceneNotifications, sceneTexts, sceneTimers, sceneConfig,
-                                 sceneXml, sceneCrash, sceneEnd}) {
+                                 sceneXml, sceneTls, sceneCrash, sceneEnd}) {
             if (!interrupted()) {
                 scene(stage);
             }

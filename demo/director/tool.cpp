@@ -30,12 +30,9 @@ std::string readAll(int descriptor) {
     return all;
 }
 
-} // namespace
-
-ToolResult runTarnctl(const std::vector<std::string>& arguments) {
-    std::string path = toolPath();
-    std::vector<std::string> words = arguments;
-    std::vector<char*> vector = {path.data()};
+// `program` is a path, or a name to look for where programs are.
+ToolResult run(std::string program, std::vector<std::string> words) {
+    std::vector<char*> vector = {program.data()};
     for (std::string& word : words) {
         vector.push_back(word.data());
     }
@@ -49,10 +46,10 @@ ToolResult runTarnctl(const std::vector<std::string>& arguments) {
     posix_spawn_file_actions_adddup2(&actions, pipeEnds[1], STDOUT_FILENO);
     posix_spawn_file_actions_adddup2(&actions, pipeEnds[1], STDERR_FILENO);
     pid_t pid = 0;
-    const int spawned = posix_spawn(&pid, path.c_str(), &actions, nullptr, vector.data(), environ);
+    const int spawned = posix_spawnp(&pid, program.c_str(), &actions, nullptr, vector.data(), environ);
     posix_spawn_file_actions_destroy(&actions);
     close(pipeEnds[1]);
-    ToolResult result = {-1, spawned == 0 ? readAll(pipeEnds[0]) : "cannot run " + path};
+    ToolResult result = {-1, spawned == 0 ? readAll(pipeEnds[0]) : "cannot run " + program};
     close(pipeEnds[0]);
     int status = 0;
     if (spawned == 0 && waitpid(pid, &status, 0) == pid && WIFEXITED(status)) {
@@ -62,6 +59,16 @@ ToolResult runTarnctl(const std::vector<std::string>& arguments) {
         result.output.pop_back();
     }
     return result;
+}
+
+} // namespace
+
+ToolResult runTarnctl(const std::vector<std::string>& arguments) {
+    return run(toolPath(), arguments);
+}
+
+ToolResult runOpenssl(const std::vector<std::string>& arguments) {
+    return run("openssl", arguments);
 }
 
 } // namespace tarn::demo

@@ -1,4 +1,4 @@
-// Runs tarnctl, the command-line tool of the host platform, as a process of its own.
+// Runs command-line tools as processes of their own: tarnctl, that of the host platform, and openssl.
 #pragma once
 
 #include <string>
@@ -12,5 +12,6 @@ struct ToolResult {
 };
 
 ToolResult runTarnctl(const std::vector<std::string>& arguments);
+ToolResult runOpenssl(const std::vector<std::string>& arguments);
 
 } // namespace tarn::demo

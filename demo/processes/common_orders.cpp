@@ -4,6 +4,7 @@
 #include <cstring>
 #include <thread>
 
+#include "processes/certificates.h"
 #include "processes/handlers.h"
 #include "processes/inbox.h"
 #include "tarn_conference/conf_log.h"
@@ -122,7 +123,8 @@ Orders commonOrders() {
             {"inbox", readInbox},
             {"timer-table", startTableTimer},
             {"timer-free", startFreeTimer},
-            {"timer-stop", stopTimers}};
+            {"timer-stop", stopTimers},
+            {"cert-start", startCertificates}};
 }
 
 } // namespace tarn::demo

@@ -17,9 +17,20 @@ struct StreamRequest {
 };
 static_assert(sizeof(StreamRequest) == 64);
 
+// An invitation to talk over TLS, and what media has to tell of it afterwards.
+struct TlsVisit {
+    uint32_t port;
+    uint32_t succeeded;
+    uint32_t caFiles;              // how many media trusts
+    std::array<char, 64> protocol; // and cipher
+    std::array<char, 64> peer;     // subject of meeting's certificate
+    std::array<char, 128> outcome; // what meeting said, or why media would not talk
+};
+
 inline constexpr uint32_t kMsgOpenStream = 0x101;
 inline constexpr uint32_t kMsgHoldStream = 0x102;
 inline constexpr uint32_t kMsgStreamEvent = 0x103;
+inline constexpr uint32_t kMsgTlsVisit = 0x104;
 inline constexpr uint32_t kMsgListParticipants = 0x201;
 inline constexpr uint32_t kMsgInvitation = 0x202;
 inline constexpr uint32_t kMsgConfigGet = 0x203;
@@ -35,6 +46,8 @@ uint32_t openStream(uint32_t msgId, void* data, uint32_t length);
 uint32_t holdStream(uint32_t msgId, void* data, uint32_t length);
 // Media: notes an event, whose data are a text.
 uint32_t noteStreamEvent(uint32_t msgId, void* data, uint32_t length);
+// Media: connects to meeting's port of this machine and talks, trusting as the certificate service says.
+uint32_t visitOverTls(uint32_t msgId, void* data, uint32_t length);
 // Application: attaches the list of participants to the meeting-server block that the call's data are.
 uint32_t listParticipants(uint32_t msgId, void* data, uint32_t length);
 

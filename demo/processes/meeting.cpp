@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "processes/certificates.h"
 #include "processes/handlers.h"
 #include "processes/inbox.h"
 #include "processes/meeting_orders.h"
@@ -97,7 +98,7 @@ Orders meetingOrders() {
     return {{"open-streams", openStreams}, {"hold-stream", callHolding},    {"ask-participants", askParticipants},
             {"send-events", sendEvents},   {"notify-single", notifySingle}, {"notify-large", notifyLarge},
             {"json-request", jsonRequest}, {"log-masked", logMasked},       {"config-get", getConfigList},
-            {"config-set", setConfigList}, {"xml-message", sendXmlMessage}};
+            {"config-set", setConfigList}, {"xml-message", sendXmlMessage}, {"tls-talk", talkOverTls}};
 }
 
 } // namespace tarn::demo

@@ -23,6 +23,7 @@ void sceneTexts(Stage& stage);
 void sceneTimers(Stage& stage);
 void sceneConfig(Stage& stage);
 void sceneXml(Stage& stage);
+void sceneTls(Stage& stage);
 void sceneCrash(Stage& stage);
 void sceneEnd(Stage& stage);
 
