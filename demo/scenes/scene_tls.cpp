@@ -139,6 +139,9 @@ void revoke(Certificates& at) {
     out.check(refused(reply, "certificate revoked") && !loaded.empty(),
               "media loaded the revocation list and broke off the next handshake: " + field(reply, "outcome"));
     out.quote("meeting was told: " + field(reply, "server-reason"));
+    const ToolResult checked = runTarnctl({"cert", "check"});
+    out.check(checked.exitCode == 1 && checked.output == "0x107: peers refuse it: certificate revoked",
+              "tarnctl cert check, which fills its contexts as processes do, says the same");
     out.check(talkedAs(talk(at, 2), "meeting-keyless"), "the other certificate is as good as before");
 }
 

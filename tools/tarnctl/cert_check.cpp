@@ -1,30 +1,28 @@
-// "tarnctl cert check": builds for each installed type the TLS context that a process would, and says what fails.
-#define OPENSSL_SUPPRESS_DEPRECATED // The keyless keys are with an engine.
-#include <openssl/engine.h>
+// "tarnctl cert check": has the library build for each installed type the TLS context that a process would, and says what
+// fails. The library's own lines say more: TARN_LOG_STDERR=1 shows them.
 #include <openssl/err.h>
 #include <openssl/ssl.h>
 #include <openssl/x509_vfy.h>
 
+#include <algorithm>
+#include <array>
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
 #include <memory>
-#include <sstream>
 
 #include "cert.h"
 #include "demo_ca.h"
 #include "item_text.h"
+#include "tarn_conference/conf_cert.h"
+#include "tarn_conference/conf_tls.h"
 #include "tarn_platform/om_certificate.h"
-#include "tarn_platform/tls_extension.h"
 
 namespace tarnctl {
 namespace {
 
-constexpr const char* kEngineId = "openssl_engine";
 constexpr int64_t kSoonDays = 14;
+constexpr std::array<uint32_t, 4> kOmTypes = {0x107, 0x109, 0x103, 0x104}; // of the library's types 0 to 3
 
 using ContextPointer = std::unique_ptr<SSL_CTX, OpensslFree<SSL_CTX_free>>;
-using EnginePointer = std::unique_ptr<ENGINE, OpensslFree<ENGINE_free>>;
 using StorePointer = std::unique_ptr<X509_STORE_CTX, OpensslFree<X509_STORE_CTX_free>>;
 
 // What is wrong with one file or type.
@@ -69,78 +67,40 @@ void checkTimes(const TarnHostCertFacts& facts, Findings& findings) {
     }
 }
 
-bool useKeylessKey(SSL_CTX* context, const TarnHostCertFacts& facts) {
-    const EnginePointer engine(ENGINE_by_id(kEngineId));
-    const KeyPointer key(engine == nullptr ? nullptr
-                                           : ENGINE_load_private_key(engine.get(), facts.id, nullptr, nullptr));
-    return key != nullptr && SSL_CTX_use_PrivateKey(context, key.get()) == 1;
-}
-
-bool useKeyFile(SSL_CTX* context, ConfCertPathInfo& paths) {
-    SSL_CTX_set_default_passwd_cb_userdata(context, paths.keyPassword); // Empty: no question at the terminal either.
-    return SSL_CTX_use_PrivateKey_file(context, paths.keyPath, SSL_FILETYPE_PEM) == 1;
-}
-
 // What a process does with the type before its first handshake.
-bool buildContext(const TarnHostCertFacts& facts, SSL_CTX* context, Findings& findings) {
-    ConfCertPathInfo paths = {};
-    const uint32_t error = TarnOmCertGetCertPath({OM_CERT_PATH_SERVICE, 2, facts.omType}, &paths);
-    if (error != 0) {
-        findings.add(facts.name, "its files cannot be found: " + reasonText(error));
-        return false;
-    }
-    if (SSL_CTX_use_certificate_chain_file(context, paths.certPath) != 1) {
-        findings.add(facts.name, "TLS does not take the certificate: " + opensslReason());
-        return false;
+bool loadService(const TarnHostCertFacts& facts, SSL_CTX* context, Findings& findings) {
+    // As an event of the service it brings the certificate's id. `ConfCertInit` would bring all of them and build the
+    // trust store too, but a check changes nothing.
+    ConfOmCertCallback(OM_CERT_EVENT_SERVICE, facts.omType);
+    const auto* const type = std::find(kOmTypes.begin(), kOmTypes.end(), facts.omType);
+    if (ConfLoadServerCert(context, static_cast<uint32_t>(type - kOmTypes.begin())) == 0) {
+        return true;
     }
     if (facts.keyError != 0) {
         findings.add(facts.name, "its key cannot be used: " + reasonText(facts.keyError));
-        return false;
-    }
-    const bool hasKey = facts.isKeyless != 0 ? useKeylessKey(context, facts) : useKeyFile(context, paths);
-    if (!hasKey || SSL_CTX_check_private_key(context) != 1) {
-        findings.add(facts.name, "TLS does not take the key: " + opensslReason());
-        return false;
-    }
-    return true;
-}
-
-std::vector<std::string> filesBelow(const std::string& folder) {
-    std::vector<std::string> files;
-    std::error_code ignored;
-    for (const auto& entry : std::filesystem::directory_iterator(folder, ignored)) {
-        files.push_back(entry.path());
-    }
-    return files;
-}
-
-// All CAs and lists, those that cannot be read have been told of already.
-void loadTrust(SSL_CTX* context) {
-    ConfCertPathInfo paths = {};
-    TarnOmCertGetCertPath({OM_CERT_PATH_CA_DIRECTORY, 2, 0}, &paths);
-    for (const std::string& file : filesBelow(paths.certPath)) {
-        SSL_CTX_load_cacertificate_file(context, file.c_str(), SSL_FILETYPE_PEM);
-    }
-    TarnOmCertGetCertPath({OM_CERT_PATH_CRL_DIRECTORY, 2, 0}, &paths);
-    X509_LOOKUP* const lists = X509_STORE_add_lookup(SSL_CTX_get_cert_store(context), X509_LOOKUP_file());
-    for (const std::string& file : filesBelow(paths.certPath)) {
-        X509_load_crl_file(lists, file.c_str(), X509_FILETYPE_PEM);
+    } else {
+        findings.add(facts.name, "processes cannot load it: " + opensslReason());
     }
     ERR_clear_error();
+    return false;
 }
 
-// A missing list is no failure to a process, so it is none here.
-int ignoreMissingList(int isGood, X509_STORE_CTX* context) {
-    if (X509_STORE_CTX_get_error(context) != X509_V_ERR_UNABLE_TO_GET_CRL) {
-        return isGood;
+// Files that cannot be read have been told of already.
+void loadTrust(const TarnHostCertFacts& facts, SSL_CTX* context, Findings& findings) {
+    std::array<ConfCaCertEntry, CONF_CERT_MAX_CA_FILES> files = {};
+    uint32_t count = 0;
+    if (ConfCertGetCaCertList(files.data(), &count) != 0) {
+        findings.add(facts.name, "the CA files cannot be listed");
     }
-    X509_STORE_CTX_set_error(context, X509_V_OK);
-    return 1;
+    ConfCertLoadAllCaCert(context, files.data(), count);
+    if (ConfAddCancelCrlToSslctx(context) != 0) {
+        findings.add(facts.name, "the revocation lists cannot be listed");
+    }
 }
 
 // As a peer with the same trust would see the certificate.
 void verify(const TarnHostCertFacts& facts, SSL_CTX* context, Findings& findings) {
-    loadTrust(context);
+    loadTrust(facts, context, findings);
     STACK_OF(X509)* chain = nullptr;
     SSL_CTX_get0_chain_certs(context, &chain);
     const StorePointer check(X509_STORE_CTX_new());
@@ -149,8 +109,7 @@ void verify(const TarnHostCertFacts& facts, SSL_CTX* context, Findings& findings
         findings.add(facts.name, "it cannot be verified: " + opensslReason());
         return;
     }
-    X509_STORE_CTX_set_flags(check.get(), X509_V_FLAG_CRL_CHECK | X509_V_FLAG_CRL_CHECK_ALL);
-    X509_STORE_CTX_set_verify_cb(check.get(), ignoreMissingList);
+    X509_STORE_CTX_set_default(check.get(), "ssl_server");
     if (X509_verify_cert(check.get()) != 1) {
         const int error = X509_STORE_CTX_get_error(check.get());
         findings.add(facts.name, std::string("peers refuse it: ") + X509_verify_cert_error_string(error));
@@ -163,8 +122,16 @@ void checkService(const TarnHostCertFacts& facts, Findings& findings) {
     if (context == nullptr) {
         throw std::bad_alloc();
     }
-    if (buildContext(facts, context.get(), findings)) {
+    if (loadService(facts, context.get(), findings)) {
         verify(facts, context.get(), findings);
+    }
+}
+
+void checkCaCount(const std::vector<TarnHostCertFacts>& all, Findings& findings) {
+    const auto isCa = [](const TarnHostCertFacts& facts) { return facts.kind == TARN_HOST_CERT_CA; };
+    if (std::count_if(all.begin(), all.end(), isCa) > CONF_CERT_MAX_CA_FILES) {
+        findings.add("ca",
+                     "processes trust " + std::to_string(CONF_CERT_MAX_CA_FILES) + " of the CA files and no more");
     }
 }
 
@@ -179,6 +146,7 @@ int check() {
         return complainOf("cannot start the certificate client", error);
     }
     Findings findings;
+    checkCaCount(all, findings);
     for (const TarnHostCertFacts& facts : all) {
         checkTimes(facts, findings);
         if (facts.kind == TARN_HOST_CERT_SERVICE && facts.error == 0) {

@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 
 #include <array>
+#include <filesystem>
 #include <fstream>
 #include <string>
 
@@ -63,10 +64,14 @@ TEST(TarnctlCert, InstallsChecksAndRevokes) {
     EXPECT_EQ(result.output, "0x107: peers refuse it: certificate revoked\n");
     expectDone("install 0x107 --cert authority/third.pem --key authority/third.key");
     expectDone("check");
+    const std::string root(TarnHostDir());
+    std::filesystem::copy_file(root + "/authority/next.key", root + "/cert/service/0x107/key.pem",
+                               std::filesystem::copy_options::overwrite_existing);
+    EXPECT_EQ(cert("check").output, "0x107: its key cannot be used: the key belongs to another certificate\n");
 
     result = cert("list");
     EXPECT_THAT(result.output, HasSubstr("service 0x107\n  subject  CN=third\n  issuer   CN=Tarn demonstration CA\n"));
-    EXPECT_THAT(result.output, HasSubstr("EC prime256v1, by key file"));
+    EXPECT_THAT(result.output, HasSubstr("EC prime256v1, by key file, unusable: "));
     EXPECT_THAT(result.output, HasSubstr("EC prime256v1, keyless"));
     EXPECT_THAT(result.output, testing::ContainsRegex(", (89|90) days left"));
     EXPECT_THAT(cert("list --json").output, HasSubstr("\"use\":\t\"keyless\""));
