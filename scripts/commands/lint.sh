@@ -3,11 +3,12 @@
 #
 # usage: ./run lint [--fix] [CHECK...]
 #
-#   --fix     lays the code out with clang-format first
+#   --fix     lays the code out with clang-format and fills the guide's code blocks first
 #   format    C++ files are laid out as .clang-format says
 #   layers    no include against the arrows of docs/architecture.md
 #   headers   each public header compiles alone, in every language it is for
-#   text      blanks at line ends, long lines, unfinished work, words that do not belong here; tells of very long files
+#   text      blanks at line ends, long lines, unfinished work, words that do not belong here; tells of very long files;
+#             code blocks of the guide that are not those of the examples
 #   scripts   shellcheck
 #   tidy      clang-tidy; a file is looked at again only when something that it includes has changed
 #
@@ -30,7 +31,12 @@ check_layers() { python3 scripts/lint/layers.py < <(tracked '*.cpp' '*.h'); }
 
 check_headers() { bash scripts/lint/headers.sh; }
 
-check_text() { python3 scripts/lint/text.py < <(tracked); }
+check_text() {
+  local status=0
+  python3 scripts/lint/text.py < <(tracked) || status=1
+  python3 scripts/lint/guide.py || status=1
+  return "$status"
+}
 
 check_scripts() {
   tracked | xargs -r grep -lE '^#!.*\b(bash|sh)$|^# shellcheck shell=' |
@@ -59,6 +65,7 @@ done
 git rev-parse --git-dir >/dev/null || die "lint takes the list of files from git; this is no git checkout"
 if $fix; then
   tracked '*.cpp' '*.h' | xargs -r clang-format-14 -i
+  python3 scripts/lint/guide.py --fill >/dev/null || true # What it cannot mend the check tells.
 fi
 
 failed=()

@@ -1,0 +1,5 @@
+# shellcheck shell=bash
+guide_log
+# [look]
+tarnctl log phone
+# [/look]
