@@ -55,11 +55,11 @@ configure() {
 
 # The release preset has the benchmarks in it.
 install_packages_of() {
-  if [[ $1 == release ]]; then
-    ./run setup --bench
-  else
-    ./run setup
-  fi
+  case $1 in
+    release) ./run setup --bench ;;
+    fuzz) ./run setup --fuzz ;;
+    *) ./run setup ;;
+  esac
 }
 
 # build_preset PRESET [TARGET...]: installs what is missing, configures and builds; on a terminal with a line of

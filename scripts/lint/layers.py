@@ -33,7 +33,8 @@ INCLUDE = re.compile(r'^\s*#\s*include\s*[<"]([^">]+)[">]')
 
 
 def layer_of(path):
-    """The longest layer name that is a folder above the file, or None for files without rules (tests, benchmarks)."""
+    """The longest layer name that is a folder above the file, or None for files without rules (tests, benchmarks,
+    fuzz targets)."""
     fitting = [layer for layer in ALLOWED if path.startswith(layer + "/")]
     return max(fitting, key=len, default=None)
 

@@ -77,7 +77,7 @@ ConfXMLDocument::~ConfXMLDocument() = default;
 const char* ConfXMLDocument::GetXmlBody() {
     tinyxml2::XMLPrinter printer(nullptr, true, 0);
     Print(&printer);
-    body_.assign(printer.CStr(), printer.CStrSize() - 1);
+    body_.assign(printer.CStr(), static_cast<size_t>(printer.CStrSize()) - 1);
     return body_.c_str();
 }
 
