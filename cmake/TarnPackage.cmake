@@ -11,6 +11,8 @@ set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_COMPONENTS_ALL library dev)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+# The tools find the host platform in their own package.
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS "${CMAKE_LIBRARY_OUTPUT_DIRECTORY}")
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME "libtarn-conference-common${PROJECT_VERSION_MAJOR}")
@@ -18,7 +20,6 @@ set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
 set(CPACK_COMPONENT_LIBRARY_DESCRIPTION "${PROJECT_DESCRIPTION}
 Logging with masking, calls and notifications between processes, timers, configuration, XML, JSON, certificates,
 checks and digests. The program that loads the library brings a platform.")
-# Whoever uses the library brings the platform's names: they cannot be found here.
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_GENERATE_SHLIBS ON)
 
 set(CPACK_DEBIAN_DEV_PACKAGE_NAME libtarn-conference-common-dev)
