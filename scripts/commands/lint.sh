@@ -10,6 +10,7 @@
 #   text      blanks at line ends, long lines, unfinished work, words that do not belong here; tells of very long files;
 #             code blocks of the guide that are not those of the examples
 #   scripts   shellcheck
+#   abi       the binary interface is the last release's
 #   tidy      clang-tidy; a file is looked at again only when something that it includes has changed
 #
 # Without a CHECK all of them run. Looks at files that git knows or would add. Findings are FILE:LINE messages; exits
@@ -50,13 +51,15 @@ check_tidy() {
   python3 scripts/lint/tidy.py build/tidy < <(tracked '*.cpp')
 }
 
-all=(format layers headers text scripts tidy)
+check_abi() { ./run abi; }
+
+all=(format layers headers text scripts abi tidy)
 chosen=()
 fix=false
 for argument in "$@"; do
   case $argument in
     --fix) fix=true ;;
-    format | layers | headers | text | scripts | tidy) chosen+=("$argument") ;;
+    format | layers | headers | text | scripts | abi | tidy) chosen+=("$argument") ;;
     *) usage_error "lint does not know '$argument'" ;;
   esac
 done
