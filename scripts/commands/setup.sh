@@ -29,13 +29,17 @@ packages_of() {
   done <scripts/packages.txt
 }
 
-# Those of the named packages that are not installed.
+# Those of the named packages that are not installed. A name may end with an architecture, "libssl-dev:arm64"; without
+# one it is this machine's.
 missing_of() {
   local -A installed=()
-  local package state
-  while read -r package state; do
-    [[ $state == installed ]] && installed[${package%%:*}]=1
-  done < <(dpkg-query -W -f '${Package} ${db:Status-Status}\n' "$@" 2>/dev/null || true)
+  local package architecture state own
+  own=$(dpkg --print-architecture)
+  while read -r package architecture state; do
+    [[ $state == installed ]] || continue
+    installed[$package:$architecture]=1
+    [[ $architecture != "$own" && $architecture != all ]] || installed[$package]=1
+  done < <(dpkg-query -W -f '${Package} ${Architecture} ${db:Status-Status}\n' "$@" 2>/dev/null || true)
   for package in "$@"; do
     [[ -n ${installed[$package]:-} ]] || echo "$package"
   done
@@ -44,7 +48,11 @@ missing_of() {
 # install PACKAGE...: one update and one install; `become` is empty for root, else it holds sudo.
 install() {
   local apt=("${become[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -q -y -o DPkg::Lock::Timeout=300)
+  local package
   say "installing: $*"
+  for package in "$@"; do
+    [[ $package != *:* ]] || "${become[@]}" dpkg --add-architecture "${package#*:}"
+  done
   quietly "$log" "${apt[@]}" update ||
     complain "run: the package lists could not be brought up to date; trying all the same"
   quietly "$log" "${apt[@]}" install --no-install-recommends "$@" || die "these packages could not be installed: $*"

@@ -1,14 +1,14 @@
 #!/usr/bin/env bash
 # check_symbols.sh LIBRARY EXPORTED_LIST PLATFORM_HEADERS
 # The library defines exactly the listed names, no platform name among them, and leaves undefined only what the platform
-# headers declare or the libraries that it is linked with define.
+# headers declare or the libraries that it is linked with define. NM, READELF and CXX are those of its architecture.
 set -euo pipefail
 library=$1 listed=$2 headers=$3
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 export LC_ALL=C
 
-nm -D --defined-only --format=posix "$library" | awk '$2 != "A" {sub(/@.*/, "", $1); print $1}' |
+"$NM" -D --defined-only --format=posix "$library" | awk '$2 != "A" {sub(/@.*/, "", $1); print $1}' |
   sort -u >"$work/defined"
 grep -v '^#' "$listed" | grep . | sort -u >"$work/listed"
 if ! diff -u "$work/listed" "$work/defined"; then
@@ -24,9 +24,9 @@ if comm -12 "$work/platform" "$work/defined" | grep .; then
 fi
 
 # A name with a version (@LIBC_2.x) comes from a linked library; one without must come from one or from the platform.
-nm -D --undefined-only --format=posix "$library" | awk '$2 == "U" && $1 !~ /@/ {print $1}' | sort -u >"$work/undefined"
-ldd "$library" | awk '$3 ~ /^\// {print $3}' | while read -r needed; do
-  nm -D --defined-only --format=posix "$needed" | awk '{sub(/@.*/, "", $1); print $1}'
+"$NM" -D --undefined-only --format=posix "$library" | awk '$2 == "U" && $1 !~ /@/ {print $1}' | sort -u >"$work/undefined"
+"$READELF" --dynamic "$library" | sed -nE 's/.*\(NEEDED\).*\[(.*)\]$/\1/p' | while read -r needed; do
+  "$NM" -D --defined-only --format=posix "$("$CXX" -print-file-name="$needed")" | awk '{sub(/@.*/, "", $1); print $1}'
 done | sort -u >"$work/linked"
 if comm -23 "$work/undefined" <(sort -u "$work/platform" "$work/linked") | grep .; then
   echo "these undefined names are neither in the platform headers nor in a linked library" >&2
