@@ -22,6 +22,7 @@ ALLOWED = {
     "platform/host/include": {"platform/include"},
     "platform/host": {"platform/host/include", "platform/include"},
     "demo": {"include", "platform/include", "platform/host/include"},
+    "soak": {"include", "platform/include", "platform/host/include"},
     "tools": {"include", "platform/include", "platform/host/include"},
     "examples": {"include", "platform/include", "platform/host/include"},
 }

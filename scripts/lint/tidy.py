@@ -17,7 +17,7 @@ import subprocess
 import sys
 
 CACHE = ".cache/lint/tidy"
-COMPILED = ("src/", "platform/", "demo/", "tools/", "tests/", "examples/guide/")
+COMPILED = ("src/", "platform/", "demo/", "tools/", "soak/", "tests/", "examples/guide/")
 TIDY = "clang-tidy-14"
 COMPILER = re.compile(r"(^|/)(c|g|clang)(\+\+|cc)?(-\d+)?$")
 
