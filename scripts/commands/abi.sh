@@ -5,9 +5,9 @@
 #
 #   --accept   makes what stands now the one to compare with: for a release, after reading the report
 #
-# abi/ holds the interface of each shared library as it was released: names, signatures and the layouts that they reach.
-# Any difference is shown and ends with a non-zero exit code. One that breaks programs that were built before needs a new
-# major version; an added name needs a new minor one.
+# abi/ holds the interface of each shared library as it was released: names, signatures and the layouts that they
+# reach. Any difference is shown and ends with a non-zero exit code. One that breaks programs that were built before
+# needs a new major version; an added name needs a new minor one.
 source "$(dirname "${BASH_SOURCE[0]}")/../common.sh"
 
 accept=false

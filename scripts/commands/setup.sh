@@ -4,8 +4,9 @@
 # usage: ./run setup [--COMMAND...]
 #
 # Says nothing when everything is there. Without arguments it looks after what building, testing and the demonstration
-# need; --lint, --bench and so on add what those commands need. The list, with a reason for each, is scripts/packages.txt.
-# Packages are installed as root, or with sudo for everybody else. The other commands call this themselves.
+# need; --lint, --bench and so on add what those commands need. The list, with a reason for each, is
+# scripts/packages.txt. Packages are installed as root, or with sudo for everybody else. The other commands call this
+# themselves.
 source "$(dirname "${BASH_SOURCE[0]}")/../common.sh"
 
 parse_arguments() {

@@ -24,7 +24,8 @@ if comm -12 "$work/platform" "$work/defined" | grep .; then
 fi
 
 # A name with a version (@LIBC_2.x) comes from a linked library; one without must come from one or from the platform.
-"$NM" -D --undefined-only --format=posix "$library" | awk '$2 == "U" && $1 !~ /@/ {print $1}' | sort -u >"$work/undefined"
+"$NM" -D --undefined-only --format=posix "$library" |
+  awk '$2 == "U" && $1 !~ /@/ {print $1}' | sort -u >"$work/undefined"
 "$READELF" --dynamic "$library" | sed -nE 's/.*\(NEEDED\).*\[(.*)\]$/\1/p' | while read -r needed; do
   "$NM" -D --defined-only --format=posix "$("$CXX" -print-file-name="$needed")" | awk '{sub(/@.*/, "", $1); print $1}'
 done | sort -u >"$work/linked"
