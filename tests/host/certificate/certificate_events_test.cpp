@@ -1,7 +1,6 @@
 // Changes of files as a process is told of them.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -14,15 +13,15 @@
 #include <thread>
 #include <vector>
 
+#include "certificate/certificate_support.h"
 #include "certificate/change_settler.h"
-#include "certificate/made_certificates.h"
 #include "tarn_host/host_certificate.h"
 #include "tarn_host/host_process.h"
 #include "tarn_platform/om_certificate.h"
 
 namespace {
 
-using namespace certificate_test;
+using namespace tarn::test;
 namespace fs = std::filesystem;
 using std::chrono::milliseconds;
 using tarn::host::ChangeSettler;
@@ -33,26 +32,13 @@ using Event = std::pair<uint32_t, uint32_t>;
 constexpr Event kCa(OM_CERT_EVENT_CA, 0);
 constexpr Event kCrl(OM_CERT_EVENT_CRL, 0);
 
-std::string below(const char* name) {
-    return std::string(TarnHostDir()) + "/cert/" + name;
-}
-
-std::set<std::string> namesIn(const std::string& folder) {
-    std::set<std::string> names;
-    std::error_code ignored;
-    for (const auto& entry : fs::directory_iterator(folder, ignored)) {
-        names.insert(entry.path().filename());
-    }
-    return names;
-}
-
 std::mutex recordMutex;
 std::vector<Event> recorded;
 std::set<std::string> caNames;        // As the last event found them.
 std::function<void()> duringCallback; // Set while no event can come.
 
 void record(uint32_t event, uint32_t omType) {
-    std::set<std::string> names = namesIn(below("ca"));
+    std::set<std::string> names = fs::exists(below("ca")) ? namesIn(below("ca")) : std::set<std::string>();
     {
         const std::lock_guard lock(recordMutex);
         recorded.emplace_back(event, omType);
@@ -68,18 +54,6 @@ std::vector<Event> events() {
     return recorded;
 }
 
-template <typename Condition>
-bool comesTrue(Condition condition) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > deadline) {
-            return false;
-        }
-        std::this_thread::sleep_for(milliseconds(2));
-    }
-    return true;
-}
-
 // The events since the last call, once so many are there and no more come.
 std::vector<Event> takeEvents(size_t expected) {
     comesTrue([&] { return events().size() >= expected; });
@@ -93,22 +67,13 @@ bool sawCa(const std::string& name) {
     return caNames.count(name) == 1;
 }
 
-uint32_t install(uint32_t omType) {
-    static const Identity identity = makeCa("itself");
-    static const std::string certificate = identity.certificatePem();
-    static const std::string key = identity.keyPem();
-    TarnHostCertInstallation installation = {};
-    installation.omType = omType;
-    installation.certificate = certificate.data();
-    installation.certificateBytes = static_cast<uint32_t>(certificate.size());
-    installation.key = key.data();
-    installation.keyBytes = static_cast<uint32_t>(key.size());
-    return TarnHostCertInstall(&installation);
+uint32_t installSome(uint32_t omType) {
+    static const Identity identity = newCa("itself");
+    return install(omType, identity);
 }
 
-uint32_t addCrl() {
-    const std::string pem = crlPem(makeCa("issuer"), {});
-    return TarnHostCertAddCrl(pem.data(), static_cast<uint32_t>(pem.size()), nullptr);
+uint32_t addSomeCrl() {
+    return addCrl(crlPem(newCa("issuer")));
 }
 
 class CertificateEventsTest : public testing::Test {
@@ -130,7 +95,7 @@ class CertificateEventsTest : public testing::Test {
 
 TEST_F(CertificateEventsTest, EachChangeIsToldOnce) {
     for (const uint32_t omType : {0x107U, 0x109U, 0x103U, 0x104U, 0x107U}) {
-        ASSERT_EQ(install(omType), 0U);
+        ASSERT_EQ(installSome(omType), 0U);
         EXPECT_THAT(takeEvents(1), ElementsAre(Event(OM_CERT_EVENT_SERVICE, omType)));
     }
     ASSERT_EQ(TarnHostCertUninstall(0x109), 0U);
@@ -145,7 +110,7 @@ TEST_F(CertificateEventsTest, EachChangeIsToldOnce) {
     EXPECT_THAT(takeEvents(1), ElementsAre(kCa));
     fs::remove(below("ca/two.pem"));
     EXPECT_THAT(takeEvents(1), ElementsAre(kCa));
-    ASSERT_EQ(addCrl(), 0U);
+    ASSERT_EQ(addSomeCrl(), 0U);
     EXPECT_THAT(takeEvents(1), ElementsAre(kCrl));
     writeFile(below("service/0x107/keyless"), "");
     EXPECT_THAT(takeEvents(1), ElementsAre(Event(OM_CERT_EVENT_SERVICE, 0x107)));
@@ -160,8 +125,8 @@ TEST_F(CertificateEventsTest, EachChangeIsToldOnce) {
 TEST_F(CertificateEventsTest, SeveralChangesAreToldInEveryOrder) {
     const std::vector<std::function<void()>> changes = {
         [] { writeFile(below("ca/one.pem"), "x"); },
-        [] { EXPECT_EQ(addCrl(), 0U); },
-        [] { EXPECT_EQ(install(0x104), 0U); },
+        [] { EXPECT_EQ(addSomeCrl(), 0U); },
+        [] { EXPECT_EQ(installSome(0x104), 0U); },
     };
     std::vector<size_t> order = {0, 1, 2};
     do {
@@ -174,7 +139,7 @@ TEST_F(CertificateEventsTest, SeveralChangesAreToldInEveryOrder) {
 
 TEST_F(CertificateEventsTest, StormEndsInTheRightState) {
     for (int i = 0; i < 1000; i++) {
-        const std::string path = below(("ca/" + std::to_string(i % 7) + ".pem").c_str());
+        const std::string path = below("ca/" + std::to_string(i % 7) + ".pem");
         if (i % 3 == 2) {
             fs::remove(path);
         } else {
@@ -221,7 +186,7 @@ TEST_F(CertificateEventsTest, FoldersComeAndGo) {
         EXPECT_THAT(takeEvents(1), ElementsAre(kCa));
     }
     fs::remove_all(TarnHostDir());
-    EXPECT_EQ(install(0x109), 0U) << "it makes the folders anew";
+    EXPECT_EQ(installSome(0x109), 0U) << "it makes the folders anew";
     EXPECT_TRUE(comesTrue([] {
         const std::vector<Event> all = events();
         return std::count(all.begin(), all.end(), Event(0, 0x109)) > 0;
@@ -260,15 +225,9 @@ TEST_F(CertificateEventsTest, CallbackIsReplacedAndRemoved) {
 }
 
 TEST_F(CertificateEventsTest, OtherProcessesChangesAreTold) {
-    const pid_t child = fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
-        _exit(install(0x103) == 0 && addCrl() == 0 ? 0 : 1);
-    }
+    const pid_t child = inChild([] { return installSome(0x103) == 0 && addSomeCrl() == 0 ? 0 : 1; });
     EXPECT_THAT(takeEvents(2), UnorderedElementsAre(kCrl, Event(OM_CERT_EVENT_SERVICE, 0x103)));
-    int status = 0;
-    EXPECT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0);
+    EXPECT_EQ(exitCodeOf(child), 0);
 }
 
 #ifndef __SANITIZE_THREAD__ // which ends children that start threads
@@ -288,33 +247,14 @@ int startsOver() {
     return takeEvents(1) == std::vector<Event>{kCrl} ? 0 : 3;
 }
 
-int exitCodeOf(pid_t child) {
-    int status = 0;
-    EXPECT_EQ(waitpid(child, &status, 0), child);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
 TEST_F(CertificateEventsTest, ForkedChildStartsOver) {
-    const pid_t child = fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
-        _exit(startsOver());
-    }
-    EXPECT_EQ(exitCodeOf(child), 0);
+    EXPECT_EQ(exitCodeOf(inChild(startsOver)), 0);
     EXPECT_THAT(takeEvents(2), UnorderedElementsAre(kCa, kCrl)) << "the parent goes on";
-}
 
-TEST_F(CertificateEventsTest, CallbackForks) {
     std::atomic<pid_t> child = 0;
-    duringCallback = [&] {
-        const pid_t forked = child == 0 ? fork() : 1;
-        if (forked == 0) {
-            _exit(startsOver());
-        }
-        child = child == 0 ? forked : child.load();
-    };
-    ASSERT_EQ(install(0x107), 0U);
-    ASSERT_TRUE(comesTrue([&] { return child != 0; }));
+    duringCallback = [&] { child = child == 0 ? inChild(startsOver) : child.load(); };
+    ASSERT_EQ(installSome(0x107), 0U);
+    ASSERT_TRUE(comesTrue([&] { return child != 0; })) << "forked inside the callback";
     EXPECT_EQ(exitCodeOf(child), 0);
     EXPECT_THAT(takeEvents(3), UnorderedElementsAre(kCa, kCrl, Event(OM_CERT_EVENT_SERVICE, 0x107)));
 }

@@ -1,21 +1,19 @@
 // What is installed, and what the calls of the contract make of it, whole or damaged.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <openssl/err.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
-#include <csignal>
 #include <filesystem>
 #include <map>
 #include <thread>
 #include <vector>
 
-#include "certificate/made_certificates.h"
+#include "certificate/certificate_support.h"
 #include "tarn_host/host_certificate.h"
 #include "tarn_host/host_process.h"
 #include "tarn_platform/om_certificate.h"
@@ -23,66 +21,42 @@
 
 namespace {
 
-using namespace certificate_test;
+using namespace tarn::test;
 
 constexpr uint32_t kType = 0x103;
 constexpr uint32_t kOtherType = 0x107;
-constexpr uint8_t kUntouched = 0xA5;
-
-std::string folderOf(uint32_t omType) {
-    char name[16];
-    std::snprintf(name, sizeof name, "0x%03x", omType);
-    return std::string(TarnHostDir()) + "/cert/service/" + name;
-}
-
-uint32_t install(uint32_t omType, const std::string& certificate, const std::string& key,
-                 const std::string& passPhrase = "", bool isKeyless = false) {
-    TarnHostCertInstallation installation = {};
-    installation.omType = omType;
-    installation.isKeyless = isKeyless ? 1 : 0;
-    installation.certificate = certificate.data();
-    installation.certificateBytes = static_cast<uint32_t>(certificate.size());
-    installation.key = key.data();
-    installation.keyBytes = static_cast<uint32_t>(key.size());
-    installation.passPhrase = passPhrase.c_str();
-    return TarnHostCertInstall(&installation);
-}
+constexpr char kUntouched = '#';
 
 struct Fetched {
     uint32_t result = 0;
     std::string certificate;
     std::string key;
-    bool isOverrun = false;
 };
 
-// With buffers of exactly these capacities between bytes that must stay.
-Fetched fetch(uint32_t omType, uint32_t certificateBytes, uint32_t keyBytes) {
-    std::vector<uint8_t> certificate(certificateBytes + 1, kUntouched);
-    std::vector<uint8_t> key(keyBytes + 1, kUntouched);
-    ConfCertServiceCert service = {certificate.data(), certificateBytes, key.data(), keyBytes};
-    Fetched fetched;
-    fetched.result = TarnOmCertGetServiceCert(omType, &service);
-    fetched.isOverrun = certificate.back() != kUntouched || key.back() != kUntouched;
-    if (fetched.result == 0) {
-        fetched.certificate.assign(certificate.begin(), certificate.begin() + service.certLen);
-        fetched.key.assign(key.begin(), key.begin() + service.keyLen);
-    } else {
-        const auto isUntouched = [](uint8_t byte) { return byte == kUntouched; };
-        fetched.isOverrun |= !std::all_of(certificate.begin(), certificate.end(), isUntouched) ||
-                             !std::all_of(key.begin(), key.end(), isUntouched);
+// With buffers of exactly these capacities: what stands behind them must stay, and all of it after a failure.
+Fetched fetch(uint32_t certificateBytes = 10'000, uint32_t keyBytes = 10'000) {
+    std::string certificate(certificateBytes + 1, kUntouched);
+    std::string key(keyBytes + 1, kUntouched);
+    ConfCertServiceCert service = {reinterpret_cast<uint8_t*>(certificate.data()), certificateBytes,
+                                   reinterpret_cast<uint8_t*>(key.data()), keyBytes};
+    const uint32_t result = TarnOmCertGetServiceCert(kType, &service);
+    if (result != 0) {
+        EXPECT_EQ(certificate + key, std::string(certificateBytes + keyBytes + 2, kUntouched));
+        return {result, "", ""};
     }
-    return fetched;
+    EXPECT_TRUE(certificate.back() == kUntouched && key.back() == kUntouched);
+    return {0, certificate.substr(0, service.certLen), key.substr(0, service.keyLen)};
 }
 
-ConfCertSizeInfo sizesOf(uint32_t omType) {
+ConfCertSizeInfo sizesOf() {
     ConfCertSizeInfo sizes = {};
-    EXPECT_EQ(TarnOmCertGetExpectedSrvCertSize(omType, &sizes), 0U);
+    EXPECT_EQ(TarnOmCertGetExpectedSrvCertSize(kType, &sizes), 0U);
     return sizes;
 }
 
-ConfCertPathInfo pathsOf(uint32_t kind, uint32_t omType, uint32_t expected = 0) {
+ConfCertPathInfo paths(uint32_t expected = 0, uint32_t kind = OM_CERT_PATH_SERVICE) {
     ConfCertPathInfo info = {};
-    EXPECT_EQ(TarnOmCertGetCertPath({kind, 2, omType}, &info), expected);
+    EXPECT_EQ(TarnOmCertGetCertPath({kind, 2, kind == OM_CERT_PATH_SERVICE ? kType : 0}, &info), expected);
     return info;
 }
 
@@ -96,7 +70,7 @@ std::vector<TarnHostCertFacts> list() {
 }
 
 long leftDrafts() {
-    const auto begin = std::filesystem::directory_iterator(std::string(TarnHostDir()) + "/cert");
+    const auto begin = std::filesystem::directory_iterator(below(""));
     return std::count_if(begin, std::filesystem::directory_iterator(),
                          [](const auto& entry) { return entry.path().filename().native().starts_with("."); });
 }
@@ -104,222 +78,195 @@ long leftDrafts() {
 class CertificateFilesTest : public testing::Test {
  protected:
     void TearDown() override {
-        std::filesystem::remove_all(std::string(TarnHostDir()) + "/cert");
+        std::filesystem::remove_all(below(""));
         EXPECT_EQ(ERR_peek_error(), 0UL) << "the error queue belongs to the caller";
     }
 
-    const Identity ca_ = makeCa("Test CA");
-    const Identity leaf_ = makeLeaf("endpoint", ca_);
+    const Identity ca_ = newCa("Test CA");
+    const Identity leaf_ = issue("endpoint", newEcKey(), &ca_);
 };
 
-TEST_F(CertificateFilesTest, NothingInstalled) {
+TEST_F(CertificateFilesTest, NothingInstalledAndWrongArguments) {
     ConfCertSizeInfo sizes = {7, 7, 7};
     EXPECT_EQ(TarnOmCertGetExpectedSrvCertSize(kType, &sizes), uint32_t{ENOENT});
     EXPECT_EQ(sizes.certSize, 7U);
-    EXPECT_EQ(fetch(kType, 100, 100).result, uint32_t{ENOENT});
-    EXPECT_STREQ(pathsOf(OM_CERT_PATH_SERVICE, kType).certPath, "");
+    EXPECT_EQ(fetch().result, uint32_t{ENOENT});
+    EXPECT_STREQ(paths().certPath, "");
     EXPECT_EQ(TarnHostCertUninstall(kType), uint32_t{ENOENT});
     EXPECT_TRUE(list().empty());
-    const std::string root(TarnHostDir());
-    EXPECT_EQ(pathsOf(OM_CERT_PATH_CA_DIRECTORY, 0).certPath, root + "/cert/ca");
-    EXPECT_EQ(pathsOf(OM_CERT_PATH_CRL_DIRECTORY, 0).certPath, root + "/cert/crl");
-    EXPECT_TRUE(std::filesystem::is_directory(root + "/cert/crl"));
-}
-
-TEST_F(CertificateFilesTest, WrongArgumentsAreRefused) {
-    ConfCertPathInfo info = {};
-    ConfCertSizeInfo sizes = {};
-    ConfCertServiceCert service = {};
-    EXPECT_EQ(TarnOmCertGetCertPath({3, 2, 0}, &info), uint32_t{EINVAL});
-    EXPECT_EQ(TarnOmCertGetCertPath({0, 1, kType}, &info), uint32_t{EINVAL});
-    EXPECT_EQ(TarnOmCertGetCertPath({0, 2, 0xFFFFFFFF}, &info), uint32_t{EINVAL});
-    EXPECT_EQ(TarnOmCertGetCertPath({1, 2, 0}, nullptr), uint32_t{EINVAL});
-    EXPECT_EQ(TarnOmCertGetExpectedSrvCertSize(0x108, &sizes), uint32_t{EINVAL});
-    EXPECT_EQ(TarnOmCertGetExpectedSrvCertSize(kType, nullptr), uint32_t{EINVAL});
-    EXPECT_EQ(TarnOmCertGetServiceCert(kType, nullptr), uint32_t{EINVAL});
-    EXPECT_EQ(TarnOmCertGetServiceCert(kType, &service), uint32_t{EINVAL});
-    EXPECT_EQ(TarnOmCertGetCapability(nullptr), uint32_t{EINVAL});
-    EXPECT_EQ(TarnOmCertGetCertId(nullptr, nullptr), uint32_t{EINVAL});
-    EXPECT_EQ(TarnHostCertInstall(nullptr), uint32_t{EINVAL});
-    EXPECT_EQ(TarnHostCertUninstall(0), uint32_t{EINVAL});
-    EXPECT_EQ(TarnHostCertList(nullptr, nullptr), uint32_t{EINVAL});
-    EXPECT_EQ(TarnHostCertAddCa(nullptr, 0, nullptr), uint32_t{EINVAL});
-    EXPECT_EQ(TarnHostCertRemoveCa("../service/0x103/key.pem"), uint32_t{EINVAL});
-    EXPECT_EQ(TarnHostCertRemoveCrl(nullptr), uint32_t{EINVAL});
+    EXPECT_EQ(paths(0, OM_CERT_PATH_CA_DIRECTORY).certPath, below("ca"));
+    EXPECT_EQ(paths(0, OM_CERT_PATH_CRL_DIRECTORY).certPath, below("crl"));
+    EXPECT_TRUE(std::filesystem::is_directory(below("crl")));
     EXPECT_EQ(TarnHostCertRemoveCrl("none.pem"), uint32_t{ENOENT});
+
+    ConfCertPathInfo info = {};
+    ConfCertServiceCert service = {};
+    const uint32_t refused[] = {TarnOmCertGetCertPath({3, 2, 0}, &info),
+                                TarnOmCertGetCertPath({0, 1, kType}, &info),
+                                TarnOmCertGetCertPath({0, 2, 0xFFFFFFFF}, &info),
+                                TarnOmCertGetCertPath({1, 2, 0}, nullptr),
+                                TarnOmCertGetExpectedSrvCertSize(0x108, &sizes),
+                                TarnOmCertGetExpectedSrvCertSize(kType, nullptr),
+                                TarnOmCertGetServiceCert(kType, nullptr),
+                                TarnOmCertGetServiceCert(kType, &service),
+                                TarnOmCertGetCapability(nullptr),
+                                TarnOmCertGetCertId(nullptr, nullptr),
+                                TarnHostCertInstall(nullptr),
+                                TarnHostCertUninstall(0),
+                                TarnHostCertList(nullptr, nullptr),
+                                TarnHostCertAddCa(nullptr, 0, nullptr),
+                                TarnHostCertRemoveCa("../service/0x103/key.pem"),
+                                TarnHostCertRemoveCrl(nullptr)};
+    EXPECT_THAT(refused, testing::Each(uint32_t{EINVAL}));
     EXPECT_EQ(SSL_CTX_load_cacertificate_file(nullptr, "x", 1), 0);
 }
 
 TEST_F(CertificateFilesTest, InstalledIsReadBack) {
-    const std::string chain = leaf_.certificatePem() + ca_.certificatePem();
-    const std::string key = leaf_.keyPem("open sesame");
+    const std::string chain = pem(leaf_.certificate) + pem(ca_.certificate);
+    const std::string key = pem(leaf_.key, "open sesame");
     ASSERT_EQ(install(kType, chain, key, "open sesame"), 0U);
-    const ConfCertSizeInfo sizes = sizesOf(kType);
+    const ConfCertSizeInfo sizes = sizesOf();
     EXPECT_EQ(sizes.certSize, chain.size());
     EXPECT_EQ(sizes.keySize, key.size());
-    const Fetched fetched = fetch(kType, sizes.certSize, sizes.keySize);
+    const Fetched fetched = fetch(sizes.certSize, sizes.keySize);
     EXPECT_EQ(fetched.certificate, chain);
     EXPECT_EQ(fetched.key, key);
-    EXPECT_FALSE(fetched.isOverrun);
-    const ConfCertPathInfo paths = pathsOf(OM_CERT_PATH_SERVICE, kType);
-    EXPECT_EQ(paths.certPath, folderOf(kType) + "/cert.pem");
-    EXPECT_EQ(readFile(paths.keyPath), key);
-    EXPECT_STREQ(paths.keyPassword, "open sesame");
+    const ConfCertPathInfo told = paths();
+    EXPECT_EQ(told.certPath, folderOf(kType) + "/cert.pem");
+    EXPECT_EQ(readFile(told.keyPath), key);
+    EXPECT_STREQ(told.keyPassword, "open sesame");
     for (const char* file : {"/cert.pem", "/key.pem", "/key.pass"}) {
         struct stat status = {};
         ASSERT_EQ(stat((folderOf(kType) + file).c_str(), &status), 0);
         EXPECT_EQ(status.st_mode & 0777U, 0600U) << file;
     }
-    ASSERT_EQ(install(kType, ca_.certificatePem(), ca_.keyPem()), 0U);
-    EXPECT_STREQ(pathsOf(OM_CERT_PATH_SERVICE, kType).keyPassword, "") << "nothing of the one before stays";
-    EXPECT_EQ(TarnHostCertUninstall(kType), 0U);
+    ASSERT_EQ(install(kType, ca_), 0U);
+    EXPECT_STREQ(paths().keyPassword, "") << "nothing of the one before stays";
     EXPECT_EQ(leftDrafts(), 0);
+    std::filesystem::create_directory(below(".draft-recent"));
+    EXPECT_EQ(TarnHostCertUninstall(kType), 0U);
+    EXPECT_EQ(leftDrafts(), 1) << "another process may be at it";
     EXPECT_FALSE(std::filesystem::exists(folderOf(kType)));
 }
 
 TEST_F(CertificateFilesTest, FilesThatGrewDoNotOverrun) {
-    ASSERT_EQ(install(kType, leaf_.certificatePem(), leaf_.keyPem()), 0U);
-    const ConfCertSizeInfo before = sizesOf(kType);
-    writeFile(folderOf(kType) + "/cert.pem", leaf_.certificatePem() + "x");
-    Fetched fetched = fetch(kType, before.certSize, before.keySize);
-    EXPECT_EQ(fetched.result, uint32_t{EFBIG});
-    EXPECT_FALSE(fetched.isOverrun);
-    writeFile(folderOf(kType) + "/cert.pem", leaf_.certificatePem());
-    writeFile(folderOf(kType) + "/key.pem", leaf_.keyPem() + "x");
-    fetched = fetch(kType, before.certSize, before.keySize);
-    EXPECT_EQ(fetched.result, uint32_t{EFBIG});
-    EXPECT_FALSE(fetched.isOverrun) << "not even the certificate alone";
-    writeFile(folderOf(kType) + "/key.pem", "short");
-    EXPECT_EQ(fetch(kType, before.certSize, before.keySize).key, "short");
+    ASSERT_EQ(install(kType, leaf_), 0U);
+    const ConfCertSizeInfo before = sizesOf();
+    const std::string certificateFile = folderOf(kType) + "/cert.pem";
+    const std::string keyFile = folderOf(kType) + "/key.pem";
+    writeFile(certificateFile, pem(leaf_.certificate) + "x");
+    EXPECT_EQ(fetch(before.certSize, before.keySize).result, uint32_t{EFBIG});
+    writeFile(certificateFile, pem(leaf_.certificate));
+    writeOwnFile(keyFile, pem(leaf_.key) + "x");
+    EXPECT_EQ(fetch(before.certSize, before.keySize).result, uint32_t{EFBIG}) << "not even the certificate alone";
+    writeOwnFile(keyFile, "short");
+    EXPECT_EQ(fetch(before.certSize, before.keySize).key, "short");
     for (const off_t size : {off_t{0}, off_t{1'048'577}, off_t{10} << 20U}) {
-        ASSERT_EQ(truncate((folderOf(kType) + "/cert.pem").c_str(), size), 0);
-        EXPECT_EQ(sizesOf(kType).certSize, size);
+        ASSERT_EQ(truncate(certificateFile.c_str(), size), 0);
+        EXPECT_EQ(sizesOf().certSize, size);
     }
 }
 
 TEST_F(CertificateFilesTest, UnusableFilesAreRefused) {
-    ASSERT_EQ(install(kType, leaf_.certificatePem(), leaf_.keyPem("secret"), "secret"), 0U);
+    ASSERT_EQ(install(kType, leaf_, "secret"), 0U);
     const std::string folder = folderOf(kType);
     for (const char* file : {"/key.pem", "/key.pass"}) {
         ASSERT_EQ(chmod((folder + file).c_str(), 0640), 0);
-        EXPECT_STREQ(pathsOf(OM_CERT_PATH_SERVICE, kType, EPERM).keyPath, "");
+        EXPECT_STREQ(paths(EPERM).keyPath, "");
         ASSERT_EQ(chmod((folder + file).c_str(), 0600), 0);
     }
-    writeFile(folder + "/key.pass", std::string(63, 'p') + "\r\nsecond line");
-    EXPECT_STREQ(pathsOf(OM_CERT_PATH_SERVICE, kType, EFBIG).keyPassword, "");
-    writeFile(folder + "/key.pass", std::string(63, 'p') + "\r\n");
-    EXPECT_EQ(pathsOf(OM_CERT_PATH_SERVICE, kType).keyPassword, std::string(63, 'p'));
+    writeOwnFile(folder + "/key.pass", std::string(63, 'p') + "\r\nsecond line");
+    EXPECT_STREQ(paths(EFBIG).keyPassword, "");
+    writeOwnFile(folder + "/key.pass", std::string(63, 'p') + "\r\n");
+    EXPECT_EQ(paths().keyPassword, std::string(63, 'p'));
     std::filesystem::remove(folder + "/key.pem");
-    EXPECT_STREQ(pathsOf(OM_CERT_PATH_SERVICE, kType).keyPath, "");
-    EXPECT_EQ(sizesOf(kType).keySize, 0U);
-    EXPECT_EQ(fetch(kType, 10'000, 10).key, "");
+    EXPECT_STREQ(paths().keyPath, "");
+    EXPECT_EQ(sizesOf().keySize, 0U);
+    EXPECT_EQ(fetch().key, "");
     std::filesystem::remove(folder + "/cert.pem");
     std::filesystem::create_directory(folder + "/cert.pem");
-    pathsOf(OM_CERT_PATH_SERVICE, kType, EISDIR);
-    EXPECT_EQ(fetch(kType, 10'000, 10).result, uint32_t{EISDIR});
+    paths(EISDIR);
+    EXPECT_EQ(fetch().result, uint32_t{EISDIR});
     std::filesystem::remove(folder + "/cert.pem");
     ASSERT_EQ(mkfifo((folder + "/cert.pem").c_str(), 0600), 0);
-    EXPECT_EQ(fetch(kType, 10'000, 10).result, uint32_t{EINVAL}) << "and does not wait for a writer";
+    EXPECT_EQ(fetch().result, uint32_t{EINVAL}) << "and does not wait for a writer";
 }
 
 TEST_F(CertificateFilesTest, BadInstallationsChangeNothing) {
-    const std::string certificate = leaf_.certificatePem();
-    ASSERT_EQ(install(kType, certificate, leaf_.keyPem()), 0U);
-    EXPECT_EQ(install(kType, certificate, ca_.keyPem()), uint32_t{EKEYREJECTED});
-    EXPECT_EQ(install(kType, certificate, leaf_.keyPem("right"), "wrong"), uint32_t{EACCES});
-    EXPECT_EQ(install(kType, certificate, leaf_.keyPem("right")), uint32_t{EACCES});
+    const std::string certificate = pem(leaf_.certificate);
+    const std::string half = certificate.substr(0, certificate.size() / 2);
+    const std::string key = pem(leaf_.key);
+    const std::string encrypted = pem(leaf_.key, "right");
+    ASSERT_EQ(install(kType, certificate, key), 0U);
+    EXPECT_EQ(install(kType, certificate, pem(ca_.key)), uint32_t{EKEYREJECTED});
+    EXPECT_EQ(install(kType, certificate, encrypted, "wrong"), uint32_t{EACCES});
+    EXPECT_EQ(install(kType, certificate, encrypted), uint32_t{EACCES});
     EXPECT_EQ(install(kType, certificate, "no key"), uint32_t{EBADMSG});
-    EXPECT_EQ(install(kType, "", leaf_.keyPem()), uint32_t{EBADMSG});
-    EXPECT_EQ(install(kType, certificate.substr(0, certificate.size() / 2), leaf_.keyPem()), uint32_t{EBADMSG});
-    EXPECT_EQ(install(kType, certificate + certificate.substr(0, certificate.size() / 2), leaf_.keyPem()),
+    EXPECT_EQ(install(kType, "", key), uint32_t{EBADMSG});
+    EXPECT_EQ(install(kType, half, key), uint32_t{EBADMSG});
+    EXPECT_EQ(install(kType, certificate + half, key), uint32_t{EBADMSG});
+    EXPECT_EQ(install(kType, std::string((1U << 20U) + 1, ' '), key), uint32_t{EFBIG});
+    EXPECT_EQ(install(kType, certificate, key, std::string(64, 'x')), uint32_t{EFBIG});
+    EXPECT_EQ(install(kType, certificate, key, "two\nlines"), uint32_t{EINVAL});
+    EXPECT_EQ(install(0x108, certificate, key), uint32_t{EINVAL});
+    EXPECT_EQ(addCa(pem(ca_.certificate) + "-----BEGIN CERTIFICATE-----\nAAAA\n-----END CERTIFICATE-----\n"),
               uint32_t{EBADMSG});
-    EXPECT_EQ(install(kType, std::string((1U << 20U) + 1, ' '), leaf_.keyPem()), uint32_t{EFBIG});
-    EXPECT_EQ(install(kType, certificate, leaf_.keyPem(), std::string(64, 'x')), uint32_t{EFBIG});
-    EXPECT_EQ(install(kType, certificate, leaf_.keyPem(), "two\nlines"), uint32_t{EINVAL});
-    EXPECT_EQ(install(0x108, certificate, leaf_.keyPem()), uint32_t{EINVAL});
-    EXPECT_EQ(fetch(kType, 10'000, 10'000).certificate, certificate);
-    const std::string cas = ca_.certificatePem() + "-----BEGIN CERTIFICATE-----\nAAAA\n-----END CERTIFICATE-----\n";
-    EXPECT_EQ(TarnHostCertAddCa(cas.data(), static_cast<uint32_t>(cas.size()), nullptr), uint32_t{EBADMSG});
+    {
+        const FileSizeLimit fullDisk(certificate.size() + 10);
+        EXPECT_EQ(install(kType, certificate + pem(ca_.certificate), key), uint32_t{EFBIG});
+    }
+    EXPECT_EQ(fetch().certificate, certificate);
     EXPECT_EQ(list().size(), 1U);
-}
-
-TEST_F(CertificateFilesTest, FailedWritesLeaveNothing) {
-    const std::string certificate = leaf_.certificatePem();
-    ASSERT_EQ(install(kType, certificate, leaf_.keyPem()), 0U);
-    struct rlimit before = {};
-    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
-    const struct rlimit tight = {certificate.size() + 10, before.rlim_max};
-    const auto handler = std::signal(SIGXFSZ, SIG_IGN);
-    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &tight), 0);
-    const uint32_t result = install(kType, certificate + ca_.certificatePem(), leaf_.keyPem());
-    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &before), 0);
-    std::signal(SIGXFSZ, handler);
-    EXPECT_EQ(result, uint32_t{EFBIG});
-    EXPECT_EQ(fetch(kType, 10'000, 10'000).certificate, certificate);
     EXPECT_EQ(leftDrafts(), 0);
-}
-
-TEST_F(CertificateFilesTest, DraftsOfOthersStay) {
-    ASSERT_EQ(install(kType, leaf_.certificatePem(), leaf_.keyPem()), 0U);
-    std::filesystem::create_directory(std::string(TarnHostDir()) + "/cert/.draft-recent");
-    ASSERT_EQ(TarnHostCertUninstall(kType), 0U);
-    EXPECT_EQ(leftDrafts(), 1) << "another process may be at it";
 }
 
 // Installs the two identities in turn.
 bool installInTurn(const Identity& first, const Identity& second, int rounds) {
     bool isGood = true;
     for (int i = 0; i < rounds; i++) {
-        const Identity& next = i % 2 == 0 ? first : second;
-        isGood = isGood && install(kType, next.certificatePem(), next.keyPem()) == 0;
+        isGood = isGood && install(kType, i % 2 == 0 ? first : second) == 0;
     }
     return isGood;
 }
 
 TEST_F(CertificateFilesTest, ReadersNeverSeeHalfAnInstallation) {
-    const Identity other = makeLeaf("other", ca_);
-    ASSERT_TRUE(installInTurn(leaf_, other, 1));
-    const pid_t child = fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
-        _exit(installInTurn(leaf_, other, 40) ? 0 : 1);
-    }
+    const Identity other = issue("other", newEcKey(), &ca_);
+    ASSERT_EQ(install(kType, leaf_), 0U);
+    const pid_t child = inChild([&] { return installInTurn(leaf_, other, 40) ? 0 : 1; });
     std::atomic<bool> isOver = false;
     std::thread installer([&] {
         EXPECT_TRUE(installInTurn(other, leaf_, 40));
         isOver = true;
     });
-    const std::map<std::string, std::string> pairs = {{leaf_.certificatePem(), leaf_.keyPem()},
-                                                      {other.certificatePem(), other.keyPem()}};
+    const std::map<std::string, std::string> pairs = {{pem(leaf_.certificate), pem(leaf_.key)},
+                                                      {pem(other.certificate), pem(other.key)}};
     int reads = 0;
     for (bool isLast = false; !isLast; reads++) {
         isLast = isOver;
-        const Fetched fetched = fetch(kType, 10'000, 10'000);
+        const Fetched fetched = fetch();
         const auto pair = pairs.find(fetched.certificate);
         EXPECT_TRUE(pair != pairs.end() && pair->second == fetched.key) << fetched.result;
     }
     installer.join();
-    int status = 0;
-    EXPECT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0);
+    EXPECT_EQ(exitCodeOf(child), 0);
     EXPECT_EQ(leftDrafts(), 0);
     EXPECT_GT(reads, 10);
 }
 
 TEST_F(CertificateFilesTest, KeylessTypesGiveNoKeyAway) {
-    std::vector<uint8_t> capability(10, kUntouched);
+    std::vector<uint8_t> capability(10, 0xA5);
     ASSERT_EQ(TarnOmCertGetCapability(capability.data()), 0U);
     EXPECT_EQ(capability, std::vector<uint8_t>(10, 0));
-    ASSERT_EQ(install(kType, leaf_.certificatePem(), leaf_.keyPem("secret"), "secret", true), 0U);
-    ASSERT_EQ(install(kOtherType, leaf_.certificatePem(), leaf_.keyPem(), "", true), 0U);
-    EXPECT_EQ(sizesOf(kType).keySize, 0U);
-    EXPECT_EQ(fetch(kType, 10'000, 10'000).key, "");
-    const ConfCertPathInfo paths = pathsOf(OM_CERT_PATH_SERVICE, kType);
-    EXPECT_STRNE(paths.certPath, "");
-    EXPECT_STREQ(paths.keyPath, "");
-    EXPECT_STREQ(paths.keyPassword, "");
+    ASSERT_EQ(install(kType, leaf_, "secret", true), 0U);
+    ASSERT_EQ(install(kOtherType, leaf_, "", true), 0U);
+    EXPECT_EQ(sizesOf().keySize, 0U);
+    EXPECT_EQ(fetch().key, "");
+    const ConfCertPathInfo told = paths();
+    EXPECT_STRNE(told.certPath, "");
+    EXPECT_STREQ(told.keyPath, "");
+    EXPECT_STREQ(told.keyPassword, "");
     for (const uint32_t omType : {0x109U, 0x104U}) {
-        ASSERT_EQ(install(omType, leaf_.certificatePem(), leaf_.keyPem()), 0U);
+        ASSERT_EQ(install(omType, leaf_), 0U);
     }
     ASSERT_EQ(TarnOmCertGetCapability(capability.data()), 0U);
     EXPECT_EQ(capability, (std::vector<uint8_t>{0, 0, 1, 0, 0, 0, 1, 0, 0, 0}));
@@ -337,41 +284,39 @@ uint32_t idOf(std::string certificate, std::string& id, uint32_t capacity = OM_C
 
 TEST_F(CertificateFilesTest, IdIsTheDigestOfTheCertificateItself) {
     std::vector<unsigned char> digest(32);
+    char expected[65];
     X509_digest(leaf_.certificate.get(), EVP_sha256(), digest.data(), nullptr);
-    std::string expected;
-    for (const unsigned char byte : digest) {
-        char digits[3];
-        std::snprintf(digits, sizeof digits, "%02x", byte);
-        expected += digits;
+    for (size_t i = 0; i < digest.size(); i++) {
+        std::snprintf(expected + 2 * i, 3, "%02x", digest[i]);
     }
     std::string id;
-    const std::string pem = leaf_.certificatePem();
+    const std::string whole = pem(leaf_.certificate);
     for (const std::string& form :
-         {pem, leaf_.certificateDer(), "garbage\n" + pem + "more", pem + ca_.certificatePem()}) {
+         {whole, der(leaf_.certificate), "garbage\n" + whole + "more", whole + pem(ca_.certificate)}) {
         EXPECT_EQ(idOf(form, id), 0U);
         EXPECT_EQ(id, expected);
     }
-    EXPECT_EQ(idOf(pem, id, 65), 0U);
-    EXPECT_EQ(idOf(pem, id, 64), uint32_t{EMSGSIZE});
-    for (const std::string& bad : {std::string(), std::string(100, '\0'), pem.substr(0, 200),
-                                   leaf_.certificateDer().substr(0, 100), leaf_.certificateDer() + "x"}) {
+    EXPECT_EQ(idOf(whole, id, 65), 0U);
+    EXPECT_EQ(idOf(whole, id, 64), uint32_t{EMSGSIZE});
+    for (const std::string& bad : {std::string(), std::string(100, '\0'), whole.substr(0, 200),
+                                   der(leaf_.certificate).substr(0, 100), der(leaf_.certificate) + "x"}) {
         EXPECT_EQ(idOf(bad, id), uint32_t{EBADMSG});
     }
 }
 
 TEST_F(CertificateFilesTest, ListTellsTheFacts) {
-    const Identity rsa = makeLeaf("Zürich, Raum 3", ca_, makeRsaKey());
-    const std::string cas = makeCa("Second CA").certificatePem() + ca_.certificatePem() + ca_.certificatePem();
-    const std::string later = crlPem(ca_, {leaf_.certificate.get()});
-    const std::string crls = crlPem(ca_, {}) + later;
+    const Identity rsa = issue("Zürich, Raum 3", newRsaKey(), &ca_);
+    const std::string cas = pem(newCa("Second CA").certificate) + pem(ca_.certificate) + pem(ca_.certificate);
+    const std::string later = crlPem(ca_, {leaf_.certificate});
+    const std::string crls = crlPem(ca_) + later;
     uint32_t count = 0;
-    ASSERT_EQ(install(kOtherType, rsa.certificatePem(), rsa.keyPem(), "", true), 0U);
-    ASSERT_EQ(install(kType, leaf_.certificatePem(), leaf_.keyPem()), 0U);
+    ASSERT_EQ(install(kOtherType, rsa, "", true), 0U);
+    ASSERT_EQ(install(kType, leaf_), 0U);
     ASSERT_EQ(TarnHostCertAddCa(cas.data(), static_cast<uint32_t>(cas.size()), &count), 0U);
     EXPECT_EQ(count, 3U);
     ASSERT_EQ(TarnHostCertAddCrl(crls.data(), static_cast<uint32_t>(crls.size()), &count), 0U);
-    writeFile(folderOf(kType) + "/key.pem", rsa.keyPem());
-    writeFile(std::string(TarnHostDir()) + "/cert/ca/empty.pem", "");
+    writeOwnFile(folderOf(kType) + "/key.pem", pem(rsa.key));
+    writeFile(below("ca/empty.pem"), "");
     const std::vector<TarnHostCertFacts> all = list();
     ASSERT_EQ(all.size(), 6U) << "two services, two CAs, an unreadable one, one list an issuer";
     EXPECT_EQ(all[0].omType, kOtherType);
@@ -380,7 +325,7 @@ TEST_F(CertificateFilesTest, ListTellsTheFacts) {
     EXPECT_STREQ(all[0].subject, "CN=Zürich\\, Raum 3");
     EXPECT_STREQ(all[0].issuer, "CN=Test CA");
     EXPECT_STREQ(all[0].keyType, "RSA 2048");
-    EXPECT_EQ(all[0].notAfter - all[0].notBefore, 10 * 24 * 3600 + 3600);
+    EXPECT_EQ(all[0].notAfter - all[0].notBefore, 2 * kDay);
     EXPECT_EQ(all[1].keyError, uint32_t{EKEYREJECTED});
     EXPECT_STREQ(all[1].keyType, "EC prime256v1");
     char hashName[16];
@@ -393,20 +338,20 @@ TEST_F(CertificateFilesTest, ListTellsTheFacts) {
     EXPECT_EQ(errorsOfCas["empty.pem"], uint32_t{EBADMSG});
     EXPECT_EQ(errorsOfCas.count(hashName), 1U);
     EXPECT_EQ(all[5].kind, TARN_HOST_CERT_CRL);
-    EXPECT_EQ(all[5].notAfter - all[5].notBefore, 24 * 3600);
-    EXPECT_EQ(readFile(std::string(TarnHostDir()) + "/cert/crl/" + all[5].name), later) << "the later one holds";
+    EXPECT_EQ(all[5].notAfter - all[5].notBefore, 2 * kDay);
+    EXPECT_EQ(readFile(below("crl/") + all[5].name), later) << "the later one holds";
     EXPECT_EQ(TarnHostCertRemoveCrl(all[5].name), 0U);
     EXPECT_EQ(TarnHostCertRemoveCa("empty.pem"), 0U);
     EXPECT_EQ(list().size(), 4U);
 }
 
 TEST_F(CertificateFilesTest, CaFilesAreTrustedWholeOrNotAtAll) {
-    const Context context(SSL_CTX_new(TLS_method()));
+    const Context context = clientContext();
     const std::string path = std::string(TarnHostDir()) + "/ca.pem";
     const auto trusted = [&] {
         return sk_X509_OBJECT_num(X509_STORE_get0_objects(SSL_CTX_get_cert_store(context.get())));
     };
-    const std::string good = ca_.certificatePem() + "comment\n" + makeCa("Second CA").certificatePem();
+    const std::string good = pem(ca_.certificate) + "comment\n" + pem(newCa("Second CA").certificate);
     for (const std::string& bad : {std::string(), std::string("binary\0\1\2", 9), good.substr(0, good.size() - 100)}) {
         writeFile(path, bad);
         EXPECT_EQ(SSL_CTX_load_cacertificate_file(context.get(), path.c_str(), 1), 0);
@@ -420,7 +365,7 @@ TEST_F(CertificateFilesTest, CaFilesAreTrustedWholeOrNotAtAll) {
     EXPECT_EQ(SSL_CTX_load_cacertificate_file(context.get(), path.c_str(), 1), 1);
     EXPECT_EQ(SSL_CTX_load_cacertificate_file(context.get(), path.c_str(), 1), 1) << "again";
     EXPECT_EQ(trusted(), 2);
-    writeFile(path, leaf_.certificateDer());
+    writeFile(path, der(leaf_.certificate));
     EXPECT_EQ(SSL_CTX_load_cacertificate_file(context.get(), path.c_str(), 2), 1);
     EXPECT_EQ(trusted(), 3);
 }

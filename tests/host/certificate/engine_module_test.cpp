@@ -1,41 +1,73 @@
-// The engine's module, loaded as a process without the built-in engine loads it.
+// The engine's module, loaded by the library in a process that has not connected to the certificate service and so has
+// no engine of the host platform's own.
 #define OPENSSL_SUPPRESS_DEPRECATED
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <openssl/engine.h>
 #include <openssl/err.h>
 
-#include "certificate/engine_support.h"
+#include <cstring>
+
+#include "certificate/certificate_support.h"
+#include "tarn_conference/conf_cert.h"
+#include "tarn_platform/om_certificate.h"
 
 namespace {
 
-using namespace certificate_test;
+using namespace tarn::test;
 
-TEST(EngineModuleTest, LoadsAndSigns) {
+std::string& askedPath() {
+    static std::string path;
+    return path;
+}
+
+} // namespace
+
+// Comes before OpenSSL's own: the library is what is shipped, with the device's path of the module in it, and the module
+// stands where it was built.
+#pragma GCC visibility push(default)
+int ENGINE_ctrl_cmd_string(ENGINE* engine, const char* command, const char* argument, int optional) {
+    static const auto genuine =
+        reinterpret_cast<decltype(&ENGINE_ctrl_cmd_string)>(dlsym(RTLD_NEXT, "ENGINE_ctrl_cmd_string"));
+    if (std::strcmp(command, "SO_PATH") == 0) {
+        askedPath() = argument;
+        argument = TARN_TEST_ENGINE;
+    }
+    return genuine(engine, command, argument, optional);
+}
+#pragma GCC visibility pop
+
+namespace {
+
+TEST(EngineModuleTest, RefusesToBeAnotherEngine) {
+    ENGINE* const engine = ENGINE_by_id("dynamic");
+    ASSERT_EQ(ENGINE_ctrl_cmd_string(engine, "SO_PATH", "", 0), 1);
+    ASSERT_EQ(ENGINE_ctrl_cmd_string(engine, "ID", "another_engine", 0), 1);
+    EXPECT_EQ(ENGINE_ctrl_cmd(engine, "LOAD", 1, nullptr, nullptr, 0), 0);
+    ENGINE_free(engine);
+    ERR_clear_error();
+}
+
+TEST(EngineModuleTest, ServesTheLibrarysKeylessTypes) {
     ASSERT_EQ(ENGINE_by_id("openssl_engine"), nullptr);
     ERR_clear_error();
-    ENGINE* engine = ENGINE_by_id("dynamic");
-    ASSERT_EQ(ENGINE_ctrl_cmd_string(engine, "SO_PATH", TARN_TEST_ENGINE, 0), 1);
-    ASSERT_EQ(ENGINE_ctrl_cmd_string(engine, "ID", "another_engine", 0), 1);
-    ASSERT_EQ(ENGINE_ctrl_cmd(engine, "LOAD", 1, nullptr, nullptr, 0), 0);
-    ENGINE_free(engine);
-    ERR_clear_error();
+    const Identity ca = newCa("Test CA");
+    ASSERT_EQ(addCa(pem(ca.certificate)), 0U);
+    ASSERT_EQ(install(0x103, issue("leaf", newEcKey(), &ca), "open sesame", true), 0U);
+    // Brings the certificate's id; the start-up function would connect to the service.
+    ConfOmCertCallback(OM_CERT_EVENT_SERVICE, 0x103);
+    EXPECT_TRUE(handshakeAs(2).succeeded);
+    EXPECT_EQ(askedPath(), TARN_ENGINE_PATH);
+    askedPath().clear();
+    EXPECT_TRUE(handshakeAs(2).succeeded) << "with the engine that is there now";
+    EXPECT_EQ(askedPath(), "");
 
-    engine = ENGINE_by_id("dynamic");
-    ASSERT_EQ(ENGINE_ctrl_cmd_string(engine, "SO_PATH", TARN_TEST_ENGINE, 0), 1);
-    ASSERT_EQ(ENGINE_ctrl_cmd_string(engine, "ID", "openssl_engine", 0), 1);
-    ASSERT_EQ(ENGINE_ctrl_cmd(engine, "LIST_ADD", 1, nullptr, nullptr, 0), 1);
-    ASSERT_EQ(ENGINE_ctrl_cmd(engine, "LOAD", 1, nullptr, nullptr, 0), 1);
-    ENGINE* found = ENGINE_by_id("openssl_engine");
-    ASSERT_NE(found, nullptr);
-    ASSERT_EQ(ENGINE_init(found), 1);
-    const Identity ca = makeCa("Test CA");
-    const Identity leaf = makeLeaf("leaf", ca);
-    ASSERT_EQ(installKeyless(0x103, leaf, "open sesame"), 0U);
-    EXPECT_TRUE(talksWithKeyFrom(found, leaf, ca));
-    EXPECT_EQ(keyFrom(found, idOf(ca)), nullptr);
-    ENGINE_finish(found);
-    ENGINE_free(found);
-    ENGINE_free(engine);
+    // A connection to the service leaves the engine that is there in its place, and the next certificate is served too.
+    ASSERT_EQ(TarnOmCertClientInit(nullptr), 0U);
+    ASSERT_EQ(install(0x103, issue("next", newRsaKey(), &ca), "", true), 0U);
+    EXPECT_FALSE(handshakeAs(2).succeeded) << "its id is not known yet";
+    ConfOmCertCallback(OM_CERT_EVENT_SERVICE, 0x103);
+    EXPECT_TRUE(handshakeAs(2).succeeded);
 }
 
 } // namespace

@@ -1,4 +1,4 @@
-// A directory for one test, gone with it.
+// A directory for one test, gone with it, and what tests do with files.
 #pragma once
 
 #include <stdlib.h>
@@ -11,6 +11,14 @@
 #include <string>
 
 namespace tarn::test {
+
+inline std::set<std::string> namesIn(const std::string& directory) {
+    std::set<std::string> found;
+    for (const auto& entry : std::filesystem::directory_iterator(directory)) {
+        found.insert(entry.path().filename());
+    }
+    return found;
+}
 
 class ScratchDirectory {
  public:
@@ -28,13 +36,7 @@ class ScratchDirectory {
 
     std::string operator/(const std::string& name) const { return path_ + "/" + name; }
 
-    std::set<std::string> names() const {
-        std::set<std::string> found;
-        for (const auto& entry : std::filesystem::directory_iterator(path_)) {
-            found.insert(entry.path().filename());
-        }
-        return found;
-    }
+    std::set<std::string> names() const { return namesIn(path_); }
 
     const std::string& path() const { return path_; }
 

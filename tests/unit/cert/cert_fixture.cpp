@@ -1,11 +1,8 @@
 #include "cert_fixture.h"
 
 #include <openssl/err.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cstdlib>
 
 #include "tarn_conference/conf_settings.h"
 
@@ -66,22 +63,6 @@ std::vector<std::string> CertTest::textsAt(int level) const {
         }
     }
     return texts;
-}
-
-void CertTest::inChild(const std::function<void()>& work) {
-    constexpr int kSkipped = 77;
-    std::fflush(nullptr);
-    const pid_t child = fork();
-    if (child == 0) {
-        work();
-        std::exit(HasFailure() ? 1 : IsSkipped() ? kSkipped : 0);
-    }
-    int status = 0;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    if (WIFEXITED(status) && WEXITSTATUS(status) == kSkipped) {
-        GTEST_SKIP() << "for the reason above";
-    }
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "failed in the child, see above";
 }
 
 std::vector<std::string> replaced(std::vector<std::string> texts, const std::string& before, const std::string& after) {

@@ -5,7 +5,6 @@
 #include <gmock/gmock.h>
 
 #include <atomic>
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -38,10 +37,6 @@ class CertTest : public ScriptedPlatformTest {
     std::string directoryOfLength(size_t length);
     // Texts of the records at this level, in order.
     std::vector<std::string> textsAt(int level) const;
-
-    // Runs `work` in a process of its own, whose failures become this one's. OpenSSL loads an engine only once in the
-    // life of a process.
-    static void inChild(const std::function<void()>& work);
 
     ScratchDirectory scratch;
     ScriptedCertificates& service = ScriptedCertificates::get();

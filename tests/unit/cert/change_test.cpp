@@ -4,6 +4,7 @@
 
 #include "cert_fixture.h"
 #include "handshake.h"
+#include "scripted_openssl.h"
 #include "tarn_conference/conf_tls.h"
 
 namespace {
@@ -11,14 +12,13 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-using tarn::test::kOmTypes;
-using tarn::test::pem;
+using namespace tarn::test;
 
 std::vector<uint32_t> changes;
 std::atomic<int> firstTypeChanges;
 int caUpdates;
 
-class Change : public tarn::test::CertTest {
+class Change : public CertTest {
  protected:
     void SetUp() override {
         CertTest::SetUp();
@@ -132,30 +132,29 @@ TEST_F(Change, EventBesideTheRegistrationIsDeliveredOnce) {
 
 // For the thread sanitizer: everything that the service's thread rewrites is read meanwhile.
 TEST_F(Change, EventsGoTogetherWithReaders) {
-    serve(2, pem(tarn::test::pki().leaf.certificate), "key");
+    serve(2, pem(pki().leaf.certificate), "key");
     service.capability.fill(1);
     ConfOmCertCallback(OM_CERT_EVENT_CRL, 0);
-    inChild([&] {
-        std::atomic<bool> done = false;
-        std::thread events([&] {
-            for (int i = 0; i < 20; ++i) {
-                changed(2);
-                ConfOmCertCallback(OM_CERT_EVENT_CA, 0);
-            }
-            done = true;
-        });
-        while (!done) {
-            char store[512];
-            ConfCertGetAddrCaPath(store);
-            ConfCertNotifyCallback(countFirstType);
-            ConfCertUpdateNotifyCallback([] {});
-            ConfOmCertCallback(OM_CERT_EVENT_CRL, 0);
-            // Reads the certificate's id; its holder has no such key.
-            EXPECT_NE(ConfLoadServerCert(tarn::test::serverContext().get(), 2), 0U);
-            EXPECT_EQ(store, scratch / "storage/");
+    std::atomic<bool> done = false;
+    std::thread events([&] {
+        for (int i = 0; i < 20; ++i) {
+            changed(2);
+            ConfOmCertCallback(OM_CERT_EVENT_CA, 0);
         }
-        events.join();
+        done = true;
     });
+    while (!done) {
+        char store[512];
+        ConfCertGetAddrCaPath(store);
+        ConfCertNotifyCallback(countFirstType);
+        ConfCertUpdateNotifyCallback([] {});
+        ConfOmCertCallback(OM_CERT_EVENT_CRL, 0);
+        // Reads the certificate's id; its holder has no such key.
+        EXPECT_NE(ConfLoadServerCert(serverContext().get(), 2), 0U);
+        EXPECT_EQ(store, scratch / "storage/");
+    }
+    events.join();
+    ScriptedEngine::get().unload();
 }
 
 } // namespace

@@ -13,19 +13,17 @@ using testing::Field;
 using testing::IsEmpty;
 using testing::StrEq;
 
-using tarn::test::kOmTypes;
-using tarn::test::replaced;
-using tarn::test::writeFile;
+using namespace tarn::test;
 
 constexpr uint32_t kFailed = 0xFFFFFFFF;
 constexpr uint32_t kMebibyte = 1048576;
 
-class Inventory : public tarn::test::CertTest {
+class Inventory : public CertTest {
  protected:
     // Sizes of the blocks that were asked for.
     std::vector<uint32_t> blockSizes() const {
         std::vector<uint32_t> sizes;
-        for (const tarn::test::Allocation& allocation : platform.allocations()) {
+        for (const Allocation& allocation : platform.allocations()) {
             EXPECT_EQ(allocation.file, "conf_cert");
             sizes.push_back(allocation.size);
         }
@@ -109,7 +107,7 @@ TEST_F(Inventory, FetchRefusesWhatItCannotServe) {
 
 TEST_F(Inventory, FetchLeavesNothingBehindWhenACallFails) {
     serve(2, "certificate", "key part");
-    tarn::test::sweepPlatformFailures(
+    sweepPlatformFailures(
         [&] {
             ConfCertServiceCert fetched = {};
             const uint32_t result = ConfCertGetCertSizeAndInfo(2, &fetched);
@@ -126,7 +124,7 @@ TEST_F(Inventory, FetchLeavesNothingBehindWhenACallFails) {
         },
         [](size_t, bool) {});
     // The refresh as a whole: it ends, and leaves no block.
-    tarn::test::sweepPlatformFailures([&] { ConfOmCertCallback(0, kOmTypes[2]); }, [](size_t, bool) {});
+    sweepPlatformFailures([&] { ConfOmCertCallback(0, kOmTypes[2]); }, [](size_t, bool) {});
 }
 
 TEST_F(Inventory, PathsAreAskedForAndCopied) {

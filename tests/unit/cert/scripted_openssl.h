@@ -5,7 +5,13 @@
 
 namespace tarn::test {
 
-// Where the library looked for its engine last.
-std::string& engineModulePath();
+struct ScriptedEngine {
+    std::string modulePath;   // where the library looked for it last
+    std::string keyDirectory; // each file a key, by its id
+
+    static ScriptedEngine& get();
+    // The process is without engine again.
+    void unload();
+};
 
 } // namespace tarn::test

@@ -15,21 +15,9 @@ using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-using tarn::test::Certificate;
-using tarn::test::clientContext;
-using tarn::test::Context;
-using tarn::test::crlPem;
-using tarn::test::Identity;
-using tarn::test::issue;
-using tarn::test::kDay;
-using tarn::test::pem;
-using tarn::test::pki;
-using tarn::test::replaced;
-using tarn::test::serverContext;
-using tarn::test::Validity;
-using tarn::test::writeFile;
+using namespace tarn::test;
 
-class TlsCrl : public tarn::test::CertTest {
+class TlsCrl : public CertTest {
  protected:
     void SetUp() override {
         CertTest::SetUp();
@@ -52,7 +40,7 @@ class TlsCrl : public tarn::test::CertTest {
         EXPECT_EQ(SSL_CTX_use_certificate(context.get(), server.certificate.get()), 1);
         EXPECT_EQ(SSL_CTX_add1_chain_cert(context.get(), pki().intermediate.certificate.get()), 1);
         EXPECT_EQ(SSL_CTX_use_PrivateKey(context.get(), server.key.get()), 1);
-        const tarn::test::HandshakeResult result = tarn::test::handshake(context.get(), checkingClient().get());
+        const HandshakeResult result = handshake(context.get(), checkingClient().get());
         EXPECT_EQ(result.succeeded, succeeds);
         return result.verifyResult;
     }
@@ -162,7 +150,7 @@ TEST_F(TlsCrl, DirectoriesThatAreMissingOrLong) {
 
 TEST_F(TlsCrl, CallsThatFailLoseOneFileAtMost) {
     writeFile(scratch / "crl/a.crl", crlPem(pki().root));
-    tarn::test::sweepPlatformFailures(
+    sweepPlatformFailures(
         [&] {
             const Context context = clientContext();
             const uint32_t result = ConfAddCancelCrlToSslctx(context.get());
@@ -179,7 +167,7 @@ TEST_F(TlsCrl, CallsThatFailLoseOneFileAtMost) {
 }
 
 TEST_F(TlsCrl, FixedPathEndsInTwoSlashes) {
-    tarn::test::fixedPathsSwitch = 1;
+    fixedPathsSwitch = 1;
     platform.failNth("OsOpenDir", 1);
     EXPECT_EQ(ConfAddCancelCrlToSslctx(clientContext().get()), 1U);
     EXPECT_THAT(platform.logTexts(), ElementsAre("[ConfAddCancelCrlToSslctx]crlPath /data/tarn_conference/CA/",

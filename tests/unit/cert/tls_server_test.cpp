@@ -1,8 +1,6 @@
 // Server contexts: key by file and keyless, through the handshake; the engine that fails at each step; CA files.
 #include <openssl/err.h>
 
-#include <cstdlib>
-
 #include "cert_fixture.h"
 #include "handshake.h"
 #include "scripted_openssl.h"
@@ -14,40 +12,24 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-using tarn::test::clientContext;
-using tarn::test::Context;
-using tarn::test::handshake;
-using tarn::test::issue;
-using tarn::test::kOmTypes;
-using tarn::test::newEcKey;
-using tarn::test::pem;
-using tarn::test::pki;
-using tarn::test::replaced;
-using tarn::test::serverContext;
-using tarn::test::writeFile;
+using namespace tarn::test;
 
 constexpr uint32_t kFailed = 0xFFFFFFFF;
 
-class TlsServer : public tarn::test::CertTest {
+class TlsServer : public CertTest {
  protected:
     void SetUp() override {
         CertTest::SetUp();
         writeFile(scratch / "ca/root.pem", pem(pki().root.certificate));
-        setenv("TARN_TEST_ENGINE_KEYS", scratch.path().c_str(), 1);
+        engine.keyDirectory = scratch.path();
+    }
+    void TearDown() override {
+        engine.unload();
+        CertTest::TearDown();
     }
 
     static std::string chain() {
         return pem(pki().leaf.certificate) + pem(pki().intermediate.certificate) + pem(pki().root.certificate);
-    }
-
-    // A client that trusts the CA files of the device.
-    static Context client() {
-        Context context = clientContext();
-        ConfCaCertEntry list[30] = {};
-        uint32_t count = 0;
-        EXPECT_EQ(ConfCertGetCaCertList(list, &count), 0U);
-        EXPECT_EQ(ConfCertLoadAllCaCert(context.get(), list, count), 0U);
-        return context;
     }
 
     // Loads type `type`, says what it logged as errors, and leaves no OpenSSL error after a success.
@@ -57,7 +39,7 @@ class TlsServer : public tarn::test::CertTest {
         EXPECT_EQ(ConfLoadServerCert(context.get(), type), expected);
         if (expected == 0) {
             EXPECT_EQ(ERR_peek_error(), 0U);
-            EXPECT_TRUE(handshake(context.get(), client().get()).succeeded);
+            EXPECT_TRUE(handshake(context.get(), deviceClient().get()).succeeded);
         }
         EXPECT_EQ(SSL_CTX_get_default_passwd_cb_userdata(context.get()), nullptr);
         ERR_clear_error();
@@ -67,16 +49,19 @@ class TlsServer : public tarn::test::CertTest {
     // Type 2, its key with the engine.
     void serveKeyless() {
         serve(2, chain(), "");
-        writeFile(scratch / tarn::test::scriptedCertificateId(chain()), pem(pki().rsa));
+        writeFile(scratch / scriptedCertificateId(chain()), pem(pki().rsa));
         service.capability[2] = 1;
         ConfOmCertCallback(OM_CERT_EVENT_SERVICE, kOmTypes[2]);
+        platform.reset();
     }
+
+    ScriptedEngine& engine = ScriptedEngine::get();
 };
 
 TEST_F(TlsServer, KeysFromFilesServeHandshakes) {
     serve(0, chain(), pem(pki().rsa));
     serve(1, chain(), pem(pki().rsa, "pass phrase"), "pass phrase");
-    const tarn::test::Key ec = newEcKey();
+    const Key ec = newEcKey();
     serve(2, "text\n" + pem(issue("ec", ec, &pki().root).certificate) + "text\n", pem(ec));
     // The chain breaks off behind the first certificate, which is then loaded alone.
     const std::string broken = pem(pki().intermediate.certificate).substr(0, 200);
@@ -91,7 +76,7 @@ TEST_F(TlsServer, KeysFromFilesServeHandshakes) {
 TEST_F(TlsServer, KeysThatDoNotFitAreRefused) {
     const char* const kKeyRefused = "[ConfLoadServerCertificateByKey][TLS]SSL_ctxUsePrivateKeyFile err, SCRATCH/key0";
     const char* const kNotTheKey = "[ConfLoadServerCertificateByKey][TLS]SSL_ctxCheckPrivateKey err, SCRATCH/key0";
-    serve(0, chain(), pem(tarn::test::newRsaKey()));
+    serve(0, chain(), pem(newRsaKey()));
     EXPECT_THAT(loadErrors(0, kFailed), ElementsAre(kKeyRefused));
     serve(0, chain(), pem(pki().ec));
     EXPECT_THAT(loadErrors(0, kFailed), ElementsAre(kNotTheKey));
@@ -113,8 +98,7 @@ TEST_F(TlsServer, CertificatesThatAreNoneAreRefused) {
         serve(0, certificate, pem(pki().rsa));
         EXPECT_THAT(loadErrors(0, kFailed), ElementsAre("[ConfLoadServerCertificateByKey]server cert file error :0"));
     }
-    for (std::string tarn::test::ServedCertificate::*const path :
-         {&tarn::test::ServedCertificate::certPath, &tarn::test::ServedCertificate::keyPath}) {
+    for (std::string ServedCertificate::*const path : {&ServedCertificate::certPath, &ServedCertificate::keyPath}) {
         serve(0, good, pem(pki().rsa));
         service.served[kOmTypes[0]].*path = "";
         EXPECT_THAT(loadErrors(0, kFailed), ElementsAre("[ConfLoadServerCertificateByKey]server cert is null"));
@@ -146,28 +130,25 @@ TEST_F(TlsServer, ServiceFailuresAndUnknownTypes) {
 }
 
 TEST_F(TlsServer, KeylessTypesSignThroughTheEngine) {
+    const char* const kNoKey = "[ConfLoadServerCertificateKeyLess]use privkey error";
     serveKeyless();
-    inChild([&] {
-        const std::string keyFile = scratch / tarn::test::scriptedCertificateId(chain());
-        platform.reset();
-        EXPECT_THAT(loadErrors(2, 0), IsEmpty());
-        EXPECT_EQ(tarn::test::engineModulePath(), "/system/lib64/libopenssl_engine.so");
-        EXPECT_EQ(platform.count("ENGINE_init"), 1U);
-        EXPECT_THAT(textsAt(CONF_LOG_INFO), Contains("[ConfLoadServerCertificateKeyLess]get cert from type [" +
-                                                     tarn::test::scriptedCertificateId(chain()) + "]"));
-        EXPECT_THAT(loadErrors(2, 0), IsEmpty());
-        EXPECT_EQ(platform.count("ENGINE_init"), 1U);
-        EXPECT_THAT(textsAt(CONF_LOG_INFO), Contains("[GetOpensslEngine]ssl_engine has loaded"));
+    const std::string id = scriptedCertificateId(chain());
+    EXPECT_THAT(loadErrors(2, 0), IsEmpty());
+    EXPECT_EQ(engine.modulePath, "/system/lib64/libopenssl_engine.so");
+    EXPECT_EQ(platform.count("ENGINE_init"), 1U);
+    EXPECT_THAT(textsAt(CONF_LOG_INFO), Contains("[ConfLoadServerCertificateKeyLess]get cert from type [" + id + "]"));
+    EXPECT_THAT(loadErrors(2, 0), IsEmpty());
+    EXPECT_EQ(platform.count("ENGINE_init"), 1U);
+    EXPECT_THAT(textsAt(CONF_LOG_INFO), Contains("[GetOpensslEngine]ssl_engine has loaded"));
 
-        writeFile(keyFile, pem(pki().ec));
-        EXPECT_THAT(loadErrors(2, kFailed), ElementsAre("[ConfLoadServerCertificateKeyLess]check privKey error"));
-        std::filesystem::remove(keyFile);
-        EXPECT_THAT(loadErrors(2, kFailed), ElementsAre("[ConfLoadServerCertificateKeyLess]use privkey error"));
-        // An id as long as its field has no NUL in it.
-        service.reportedIdLength = 256;
-        ConfOmCertCallback(OM_CERT_EVENT_SERVICE, kOmTypes[2]);
-        EXPECT_THAT(loadErrors(2, kFailed), ElementsAre("[ConfLoadServerCertificateKeyLess]use privkey error"));
-    });
+    writeFile(scratch / id, pem(pki().ec));
+    EXPECT_THAT(loadErrors(2, kFailed), ElementsAre("[ConfLoadServerCertificateKeyLess]check privKey error"));
+    std::filesystem::remove(scratch / id);
+    EXPECT_THAT(loadErrors(2, kFailed), ElementsAre(kNoKey));
+    // An id as long as its field has no NUL in it.
+    service.reportedIdLength = 256;
+    ConfOmCertCallback(OM_CERT_EVENT_SERVICE, kOmTypes[2]);
+    EXPECT_THAT(loadErrors(2, kFailed), ElementsAre(kNoKey));
 }
 
 TEST_F(TlsServer, EngineFailsAtEachStep) {
@@ -177,44 +158,37 @@ TEST_F(TlsServer, EngineFailsAtEachStep) {
         const char* text;
     };
     serveKeyless();
-    inChild([&] {
-        for (const Step& step : {Step{"ENGINE_by_id", 2, "ENGINE_by_id failed"},
-                                 Step{"ENGINE_ctrl_cmd_string", 1, "ENGINE_ctrl_cmd_string SO_PATH failed"},
-                                 Step{"ENGINE_ctrl_cmd_string", 2, "ENGINE_ctrl_cmd_string ID failed"},
-                                 Step{"ENGINE_ctrl_cmd", 1, "ENGINE_ctrl_cmd_string LIST_ADD failed"},
-                                 Step{"ENGINE_ctrl_cmd", 2, "ENGINE_ctrl_cmd_string LOAD failed"},
-                                 Step{"ENGINE_by_id", 3, "FAILED to load engine"}}) {
-            platform.reset();
-            platform.failNth(step.call, step.n);
-            EXPECT_THAT(loadErrors(2, kFailed), ElementsAre(std::string("[GetOpensslEngine]") += step.text));
-        }
-        // The last step left an engine that is found from now on, but was not started.
-        EXPECT_THAT(loadErrors(2, kFailed), ElementsAre("[ConfLoadServerCertificateKeyLess]use privkey error"));
-    });
-    // One that does not start shows when it is asked for the key.
-    inChild([&] {
-        platform.failNth("ENGINE_init", 1);
-        EXPECT_THAT(loadErrors(2, kFailed), ElementsAre("[ConfLoadServerCertificateKeyLess]use privkey error"));
-    });
+    for (const Step& step :
+         {Step{"ENGINE_by_id", 2, "[GetOpensslEngine]ENGINE_by_id failed"},
+          Step{"ENGINE_ctrl_cmd_string", 1, "[GetOpensslEngine]ENGINE_ctrl_cmd_string SO_PATH failed"},
+          Step{"ENGINE_ctrl_cmd_string", 2, "[GetOpensslEngine]ENGINE_ctrl_cmd_string ID failed"},
+          Step{"ENGINE_ctrl_cmd", 1, "[GetOpensslEngine]ENGINE_ctrl_cmd_string LIST_ADD failed"},
+          Step{"ENGINE_ctrl_cmd", 2, "[GetOpensslEngine]ENGINE_ctrl_cmd_string LOAD failed"},
+          Step{"ENGINE_by_id", 3, "[GetOpensslEngine]FAILED to load engine"},
+          // One that does not start shows when it is asked for the key.
+          Step{"ENGINE_init", 1, "[ConfLoadServerCertificateKeyLess]use privkey error"}}) {
+        engine.unload();
+        platform.reset();
+        platform.failNth(step.call, step.n);
+        EXPECT_THAT(loadErrors(2, kFailed), ElementsAre(step.text));
+    }
 }
 
 TEST_F(TlsServer, CallsThatFailGiveNoHalfContext) {
     serve(0, chain(), pem(pki().rsa, "pass phrase"), "pass phrase");
     serveKeyless();
-    inChild([&] {
-        EXPECT_THAT(loadErrors(2, 0), IsEmpty());
-        for (const uint32_t type : {0U, 2U}) {
-            tarn::test::sweepPlatformFailures(
-                [&] {
-                    const Context context = serverContext();
-                    if (ConfLoadServerCert(context.get(), type) == 0) {
-                        EXPECT_EQ(SSL_CTX_check_private_key(context.get()), 1);
-                    }
-                    ERR_clear_error();
-                },
-                [](size_t, bool) {});
-        }
-    });
+    for (const uint32_t type : {0U, 2U}) {
+        sweepPlatformFailures(
+            [&] {
+                engine.unload();
+                const Context context = serverContext();
+                if (ConfLoadServerCert(context.get(), type) == 0) {
+                    EXPECT_EQ(SSL_CTX_check_private_key(context.get()), 1);
+                }
+                ERR_clear_error();
+            },
+            [](size_t, bool) {});
+    }
 }
 
 TEST_F(TlsServer, CaFilesThatFailLeaveTheOthersIn) {
@@ -225,7 +199,7 @@ TEST_F(TlsServer, CaFilesThatFailLeaveTheOthersIn) {
 
     writeFile(scratch / "ca/bad.pem", "no certificate");
     std::filesystem::create_directory(scratch / "ca/directory.pem");
-    const Context trusting = client();
+    const Context trusting = deviceClient();
     EXPECT_THAT(textsAt(CONF_LOG_ERROR),
                 ElementsAre("[ConfCertLoadOneCaCert]load ca file fail!", "[ConfCertLoadOneCaCert]load ca file fail!"));
     EXPECT_TRUE(handshake(server.get(), trusting.get()).succeeded);

@@ -17,26 +17,29 @@ using testing::IsEmpty;
 using testing::Not;
 using testing::UnorderedElementsAre;
 
-using tarn::test::crlPem;
-using tarn::test::fixedPathsSwitch;
-using tarn::test::Identity;
-using tarn::test::issue;
-using tarn::test::pem;
-using tarn::test::pki;
-using tarn::test::readFile;
-using tarn::test::replaced;
-using tarn::test::subjectHash;
-using tarn::test::writeFile;
+using namespace tarn::test;
 
-std::set<std::string> namesIn(const std::string& directory) {
-    std::set<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(directory)) {
-        names.insert(entry.path().filename());
+// Another root directory for the time of a test, where the rights to it are.
+class OtherRoot {
+ public:
+    explicit OtherRoot(const std::string& path)
+        : former_(open("/", O_PATH | O_DIRECTORY | O_CLOEXEC)), isEntered_(chroot(path.c_str()) == 0) {}
+    ~OtherRoot() {
+        EXPECT_TRUE(!isEntered_ || (fchdir(former_) == 0 && chroot(".") == 0 && chdir(workingDirectory_.c_str()) == 0));
+        close(former_);
     }
-    return names;
-}
+    OtherRoot(const OtherRoot&) = delete;
+    OtherRoot& operator=(const OtherRoot&) = delete;
 
-class TrustStore : public tarn::test::CertTest {
+    bool isEntered() const { return isEntered_; }
+
+ private:
+    const std::filesystem::path workingDirectory_ = std::filesystem::current_path();
+    const int former_;
+    const bool isEntered_;
+};
+
+class TrustStore : public CertTest {
  protected:
     static void rebuild() { ConfOmCertCallback(OM_CERT_EVENT_CRL, 0); }
 
@@ -136,7 +139,7 @@ TEST_F(TrustStore, PathsThatAreMissingOrTooLong) {
 
     // Without a storage path, or with one that is too long, the store stays where it was.
     for (const std::string& storage : {std::string(), std::string(600, 's')}) {
-        tarn::test::scriptedPaths().storage = storage;
+        scriptedPaths().storage = storage;
         platform.clearLogs();
         service.caDirectory = scratch / "ca";
         rebuild();
@@ -147,7 +150,7 @@ TEST_F(TrustStore, PathsThatAreMissingOrTooLong) {
     }
 
     // One that leaves no room for its slash leaves no store, and neither source is known.
-    tarn::test::scriptedPaths().storage = std::string(511, 's');
+    scriptedPaths().storage = std::string(511, 's');
     service.caDirectory = service.crlDirectory = std::string(511, 'c');
     platform.clearLogs();
     rebuild();
@@ -176,10 +179,10 @@ TEST_F(TrustStore, RebuildEndsWhateverCallFails) {
             EXPECT_THAT(stored(), UnorderedElementsAre(subjectHash(pki().root.certificate) + ".0", "crl.pem"));
         }
     };
-    tarn::test::sweepPlatformFailures(rebuild, check);
+    sweepPlatformFailures(rebuild, check);
 }
 
-// The fixed paths stand at the root, so that the test needs a root of its own, in a process of its own.
+// The fixed paths stand at the root, so that the test needs a root of its own.
 TEST_F(TrustStore, FixedPathsAreEmptiedAndLinked) {
     const Identity twin = issue("Test Root", pki().rsa, nullptr, true);
     for (const char* const name : {"data/tarn_conference/CA", "data/certfile/CA", "data/certfile/CRL"}) {
@@ -190,34 +193,29 @@ TEST_F(TrustStore, FixedPathsAreEmptiedAndLinked) {
     writeFile(scratch / "data/certfile/CA/2.pem", pem(twin.certificate));
     writeFile(scratch / "data/certfile/CRL/crl.pem", crlPem(pki().root));
     const std::string hash = subjectHash(twin.certificate) + ".0";
-    inChild([&] {
-        const int formerRoot = open("/", O_PATH | O_DIRECTORY | O_CLOEXEC);
-        if (chroot(scratch.path().c_str()) != 0 || chdir("/") != 0) {
-            GTEST_SKIP() << "needs the right to change the root directory";
-        }
-        fixedPathsSwitch = 1;
-        static bool caUpdated = false;
-        ConfCertUpdateNotifyCallback([] { caUpdated = true; });
-        ConfOmCertCallback(OM_CERT_EVENT_CA, 0);
-        EXPECT_FALSE(caUpdated);
-        EXPECT_THAT(textsAt(CONF_LOG_ERROR),
-                    ElementsAre("[ConfCertCreateCertSoftLink]rename fail! ret:-1 errno:" + std::to_string(EEXIST)));
-        EXPECT_THAT(namesIn("/data/tarn_conference/CA"), UnorderedElementsAre("1.pem", "2.pem", "crl.pem", hash));
-        EXPECT_EQ(std::filesystem::read_symlink("/data/tarn_conference/CA/" + hash).parent_path(),
-                  "/data/tarn_conference/CA");
-        char store[512];
-        ConfCertGetAddrCaPath(store);
-        EXPECT_STREQ(store, "/data/tarn_conference/CA/");
-        tarn::test::sweepPlatformFailures(rebuild, [](size_t, bool) {});
-        // A store that is gone is told with its path masked.
-        std::filesystem::remove_all("/data/tarn_conference");
-        platform.clearLogs();
-        rebuild();
-        EXPECT_THAT(textsAt(CONF_LOG_ERROR), Contains("[ConfCertRemoveDirFile]/da******A/ is empty."));
-        // Back to where the end of the process finds what it needs.
-        EXPECT_TRUE(fchdir(formerRoot) == 0 && chroot(".") == 0);
-        close(formerRoot);
-    });
+    const OtherRoot root(scratch.path());
+    if (!root.isEntered()) {
+        GTEST_SKIP() << "needs the right to change the root directory";
+    }
+    fixedPathsSwitch = 1;
+    static bool caUpdated = false;
+    ConfCertUpdateNotifyCallback([] { caUpdated = true; });
+    ConfOmCertCallback(OM_CERT_EVENT_CA, 0);
+    EXPECT_FALSE(caUpdated);
+    EXPECT_THAT(textsAt(CONF_LOG_ERROR),
+                ElementsAre("[ConfCertCreateCertSoftLink]rename fail! ret:-1 errno:" + std::to_string(EEXIST)));
+    EXPECT_THAT(namesIn("/data/tarn_conference/CA"), UnorderedElementsAre("1.pem", "2.pem", "crl.pem", hash));
+    EXPECT_EQ(std::filesystem::read_symlink("/data/tarn_conference/CA/" + hash).parent_path(),
+              "/data/tarn_conference/CA");
+    char store[512];
+    ConfCertGetAddrCaPath(store);
+    EXPECT_STREQ(store, "/data/tarn_conference/CA/");
+    sweepPlatformFailures(rebuild, [](size_t, bool) {});
+    // A store that is gone is told with its path masked.
+    std::filesystem::remove_all("/data/tarn_conference");
+    platform.clearLogs();
+    rebuild();
+    EXPECT_THAT(textsAt(CONF_LOG_ERROR), Contains("[ConfCertRemoveDirFile]/da******A/ is empty."));
 }
 
 } // namespace

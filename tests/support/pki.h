@@ -33,7 +33,12 @@ struct Validity {
 Identity issue(const std::string& subject, const Key& key, const Identity* issuer = nullptr, bool isCa = false,
                Validity validity = {});
 
+inline Identity newCa(const std::string& name) {
+    return issue(name, newEcKey(), nullptr, true);
+}
+
 std::string pem(const Certificate& certificate);
+std::string der(const Certificate& certificate);
 std::string pem(const Key& key, const std::string& passPhrase = "");
 // The issuer's list of revoked certificates.
 std::string crlPem(const Identity& issuer, const std::vector<Certificate>& revoked = {}, Validity validity = {});

@@ -2,6 +2,10 @@
 
 #include <openssl/err.h>
 
+#include <array>
+
+#include "tarn_conference/conf_tls.h"
+
 namespace tarn::test {
 namespace {
 
@@ -23,6 +27,15 @@ Connection connect(SSL_CTX* context, void (*setState)(SSL*)) {
 }
 
 } // namespace
+
+Context deviceClient() {
+    Context context = clientContext();
+    std::array<ConfCaCertEntry, CONF_CERT_MAX_CA_FILES> list = {};
+    uint32_t count = 0;
+    ConfCertGetCaCertList(list.data(), &count);
+    ConfCertLoadAllCaCert(context.get(), list.data(), count);
+    return context;
+}
 
 HandshakeResult handshake(SSL_CTX* server, SSL_CTX* client) {
     const Connection serverSide = connect(server, SSL_set_accept_state);

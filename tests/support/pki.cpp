@@ -72,6 +72,10 @@ std::string pem(const Certificate& certificate) {
     return written([&](BIO* bio) { return PEM_write_bio_X509(bio, certificate.get()); });
 }
 
+std::string der(const Certificate& certificate) {
+    return written([&](BIO* bio) { return i2d_X509_bio(bio, certificate.get()); });
+}
+
 std::string pem(const Key& key, const std::string& passPhrase) {
     return written([&](BIO* bio) {
         return PEM_write_bio_PKCS8PrivateKey(bio, key.get(), passPhrase.empty() ? nullptr : EVP_aes_128_cbc(),

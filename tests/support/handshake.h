@@ -23,6 +23,9 @@ inline Context clientContext() {
     return context;
 }
 
+// The same, trusting the CA files of the device as the library lists and loads them.
+Context deviceClient();
+
 struct HandshakeResult {
     bool succeeded;
     long verifyResult; // the client's finding about the server

@@ -1,0 +1,160 @@
+// The library's loaders over the certificate service of the host platform, as a process meets the two together.
+#define OPENSSL_SUPPRESS_DEPRECATED
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <linux/capability.h>
+#include <openssl/engine.h>
+#include <openssl/err.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <array>
+#include <filesystem>
+#include <set>
+
+#include "certificate/certificate_support.h"
+#include "tarn_conference/conf_tls.h"
+#include "tarn_host/host_certificate.h"
+#include "tarn_platform/om_certificate.h"
+
+namespace {
+
+using namespace tarn::test;
+namespace fs = std::filesystem;
+using testing::UnorderedElementsAre;
+
+// This thread without the superuser's right to read every file.
+class OrdinaryRights {
+ public:
+    OrdinaryRights() {
+        syscall(SYS_capget, &header_, before_.data());
+        std::array<__user_cap_data_struct, 2> less = before_;
+        less[0].effective &= ~(1U << CAP_DAC_OVERRIDE | 1U << CAP_DAC_READ_SEARCH);
+        EXPECT_EQ(syscall(SYS_capset, &header_, less.data()), 0);
+    }
+    ~OrdinaryRights() { EXPECT_EQ(syscall(SYS_capset, &header_, before_.data()), 0); }
+    OrdinaryRights(const OrdinaryRights&) = delete;
+    OrdinaryRights& operator=(const OrdinaryRights&) = delete;
+
+ private:
+    __user_cap_header_struct header_ = {_LINUX_CAPABILITY_VERSION_3, 0};
+    std::array<__user_cap_data_struct, 2> before_ = {};
+};
+
+// A process with all kinds of certificates: 0 with an encrypted RSA key, 2 keyless with a chain of three, 3 keyless with
+// an encrypted key.
+class LoadersTest : public testing::Test {
+ protected:
+    void SetUp() override {
+        ASSERT_EQ(addCa(pem(root_.certificate)), 0U);
+        ASSERT_EQ(install(0x107, issue("file", rsa_, &root_), "open sesame"), 0U);
+        ASSERT_EQ(install(0x103, pem(leaf_.certificate) + pem(intermediate_.certificate) + pem(root_.certificate),
+                          pem(leaf_.key), "", true),
+                  0U);
+        ASSERT_EQ(install(0x104, issue("keyless", rsa_, &root_), "secret", true), 0U);
+        ConfCertInit(nullptr);
+    }
+    void TearDown() override {
+        TarnOmCertNotifyCallback(nullptr);
+        fs::remove_all(below(""));
+        for (const std::string& name : stored()) {
+            fs::remove(storeDirectory() + name);
+        }
+        ERR_clear_error();
+    }
+
+    static std::string storeDirectory() {
+        char store[CONF_CERT_PATH_LEN];
+        ConfCertGetAddrCaPath(store);
+        return store;
+    }
+    static std::set<std::string> stored() { return namesIn(storeDirectory()); }
+
+    static inline const Key rsa_ = newRsaKey(); // takes time
+    const Identity root_ = newCa("Root");
+    const Identity intermediate_ = issue("Intermediate", newEcKey(), &root_, true);
+    const Identity leaf_ = issue("leaf", newEcKey(), &intermediate_);
+};
+
+TEST_F(LoadersTest, EachKindServesUntilItIsRevoked) {
+    for (const uint32_t type : {0U, 2U, 3U}) {
+        EXPECT_TRUE(handshakeAs(type).succeeded) << type;
+        EXPECT_EQ(ERR_peek_error(), 0U);
+    }
+    EXPECT_FALSE(handshakeAs(1).succeeded) << "nothing is installed";
+    ASSERT_EQ(addCrl(crlPem(intermediate_, {leaf_.certificate}) + crlPem(root_)), 0U);
+    EXPECT_EQ(handshakeAs(2).verifyResult, X509_V_ERR_CERT_REVOKED);
+    EXPECT_TRUE(handshakeAs(0).succeeded);
+
+    ASSERT_EQ(install(0x103, issue("next", newEcKey(), &root_), "", true), 0U);
+    EXPECT_TRUE(comesTrue([] { return handshakeAs(2).succeeded; })) << "by the id that the event brings";
+    ASSERT_EQ(TarnHostCertUninstall(0x103), 0U);
+    EXPECT_FALSE(handshakeAs(2).succeeded);
+}
+
+TEST_F(LoadersTest, DamagedFilesServeNobody) {
+    const std::string folder = folderOf(0x107);
+    for (const char* const name : {"/cert.pem", "/key.pem"}) {
+        const std::string path = folder + name;
+        const std::string content = readFile(path);
+        writeOwnFile(path, content.substr(0, content.size() / 2));
+        EXPECT_FALSE(handshakeAs(0).succeeded) << path;
+        fs::remove(path);
+        EXPECT_FALSE(handshakeAs(0).succeeded) << path;
+        fs::create_directory(path);
+        EXPECT_FALSE(handshakeAs(0).succeeded) << path;
+        fs::remove(path);
+        writeOwnFile(path, content, 0);
+        {
+            const OrdinaryRights rights;
+            EXPECT_FALSE(handshakeAs(0).succeeded) << path;
+        }
+        writeOwnFile(path, "garbage\n" + content + "garbage\n");
+        EXPECT_TRUE(handshakeAs(0).succeeded) << path;
+    }
+}
+
+TEST_F(LoadersTest, FullDiskLeavesTheTrustStoreAsItWas) {
+    ASSERT_EQ(TarnOmCertNotifyCallback(nullptr), 0U); // Events come at the moments that this test chooses.
+    const auto hashOf = [](const Identity& ca) { return subjectHash(ca.certificate) + ".0"; };
+    EXPECT_THAT(stored(), UnorderedElementsAre(hashOf(root_)));
+    const Identity added = newCa("Added later");
+    ASSERT_EQ(addCa(pem(added.certificate)), 0U);
+    {
+        const FileSizeLimit fullDisk(100);
+        ConfOmCertCallback(OM_CERT_EVENT_CA, 0);
+    }
+    EXPECT_THAT(stored(), UnorderedElementsAre(hashOf(root_))) << "no half file either";
+    ConfOmCertCallback(OM_CERT_EVENT_CRL, 0);
+    EXPECT_THAT(stored(), UnorderedElementsAre(hashOf(root_), hashOf(added)));
+}
+
+TEST_F(LoadersTest, EngineGivesNoOtherKeys) {
+    ENGINE* const engine = ENGINE_by_id("openssl_engine");
+    ASSERT_NE(engine, nullptr);
+    const auto gives = [&](const std::string& id) {
+        return Key(ENGINE_load_private_key(engine, id.c_str(), nullptr, nullptr), EVP_PKEY_free) != nullptr;
+    };
+    const Identity leaf = issue("leaf", newEcKey(), &root_);
+    const std::string id = idOf(leaf.certificate);
+    const std::string folder = folderOf(0x109);
+    ASSERT_EQ(install(0x109, leaf, "secret", true), 0U);
+    EXPECT_TRUE(gives(id));
+    EXPECT_FALSE(gives(""));
+    EXPECT_FALSE(gives(std::string(10'000, 'a')));
+    EXPECT_FALSE(gives(idOf(root_.certificate)));
+    EXPECT_EQ(ENGINE_load_private_key(engine, nullptr, nullptr, nullptr), nullptr);
+    writeOwnFile(folder + "/key.pass", "wrong");
+    EXPECT_FALSE(gives(id));
+    writeOwnFile(folder + "/key.pem", pem(root_.key));
+    EXPECT_FALSE(gives(id)) << "another certificate's";
+    writeOwnFile(folder + "/key.pem", pem(leaf.key), 0644);
+    EXPECT_FALSE(gives(id)) << "others can read it";
+    writeOwnFile(folder + "/key.pem", pem(leaf.key));
+    EXPECT_TRUE(gives(id));
+    fs::remove(folder + "/keyless");
+    EXPECT_FALSE(gives(id)) << "not keyless";
+    ENGINE_free(engine);
+}
+
+} // namespace
