@@ -8,21 +8,29 @@
 #include <utility>
 
 #include "base/host_directory.h"
+#include "log/dead_directories.h"
 
 namespace tarn::host {
 namespace {
 
 constexpr const char* kLockName = "/.lock";
+// Size of the lock file in a directory "NAME.PID". By its name alone it could be that of a process called so.
+constexpr off_t kSpareMark = 1;
 
 bool takenByAnother(int error) {
     return error == EACCES || error == EAGAIN;
 }
 
-// 0 or an `errno` value.
-int lockWhole(int file) {
+struct flock wholeFile() {
     struct flock whole = {};
     whole.l_type = F_WRLCK;
     whole.l_whence = SEEK_SET;
+    return whole;
+}
+
+// 0 or an `errno` value.
+int lockWhole(int file) {
+    struct flock whole = wholeFile();
     return fcntl(file, F_SETLK, &whole) == 0 ? 0 : errno;
 }
 
@@ -33,6 +41,19 @@ bool isOpenFile(const std::string& path, int file) {
     struct stat open = {};
     return lstat(path.c_str(), &named) == 0 && fstat(file, &open) == 0 && named.st_dev == open.st_dev &&
            named.st_ino == open.st_ino;
+}
+
+bool isAbandoned(const std::string& directory) {
+    const int file = open((directory + kLockName).c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
+    if (file < 0) {
+        return false;
+    }
+    struct stat status = {};
+    struct flock whole = wholeFile();
+    const bool isFree = fstat(file, &status) == 0 && status.st_size == kSpareMark &&
+                        fcntl(file, F_GETLK, &whole) == 0 && whole.l_type == F_UNLCK;
+    close(file);
+    return isFree;
 }
 
 int LogDirectory::claimNamed(const std::string& name) {
@@ -65,8 +86,14 @@ int LogDirectory::claim(const std::string& processName) {
         return 0;
     }
     release();
-    const int error = claimNamed(processName);
-    return takenByAnother(error) ? claimNamed(processName + "." + std::to_string(getpid())) : error;
+    int error = claimNamed(processName);
+    if (takenByAnother(error)) {
+        error = claimNamed(processName + "." + std::to_string(getpid()));
+        if (error == 0 && ftruncate(lock_, kSpareMark) == 0) {
+            removeDeadDirectories(path_.substr(0, path_.rfind('/')), processName);
+        }
+    }
+    return error;
 }
 
 void LogDirectory::release() {

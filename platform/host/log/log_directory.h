@@ -8,6 +8,10 @@ namespace tarn::host {
 // Whether the file at `path` is the one that is open.
 bool isOpenFile(const std::string& path, int file);
 
+// Whether a directory was made as `log/NAME.PID` and no live process has it. Not for the directory of this process: its
+// lock would go.
+bool isAbandoned(const std::string& directory);
+
 // `log/NAME` below the host directory, or `log/NAME.PID` when another live process has the former. The lock is a POSIX
 // record lock: it goes with the process, however that ends, and a forked child does not share it.
 class LogDirectory {

@@ -9,6 +9,8 @@
 #include <array>
 #include <atomic>
 #include <cerrno>
+#include <chrono>
+#include <filesystem>
 #include <thread>
 
 #include "log/log_files.h"
@@ -122,4 +124,31 @@ TEST(LogDirectory, IsNamedForTools) {
     EXPECT_EQ(TarnHostLogDirectory("media", path.data(), expected.size() + 1), 0U);
     EXPECT_EQ(TarnHostLogDirectory("../x", path.data(), path.size()), static_cast<uint32_t>(EINVAL));
     EXPECT_EQ(TarnHostLogDirectory("media", nullptr, 10), static_cast<uint32_t>(EINVAL));
+}
+
+TEST(LogProcess, RemovesTheOldestDirectoriesOfTheDead) {
+    const std::filesystem::path logs = std::string(TarnHostDir()) + "/log";
+    const auto secondOf = [](const char* name) {
+        return runChild(name, [] { writeRecord(createLog("a.log"), "second"); }).pid;
+    };
+    const ChildResult first = runChild("crowd", [&] {
+        writeRecord(createLog("a.log"), "first");
+        std::vector<pid_t> dead;
+        for (int i = 0; i < 12; ++i) {
+            dead.push_back(secondOf("crowd"));
+            // In the order of their ends, whatever the clock of the file system.
+            const auto ended = std::filesystem::file_time_type::clock::now() - std::chrono::hours(24 - i);
+            last_write_time(logs / ("crowd." + std::to_string(dead.back())), ended);
+        }
+        // Of a process that is called like that, not a second one's.
+        EXPECT_EQ(runChild("crowd.9999999", [] { writeRecord(createLog("a.log"), "other"); }).status, 0);
+        last_write_time(logs / "crowd.9999999", std::filesystem::file_time_type::min());
+        secondOf("crowd");
+        for (size_t i = 0; i < dead.size(); ++i) {
+            EXPECT_EQ(exists(logs / ("crowd." + std::to_string(dead[i]))), i >= 4) << i;
+        }
+        EXPECT_TRUE(exists(logs / "crowd.9999999"));
+        EXPECT_TRUE(exists(logs / "crowd"));
+    });
+    EXPECT_EQ(first.status, 0);
 }

@@ -3,10 +3,11 @@
  * @brief How the host platform keeps logs, and the calls for tools that read them.
  *
  * Files. A process has one directory, "TARN_HOST_DIR/log/NAME" with its process name (`TarnHostSetProcessName`, to be
- * called first). While another live process has that one it is "TARN_HOST_DIR/log/NAME.PID". A file of the name given
- * in the creation record stands there, and beside it its predecessors "FILE.1" (the newest), "FILE.2", ... A record
- * that would make the file longer than `maxFileBytes` starts a new one; `fileCount` predecessors are kept. A record is
- * written at once, with one write, so a process that is killed loses none.
+ * called first). While another live process has that one it is "TARN_HOST_DIR/log/NAME.PID"; whoever takes such a
+ * directory removes those of dead processes of its name except the newest eight. A file of the name given in the
+ * creation record stands there, and beside it its predecessors "FILE.1" (the newest), "FILE.2", ... A record that would
+ * make the file longer than `maxFileBytes` starts a new one; `fileCount` predecessors are kept. A record is written at
+ * once, with one write, so a process that is killed loses none.
  *
  * Lines. One record is
  *
