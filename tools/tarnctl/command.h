@@ -15,6 +15,7 @@ using Chosen = std::function<int()>;
 void addCertCommand(CLI::App& app, Chosen& chosen);
 void addConfigCommand(CLI::App& app, Chosen& chosen);
 void addLogCommand(CLI::App& app, Chosen& chosen);
+void addMemoryCommand(CLI::App& app, Chosen& chosen);
 void addPsCommand(CLI::App& app, Chosen& chosen);
 void addSettingsCommand(CLI::App& app, Chosen& chosen);
 

@@ -43,6 +43,10 @@ Json makeArray() {
     return owned(cJSON_CreateArray());
 }
 
+Json makeText(std::string_view text) {
+    return owned(cJSON_CreateString(cleaned(text).c_str()));
+}
+
 void addMember(cJSON& object, std::string_view name, Json value) {
     if (cJSON_AddItemToObject(&object, cleaned(name).c_str(), value.get()) == 0) {
         throw std::bad_alloc();
@@ -51,7 +55,7 @@ void addMember(cJSON& object, std::string_view name, Json value) {
 }
 
 void addMember(cJSON& object, std::string_view name, std::string_view text) {
-    addMember(object, name, owned(cJSON_CreateString(cleaned(text).c_str())));
+    addMember(object, name, makeText(text));
 }
 
 void addMember(cJSON& object, std::string_view name, double number) {

@@ -17,6 +17,7 @@ using Json = std::unique_ptr<cJSON, DeleteJson>;
 // Throw std::bad_alloc when memory is out, as all that follow.
 Json makeObject();
 Json makeArray();
+Json makeText(std::string_view text);
 
 void addMember(cJSON& object, std::string_view name, std::string_view text);
 void addMember(cJSON& object, std::string_view name, double number);

@@ -40,6 +40,7 @@ int run(int argc, char** argv) {
     tarnctl::addCertCommand(app, chosen);
     tarnctl::addConfigCommand(app, chosen);
     tarnctl::addLogCommand(app, chosen);
+    tarnctl::addMemoryCommand(app, chosen);
     tarnctl::addPsCommand(app, chosen);
     tarnctl::addSettingsCommand(app, chosen);
     try {

@@ -5,22 +5,10 @@
 
 #include "command.h"
 #include "json.h"
-#include "tarn_host/host_message.h"
+#include "receivers.h"
 
 namespace tarnctl {
 namespace {
-
-// A few more than were counted may have started since; then it counts again.
-uint32_t readReceivers(std::vector<TarnHostReceiver>& receivers) {
-    uint32_t count = 16;
-    uint32_t error = 0;
-    do {
-        receivers.resize(count);
-        error = TarnHostReceiverList(receivers.data(), static_cast<uint32_t>(receivers.size()), &count);
-    } while (error == 0 && count > receivers.size());
-    receivers.resize(error == 0 ? count : 0);
-    return error;
-}
 
 // ISO 8601-1, local time with zone offset.
 std::string timeText(uint64_t seconds) {
@@ -57,9 +45,9 @@ void printJson(const std::vector<TarnHostReceiver>& receivers) {
 
 int ps(bool json) {
     std::vector<TarnHostReceiver> receivers;
-    const uint32_t error = readReceivers(receivers);
-    if (error != 0) {
-        return complainOf("cannot list the receivers", error);
+    const int read = readReceivers(receivers);
+    if (read != kDone) {
+        return read;
     }
     json ? printJson(receivers) : print(receivers);
     return finish();

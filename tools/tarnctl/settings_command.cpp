@@ -2,6 +2,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <memory>
@@ -72,7 +73,37 @@ int show(bool json) {
     return finish();
 }
 
-int check(const std::string& path) {
+bool isUnusable(const std::vector<Problem>& problems) {
+    return std::any_of(problems.begin(), problems.end(), [](const Problem& problem) { return problem.fatal; });
+}
+
+void printProblemsJson(const SettingsFile& file, const std::string& path, const std::vector<Problem>& problems) {
+    const Json object = makeObject();
+    addMember(*object, "file", path);
+    addMember(*object, "settings", static_cast<double>(file.settings.size()));
+    Json list = makeArray();
+    for (const Problem& problem : problems) {
+        Json entry = makeObject();
+        addMember(*entry, "line", static_cast<double>(problem.line));
+        addMember(*entry, "text", problem.text);
+        addMember(*entry, "refusesFile", Json(cJSON_CreateBool(problem.fatal ? 1 : 0)));
+        addElement(*list, std::move(entry));
+    }
+    addMember(*object, "problems", std::move(list));
+    printText(*object);
+}
+
+void printProblems(const SettingsFile& file, const std::string& path, const std::vector<Problem>& problems) {
+    for (const Problem& problem : problems) {
+        std::printf("%s:%d: %s%s\n", path.c_str(), problem.line, problem.text.c_str(),
+                    problem.fatal ? " (a process refuses the whole file)" : "");
+    }
+    if (!isUnusable(problems)) {
+        std::printf("%s: a process reads %zu settings from it\n", path.c_str(), file.settings.size());
+    }
+}
+
+int check(const std::string& path, bool json) {
     const SettingsFile file = readSettings(path);
     if (file.absent) {
         return complain(kNotFound, "there is no file " + path);
@@ -80,18 +111,10 @@ int check(const std::string& path) {
     if (!file.error.empty()) {
         return complain(kFailed, path + " cannot be read: " + file.error);
     }
-    bool fatal = false;
-    for (const Problem& problem : problemsOf(file)) {
-        fatal = fatal || problem.fatal;
-        std::printf("%s:%d: %s%s\n", path.c_str(), problem.line, problem.text.c_str(),
-                    problem.fatal ? " (a process refuses the whole file)" : "");
-    }
-    if (fatal) {
-        finish();
-        return kFailed;
-    }
-    std::printf("%s: a process reads %zu settings from it\n", path.c_str(), file.settings.size());
-    return finish();
+    const std::vector<Problem> problems = problemsOf(file);
+    json ? printProblemsJson(file, path, problems) : printProblems(file, path, problems);
+    const int finished = finish();
+    return isUnusable(problems) ? kFailed : finished;
 }
 
 std::string sampleText() {
@@ -127,7 +150,7 @@ int writeSample(const std::string& path) {
 
 int settings(const SettingsOptions& options) {
     if (!options.check.empty()) {
-        return check(options.check);
+        return check(options.check, options.json);
     }
     return options.sample.empty() ? show(options.json) : writeSample(options.sample);
 }
@@ -144,7 +167,7 @@ void addSettingsCommand(CLI::App& app, Chosen& chosen) {
     CLI::Option* const sample =
         command->add_option("--sample", options->sample, "Write a commented sample to a new file, or to \"-\"")
             ->type_name("FILE");
-    checked->excludes(sample)->excludes(json);
+    checked->excludes(sample);
     sample->excludes(json);
     command->callback([options, &chosen] { chosen = [options] { return settings(*options); }; });
 }

@@ -1,4 +1,5 @@
-// What goes over a connection: a fixed header, then the payload, then (only in answers) a result block.
+// What goes over a connection: a fixed header, then the payload, then (only in answers) a result block. Who calls
+// introduces itself first; who asks for the account of the memory need not.
 #pragma once
 
 #include <sys/uio.h>
@@ -21,7 +22,7 @@ constexpr uint16_t kFrameVersion = 1;
 constexpr uint32_t kMaxPayload = 64U * 1024 * 1024 + 4096;
 constexpr uint32_t kMaxHello = 1024 * 1024;
 
-enum class FrameType : uint16_t { kHello = 1, kCall = 2, kPost = 3, kAnswer = 4, kFailure = 5 };
+enum class FrameType : uint16_t { kHello = 1, kCall = 2, kPost = 3, kAnswer = 4, kFailure = 5, kAccount = 6 };
 
 struct FrameHeader {
     uint32_t magic = kFrameMagic;

@@ -21,6 +21,8 @@ bool requestFrame(const FrameHeader& header) {
         case FrameType::kCall:
         case FrameType::kPost:
             return header.blockLength == 0;
+        case FrameType::kAccount:
+            return header.payloadLength == 0 && header.blockLength == 0;
         default:
             return false;
     }

@@ -244,6 +244,11 @@ int OutgoingConnection::call(const FrameHeader& header, const void* payload, con
     return error == 0 || error == ENOMSG ? error : brokenBy(error);
 }
 
+int OutgoingConnection::ask(const FrameHeader& header, const Deadline& deadline, Answer& answer) {
+    introduction_ = {};
+    return call(header, nullptr, deadline, answer);
+}
+
 int OutgoingConnection::enqueue(const Gather& pieces) {
     const bool first = queue_.empty();
     try {

@@ -39,6 +39,8 @@ class OutgoingConnection : public std::enable_shared_from_this<OutgoingConnectio
     // the receiver refused what was sent before.
     int check();
     int call(const FrameHeader& header, const void* payload, const Deadline& deadline, Answer& answer);
+    // As `call`, for a question that needs no introduction. It must be the first frame of the connection.
+    int ask(const FrameHeader& header, const Deadline& deadline, Answer& answer);
     // Sends or queues.
     int post(const FrameHeader& header, const void* payload);
 

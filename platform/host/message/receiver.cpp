@@ -10,6 +10,7 @@
 #include <cstring>
 
 #include "base/report.h"
+#include "memory/account_code.h"
 #include "message/address.h"
 #include "message/answer_block.h"
 #include "message/deadline.h"
@@ -263,6 +264,10 @@ bool Receiver::readFrames(IncomingConnection& connection) {
 }
 
 bool Receiver::handleFrame(IncomingConnection& connection) {
+    if (connection.reader().header().type == FrameType::kAccount) {
+        sendAccount(connection);
+        return true;
+    }
     const bool hello = connection.reader().header().type == FrameType::kHello;
     if (hello == connection.greeted()) {
         report("receiver %s closed the connection of process %d: it %s", name_.c_str(), connection.peer().pid,
@@ -290,6 +295,17 @@ bool Receiver::greet(IncomingConnection& connection) {
     }
     connection.greet();
     return true;
+}
+
+void Receiver::sendAccount(IncomingConnection& connection) {
+    const std::vector<std::byte> account = encodeAccount();
+    FrameHeader header;
+    header.type = FrameType::kAnswer;
+    header.payloadLength = static_cast<uint32_t>(account.size());
+    Gather pieces;
+    pieces.add(&header, sizeof header);
+    pieces.add(account.data(), account.size());
+    connection.send(pieces);
 }
 
 void Receiver::deliver(IncomingConnection& connection) noexcept {

@@ -57,6 +57,7 @@ class Receiver {
     bool readFrames(IncomingConnection& connection);
     bool handleFrame(IncomingConnection& connection);
     bool greet(IncomingConnection& connection);
+    static void sendAccount(IncomingConnection& connection);
     void deliver(IncomingConnection& connection) noexcept;
     void endForkedChild() const;
     void setBusy(IncomingConnection* connection);

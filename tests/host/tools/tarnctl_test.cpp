@@ -7,18 +7,22 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
+#include <cstring>
 #include <fstream>
 #include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "tarn_conference/conf_log.h"
 #include "tarn_conference/conf_settings.h"
 #include "tarn_host/host_key.h"
 #include "tarn_host/host_message.h"
 #include "tarn_host/host_process.h"
 #include "tarn_platform/om_path.h"
+#include "tarn_platform/os_memory.h"
 
 namespace {
 
@@ -196,6 +200,64 @@ TEST(Tarnctl, ListsReceiversAndLogs) {
     EXPECT_EQ(exitCode(follower), -SIGTERM);
 }
 
+std::atomic<bool> held = false;
+
+// Keeps the message thread busy.
+void hold(OsMsgRecord*) {
+    held = true;
+    while (held) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+}
+
+TEST(Tarnctl, ShowsTheMemoryOfOtherProcesses) {
+    EXPECT_EQ(outputOf({"memory", "--json"}), "[]\n");
+    ASSERT_EQ(OsMsgReceiverStart("keeper", hold), 0U);
+    ASSERT_EQ(OsMsgReceiverStart("keeper.too", hold), 0U);
+    void* const block = OsMemMallocSetCharMon(1234, 0, 0, 0, 77, "kept \x01 here");
+    EXPECT_THAT(outputOf({"memory"}), testing::ContainsRegex("^[^\n]*\nkeeper +" + std::to_string(getpid()) +
+                                                             " +[0-9]+ +[0-9]+ +[0-9]+ +[0-9]+ *\n$"))
+        << "a process is one line, whatever its names";
+    EXPECT_THAT(outputOf({"memory", "keeper.too"}), HasSubstr("  kept \\x01 here:77\n"));
+    EXPECT_THAT(outputOf({"memory", "keeper", "--json"}),
+                HasSubstr("\"site\":\t\"kept \\u0001 here:77\",\n\t\t\t\"liveBytes\":\t1234,"));
+    OSMemTypeFreeMon(block, 0, 0, 78, "kept \x01 here");
+    EXPECT_THAT(outputOf({"memory", "keeper"}), Not(HasSubstr("here:77")));
+    EXPECT_THAT(outputOf({"memory", "keeper", "--all"}), HasSubstr("here:77"));
+    EXPECT_EQ(run({"memory", "nobody"}).code, 3);
+
+    OsMsgRecord record = {};
+    record.kind = 1;
+    std::strcpy(record.receiverName, "keeper");
+    ASSERT_EQ(OsMsgAsynSend(&record), 0U);
+    for (int i = 0; i < 4000 && !held; ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    EXPECT_THAT(run({"memory", "keeper", "--wait", "50"}).complaint, HasSubstr("it is busy and does not answer"));
+    EXPECT_EQ(run({"memory", "--wait", "50"}).code, 1);
+    EXPECT_THAT(run({"memory", "--wait", "50", "--json"}).output, HasSubstr("\"error\":\t\"it is busy"));
+    held = false;
+    EXPECT_EQ(run({"memory"}).code, 0);
+    EXPECT_EQ(OsMsgReceiverStop("keeper.too"), 0U);
+    EXPECT_EQ(OsMsgReceiverStop("keeper"), 0U);
+}
+
+TEST(Tarnctl, TellsLogRecordsAsJson) {
+    ASSERT_EQ(ConfLogInit(), 0U);
+    ConfLogPrintf(CONF_LOG_WARNING, "function", "source", 12, "two\nlines \"quoted\"");
+    ConfLogPrintf(CONF_LOG_INFO, "function", "source", 13, "last");
+    ConfLogUnInit();
+    const std::string name = TarnHostProcessName();
+    std::ofstream(fileOf("log/" + name + "/Conference.log"), std::ios::app) << "no record\n";
+    EXPECT_THAT(outputOf({"log", name, "--json", "-n", "2"}),
+                testing::MatchesRegex("\\{\"time\":\"[^\"]*\",\"level\":\"INFO\",.*\"text\":\"\\[function\\]last\"\\}\n"
+                                      "\\{\"text\":\"no record\"\\}\n"));
+    EXPECT_THAT(outputOf({"log", name, "--json", "-n", "3"}),
+                HasSubstr("\"pid\":" + std::to_string(getpid()) + ",\"thread\":" + std::to_string(getpid()) +
+                          ",\"file\":\"source\",\"line\":12,\"text\":\"[function]two\\nlines \\\"quoted\\\"\"}"));
+    EXPECT_THAT(outputOf({"log", "--json"}), HasSubstr("\"" + name + "\""));
+}
+
 TEST(Tarnctl, WritesChecksAndShowsSettings) {
     const std::string file = std::string(TarnOmCustUtilGetCfgPath(0)) + "/conference/conf_config.xml";
     EXPECT_THAT(outputOf({"settings"}), HasSubstr("ignoreLayoutStrategy"));
@@ -216,6 +278,8 @@ TEST(Tarnctl, WritesChecksAndShowsSettings) {
     EXPECT_THAT(outputOf({"settings", "--check", file}),
                 testing::AllOf(HasSubstr(":2: ISSTOPCASTWHENCONFEND stands there before"),
                                HasSubstr(":3: other is no switch")));
+    EXPECT_THAT(outputOf({"settings", "--check", file, "--json"}),
+                HasSubstr("\"text\":\t\"other is no switch that a process asks for\",\n\t\t\t\"refusesFile\":\tfalse"));
     for (const char* bad : {"<s/>", "<s><i>1</i></s>", "<s><i name='a'/></s>", "<s>"}) {
         std::ofstream(file) << bad;
         EXPECT_EQ(run({"settings", "--check", file}).code, 1) << bad;

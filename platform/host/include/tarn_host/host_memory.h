@@ -8,7 +8,8 @@
  *
  * A block that is freed twice, was never allocated as an accounted one, or was written outside its bounds ends the
  * process with `abort` when it is freed, after a line on standard error that names the freeing file and line.
- * Statistics cover the calling process only; a forked child starts with its parent's blocks and sites.
+ * Statistics cover the calling process only, but for `TarnHostMemoryOf`; a forked child starts with its parent's blocks
+ * and sites.
  */
 #ifndef TARN_HOST_HOST_MEMORY_H
 #define TARN_HOST_HOST_MEMORY_H
@@ -109,6 +110,28 @@ typedef struct TarnHostMemoryUse {
  *         printed.
  */
 uint64_t TarnHostMemoryReport(FILE* stream);
+
+/**
+ * @brief Gets one site of another process.
+ * @param site      Valid during the call, with the text it points to.
+ * @param argument  As given to `TarnHostMemoryOf`.
+ */
+typedef void (*TarnHostMemoryVisitFunc)(const TarnHostMemorySite* site, void* argument);
+
+/**
+ * @brief Reads the account of a process that receives messages. The caller may be any program of the same user.
+ * @param receiver   Name under which it receives, as `TarnHostReceiverList` tells it.
+ * @param timeoutMs  Longest wait in milliseconds. It answers on its message thread, between two records.
+ * @param status     Receives the sums; untouched on failure.
+ * @param visit      Called for each site, in the order of `TarnHostMemoryRecord`; may be null.
+ * @param argument   Handed to `visit`.
+ * @return 0; EINVAL for a null or bad name and for a null `status`; ECONNREFUSED when nobody receives under this name;
+ *         ETIMEDOUT when it is busy for longer; ECONNRESET when it ended meanwhile or is too old to know the question;
+ *         EPROTO for an answer that is no account; EDEADLK in a callback of this receiver; ENOMEM; or another code of
+ *         `tarn_host/host_message.h`.
+ */
+uint32_t TarnHostMemoryOf(const char* receiver, uint32_t timeoutMs, TarnHostMemoryStatus* status,
+                          TarnHostMemoryVisitFunc visit, void* argument);
 
 TARN_EXTERN_C_END
 

@@ -1,0 +1,46 @@
+// An account on its way to another process: what is put in comes out, and what is no account is refused.
+#include "memory/account_code.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "tarn_platform/os_memory.h"
+
+namespace {
+
+using tarn::host::Account;
+using tarn::host::decodeAccount;
+using tarn::host::encodeAccount;
+
+TEST(MemoryAccountCode, GivesBackWhatItTook) {
+    void* const block = OsMemMallocSetCharMon(100, 0, 0, 0, 12, "account_code_test");
+    const std::optional<Account> account = decodeAccount(encodeAccount());
+    OSMemTypeFreeMon(block, 0, 0, 13, "account_code_test");
+    ASSERT_TRUE(account.has_value());
+    const auto name = std::find(account->names.begin(), account->names.end(), "account_code_test");
+    ASSERT_NE(name, account->names.end());
+    const TarnHostMemorySite& site = account->sites[static_cast<size_t>(name - account->names.begin())];
+    EXPECT_EQ(site.line, 12U);
+    EXPECT_EQ(site.liveBytes, 100U);
+    EXPECT_GE(account->status.liveBytes, 100U);
+    EXPECT_EQ(account->sites.size(), account->status.sites);
+}
+
+TEST(MemoryAccountCode, RefusesWhatEndsEarlyOrClaimsTooMuch) {
+    void* const block = OsMemMallocSetCharMon(1, 0, 0, 0, 1, "x");
+    std::vector<std::byte> bytes = encodeAccount();
+    OSMemTypeFreeMon(block, 0, 0, 1, "x");
+    const size_t whole = decodeAccount(bytes)->sites.size();
+    for (size_t length = 0; length < bytes.size(); ++length) {
+        // A vector of its own, so that a read behind its end is seen.
+        const std::vector<std::byte> start(bytes.begin(), bytes.begin() + static_cast<long>(length));
+        const std::optional<Account> account = decodeAccount(start);
+        EXPECT_TRUE(!account || account->sites.size() < whole) << length;
+    }
+    constexpr size_t kFirstNameLength = sizeof(TarnHostMemoryStatus) + sizeof(uint32_t);
+    std::fill_n(bytes.begin() + kFirstNameLength, sizeof(uint32_t), std::byte{0xFF});
+    EXPECT_FALSE(decodeAccount(bytes).has_value());
+}
+
+} // namespace
