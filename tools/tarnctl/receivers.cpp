@@ -1,11 +1,15 @@
 #include "receivers.h"
 
 #include "command.h"
+#include "tarn_host/host_process.h"
 
 namespace tarnctl {
 
 // A few more than were counted may have started since; then it counts again.
 int readReceivers(std::vector<TarnHostReceiver>& receivers) {
+    if (TarnHostDir() == nullptr) {
+        return kFailed; // It has said why.
+    }
     uint32_t count = 16;
     uint32_t error = 0;
     do {
