@@ -46,4 +46,10 @@ if(TARN_BUILD_HOST)
   install(DIRECTORY platform/host/include/tarn_host
     DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}" COMPONENT host FILES_MATCHING PATTERN "*.h")
   tarn_install_pkgconfig(tarn_host_platform host)
+  foreach(section 1 7)
+    install(DIRECTORY docs/man/ DESTINATION "${CMAKE_INSTALL_MANDIR}/man${section}" COMPONENT host
+      FILES_MATCHING PATTERN "*.${section}")
+  endforeach()
+  install(DIRECTORY tools/completion/ DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions"
+    COMPONENT host FILES_MATCHING PATTERN "tarn*" PATTERN "*.txt" EXCLUDE)
 endif()
