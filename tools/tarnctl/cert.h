@@ -11,15 +11,15 @@
 
 namespace tarnctl {
 
-void addCertList(CLI::App& cert, Chosen& chosen);
-void addCertInstall(CLI::App& cert, Chosen& chosen);
-void addCertTrust(CLI::App& cert, Chosen& chosen);
-void addCertRevoke(CLI::App& cert, Chosen& chosen);
-void addCertCheck(CLI::App& cert, Chosen& chosen);
-void addCertDemoCa(CLI::App& cert, Chosen& chosen);
+void addCertList(Command cert);
+void addCertInstall(Command cert);
+void addCertTrust(Command cert);
+void addCertRevoke(Command cert);
+void addCertCheck(Command cert);
+void addCertDemoCa(Command cert);
 
 // An option that takes an OM certificate type, "0x107" and so on.
-CLI::Option* addTypeOption(CLI::App& command, uint32_t& omType);
+Argument addTypeOption(Command command, uint32_t& omType);
 
 // All that is installed; an exit code.
 int readFacts(std::vector<TarnHostCertFacts>& facts);

@@ -159,10 +159,10 @@ int check() {
 
 } // namespace
 
-void addCertCheck(CLI::App& cert, Chosen& chosen) {
-    CLI::App* const command = cert.add_subcommand(
+void addCertCheck(Command cert) {
+    Command command = cert.subcommand(
         "check", "Builds the TLS context of each installed type as a process would; says what fails and ends with 1");
-    command->callback([&chosen] { chosen = check; });
+    command.runs(check);
 }
 
 } // namespace tarnctl

@@ -18,12 +18,10 @@ struct CloseFile {
 
 } // namespace
 
-CLI::Option* addTypeOption(CLI::App& command, uint32_t& omType) {
-    const std::vector<std::pair<std::string, uint32_t>> types = {
-        {"0x107", 0x107}, {"0x109", 0x109}, {"0x103", 0x103}, {"0x104", 0x104}};
-    return command.add_option("TYPE", omType, "Type of the service certificate")
-        ->required()
-        ->transform(CLI::CheckedTransformer(types, CLI::ignore_case));
+Argument addTypeOption(Command command, uint32_t& omType) {
+    return command.value("TYPE", omType, "Type of the service certificate")
+        .required()
+        .oneOf({{"0x107", 0x107}, {"0x109", 0x109}, {"0x103", 0x103}, {"0x104", 0x104}});
 }
 
 int readFacts(std::vector<TarnHostCertFacts>& facts) {
@@ -84,15 +82,15 @@ int64_t daysLeft(int64_t seconds) {
     return left >= 0 ? left / kDaySeconds : -((-left + kDaySeconds - 1) / kDaySeconds);
 }
 
-void addCertCommand(CLI::App& app, Chosen& chosen) {
-    CLI::App* const cert = app.add_subcommand("cert", "Shows and changes certificates, authorities and their lists");
-    cert->require_subcommand(1);
-    addCertList(*cert, chosen);
-    addCertInstall(*cert, chosen);
-    addCertTrust(*cert, chosen);
-    addCertRevoke(*cert, chosen);
-    addCertCheck(*cert, chosen);
-    addCertDemoCa(*cert, chosen);
+void addCertCommand(Command app) {
+    Command cert = app.subcommand("cert", "Shows and changes certificates, authorities and their lists");
+    cert.needsSubcommand();
+    addCertList(cert);
+    addCertInstall(cert);
+    addCertTrust(cert);
+    addCertRevoke(cert);
+    addCertCheck(cert);
+    addCertDemoCa(cert);
 }
 
 } // namespace tarnctl

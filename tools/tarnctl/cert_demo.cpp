@@ -55,24 +55,23 @@ int revoke(const Options& options) {
 
 } // namespace
 
-void addCertRevoke(CLI::App& cert, Chosen& chosen) {
-    CLI::App* const command =
-        cert.add_subcommand("revoke", "Revokes a certificate of a demonstration authority and adds its new list");
+void addCertRevoke(Command cert) {
+    Command command =
+        cert.subcommand("revoke", "Revokes a certificate of a demonstration authority and adds its new list");
     auto options = std::make_shared<Options>();
-    command->add_option("CERT", options->certificate, "PEM file of the certificate")->required();
-    command->add_option("--ca", options->folder, "Folder that \"cert demo-ca\" made")->required();
-    command->callback([options, &chosen] { chosen = [options] { return revoke(*options); }; });
+    command.value("CERT", options->certificate, "PEM file of the certificate").required();
+    command.value("--ca", options->folder, "Folder that \"cert demo-ca\" made").required();
+    command.runs([options] { return revoke(*options); });
 }
 
-void addCertDemoCa(CLI::App& cert, Chosen& chosen) {
-    CLI::App* const command = cert.add_subcommand(
+void addCertDemoCa(Command cert) {
+    Command command = cert.subcommand(
         "demo-ca", "Makes a small certificate authority for tests, or uses the one in the folder, and lets it issue");
     auto options = std::make_shared<Options>();
     options->names = {"server"};
-    command->add_option("DIR", options->folder, "Folder for ca.pem, ca.key and what it issues")->required();
-    command->add_option("--issue", options->names, "Names of certificates to issue: NAME.pem and NAME.key")
-        ->capture_default_str();
-    command->callback([options, &chosen] { chosen = [options] { return makeDemoCa(*options); }; });
+    command.value("DIR", options->folder, "Folder for ca.pem, ca.key and what it issues").required();
+    command.value("--issue", options->names, "Names of certificates to issue: NAME.pem and NAME.key").showsDefault();
+    command.runs([options] { return makeDemoCa(*options); });
 }
 
 } // namespace tarnctl

@@ -60,21 +60,20 @@ int uninstall(uint32_t omType) {
 
 } // namespace
 
-void addCertInstall(CLI::App& cert, Chosen& chosen) {
-    CLI::App* const command =
-        cert.add_subcommand("install", "Installs a service certificate in place of the one before");
+void addCertInstall(Command cert) {
+    Command command = cert.subcommand("install", "Installs a service certificate in place of the one before");
     auto options = std::make_shared<Options>();
-    addTypeOption(*command, options->omType);
-    command->add_option("--cert", options->certificate, "PEM file: the certificate, then its chain")->required();
-    command->add_option("--key", options->key, "PEM file: its private key")->required();
-    command->add_option("--pass-file", options->passFile, "File whose first line is the key's pass phrase");
-    command->add_flag("--keyless", options->isKeyless, "Processes sign through the engine and get no key");
-    command->callback([options, &chosen] { chosen = [options] { return install(*options); }; });
+    addTypeOption(command, options->omType);
+    command.value("--cert", options->certificate, "PEM file: the certificate, then its chain").required();
+    command.value("--key", options->key, "PEM file: its private key").required();
+    command.value("--pass-file", options->passFile, "File whose first line is the key's pass phrase");
+    command.flag("--keyless", options->isKeyless, "Processes sign through the engine and get no key");
+    command.runs([options] { return install(*options); });
 
-    CLI::App* const removal = cert.add_subcommand("uninstall", "Removes a service certificate and its key");
+    Command removal = cert.subcommand("uninstall", "Removes a service certificate and its key");
     auto omType = std::make_shared<uint32_t>(0);
-    addTypeOption(*removal, *omType);
-    removal->callback([omType, &chosen] { chosen = [omType] { return uninstall(*omType); }; });
+    addTypeOption(removal, *omType);
+    removal.runs([omType] { return uninstall(*omType); });
 }
 
 } // namespace tarnctl

@@ -94,11 +94,11 @@ int list(bool json) {
 
 } // namespace
 
-void addCertList(CLI::App& cert, Chosen& chosen) {
-    CLI::App* const command = cert.add_subcommand("list", "Prints what is installed, and until when it is valid");
+void addCertList(Command cert) {
+    Command command = cert.subcommand("list", "Prints what is installed, and until when it is valid");
     auto json = std::make_shared<bool>(false);
-    command->add_flag("--json", *json, "Print a JSON array; times are seconds since 1970");
-    command->callback([json, &chosen] { chosen = [json] { return list(*json); }; });
+    command.flag("--json", *json, "Print a JSON array; times are seconds since 1970");
+    command.runs([json] { return list(*json); });
 }
 
 } // namespace tarnctl

@@ -36,24 +36,24 @@ int removeNamed(const Store& store, const std::string& name) {
     return error == 0 ? kDone : complainOf("cannot remove " + name, error);
 }
 
-void addStore(CLI::App& cert, Chosen& chosen, const Store& store) {
+void addStore(Command cert, const Store& store) {
     const std::string what(store.what);
-    CLI::App* const command = cert.add_subcommand(store.command, "Adds and removes " + what);
-    command->require_subcommand(1);
+    Command command = cert.subcommand(store.command, "Adds and removes " + what);
+    command.needsSubcommand();
     auto word = std::make_shared<std::string>();
-    CLI::App* const adding = command->add_subcommand("add", "Adds all " + what + " of a file");
-    adding->add_option("FILE", *word, "PEM file")->required();
-    adding->callback([&store, word, &chosen] { chosen = [&store, word] { return add(store, *word); }; });
-    CLI::App* const removing = command->add_subcommand("remove", "Removes one of the " + what);
-    removing->add_option("NAME", *word, "Its name, as the list shows it")->required();
-    removing->callback([&store, word, &chosen] { chosen = [&store, word] { return removeNamed(store, *word); }; });
+    Command adding = command.subcommand("add", "Adds all " + what + " of a file");
+    adding.value("FILE", *word, "PEM file").required();
+    adding.runs([&store, word] { return add(store, *word); });
+    Command removing = command.subcommand("remove", "Removes one of the " + what);
+    removing.value("NAME", *word, "Its name, as the list shows it").required();
+    removing.runs([&store, word] { return removeNamed(store, *word); });
 }
 
 } // namespace
 
-void addCertTrust(CLI::App& cert, Chosen& chosen) {
-    addStore(cert, chosen, kAuthorities);
-    addStore(cert, chosen, kLists);
+void addCertTrust(Command cert) {
+    addStore(cert, kAuthorities);
+    addStore(cert, kLists);
 }
 
 } // namespace tarnctl

@@ -1,23 +1,21 @@
 // What the commands share: how they are chosen, how they end, how they complain.
 #pragma once
 
-#include <CLI/CLI.hpp>
-#include <functional>
+#include <cstdint>
 #include <string>
+
+#include "command_line.h"
 
 namespace tarnctl {
 
 enum ExitCode { kDone = 0, kFailed = 1, kUsage = 2, kNotFound = 3 };
 
-// What the command line asks for; set while it is read, run afterwards.
-using Chosen = std::function<int()>;
-
-void addCertCommand(CLI::App& app, Chosen& chosen);
-void addConfigCommand(CLI::App& app, Chosen& chosen);
-void addLogCommand(CLI::App& app, Chosen& chosen);
-void addMemoryCommand(CLI::App& app, Chosen& chosen);
-void addPsCommand(CLI::App& app, Chosen& chosen);
-void addSettingsCommand(CLI::App& app, Chosen& chosen);
+void addCertCommand(Command app);
+void addConfigCommand(Command app);
+void addLogCommand(Command app);
+void addMemoryCommand(Command app);
+void addPsCommand(Command app);
+void addSettingsCommand(Command app);
 
 // Writes "tarnctl: text" to standard error; the given exit code.
 int complain(ExitCode code, const std::string& text);

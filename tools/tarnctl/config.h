@@ -11,13 +11,13 @@ namespace tarnctl {
 
 using Item = std::pair<std::string, std::string>;
 
-void addConfigGet(CLI::App& config, Chosen& chosen);
-void addConfigSet(CLI::App& config, Chosen& chosen);
-void addConfigUnset(CLI::App& config, Chosen& chosen);
-void addConfigList(CLI::App& config, Chosen& chosen);
-void addConfigWatch(CLI::App& config, Chosen& chosen);
-void addConfigImport(CLI::App& config, Chosen& chosen);
-void addConfigExport(CLI::App& config, Chosen& chosen);
+void addConfigGet(Command config);
+void addConfigSet(Command config);
+void addConfigUnset(Command config);
+void addConfigList(Command config);
+void addConfigWatch(Command config);
+void addConfigImport(Command config);
+void addConfigExport(Command config);
 
 // Connects the configuration client for the life of the object.
 class ConfigClient {

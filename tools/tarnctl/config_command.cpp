@@ -86,16 +86,16 @@ int readItems(const std::string& prefix, std::vector<Item>& items) {
     return error == 0 ? kDone : complainOf("cannot read the configuration", error);
 }
 
-void addConfigCommand(CLI::App& app, Chosen& chosen) {
-    CLI::App* const config = app.add_subcommand("config", "Shows and changes the configuration");
-    config->require_subcommand(1);
-    addConfigGet(*config, chosen);
-    addConfigSet(*config, chosen);
-    addConfigUnset(*config, chosen);
-    addConfigList(*config, chosen);
-    addConfigWatch(*config, chosen);
-    addConfigImport(*config, chosen);
-    addConfigExport(*config, chosen);
+void addConfigCommand(Command app) {
+    Command config = app.subcommand("config", "Shows and changes the configuration");
+    config.needsSubcommand();
+    addConfigGet(config);
+    addConfigSet(config);
+    addConfigUnset(config);
+    addConfigList(config);
+    addConfigWatch(config);
+    addConfigImport(config);
+    addConfigExport(config);
 }
 
 } // namespace tarnctl

@@ -43,13 +43,13 @@ int exportItems(const Options& options) {
 
 } // namespace
 
-void addConfigExport(CLI::App& config, Chosen& chosen) {
-    CLI::App* const command = config.add_subcommand("export", "Prints what \"import\" reads");
+void addConfigExport(Command config) {
+    Command command = config.subcommand("export", "Prints what \"import\" reads");
     auto options = std::make_shared<Options>();
-    command->add_option("PREFIX", options->prefix, "Only keys that begin with it");
-    command->add_flag("--json", options->json, "Print a JSON object");
-    command->add_flag("--reveal", options->reveal, "Export protected values too, passwords encrypted");
-    command->callback([options, &chosen] { chosen = [options] { return exportItems(*options); }; });
+    command.value("PREFIX", options->prefix, "Only keys that begin with it");
+    command.flag("--json", options->json, "Print a JSON object");
+    command.flag("--reveal", options->reveal, "Export protected values too, passwords encrypted");
+    command.runs([options] { return exportItems(*options); });
 }
 
 } // namespace tarnctl

@@ -73,14 +73,13 @@ int get(const Options& options) {
 
 } // namespace
 
-void addConfigGet(CLI::App& config, Chosen& chosen) {
-    CLI::App* const command =
-        config.add_subcommand("get", "Prints the value of one key, or KEY=VALUE lines of several");
+void addConfigGet(Command config) {
+    Command command = config.subcommand("get", "Prints the value of one key, or KEY=VALUE lines of several");
     auto options = std::make_shared<Options>();
-    command->add_option("KEY", options->keys, "The keys, in their exact letter case")->required();
-    command->add_flag("--json", options->json, "Print a JSON object; a protected value is null");
-    command->add_flag("--reveal", options->reveal, "Show protected values, passwords as they are stored: encrypted");
-    command->callback([options, &chosen] { chosen = [options] { return get(*options); }; });
+    command.value("KEY", options->keys, "The keys, in their exact letter case").required();
+    command.flag("--json", options->json, "Print a JSON object; a protected value is null");
+    command.flag("--reveal", options->reveal, "Show protected values, passwords as they are stored: encrypted");
+    command.runs([options] { return get(*options); });
 }
 
 } // namespace tarnctl

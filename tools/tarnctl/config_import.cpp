@@ -86,12 +86,12 @@ int import(const std::string& path) {
 
 } // namespace
 
-void addConfigImport(CLI::App& config, Chosen& chosen) {
-    CLI::App* const command = config.add_subcommand(
+void addConfigImport(Command config) {
+    Command command = config.subcommand(
         "import", "Writes the items of a file, all in one step: KEY=VALUE lines (# begins a comment) or a JSON object");
     auto path = std::make_shared<std::string>();
-    command->add_option("FILE", *path, "The file; - for standard input")->required();
-    command->callback([path, &chosen] { chosen = [path] { return import(*path); }; });
+    command.value("FILE", *path, "The file; - for standard input").required();
+    command.runs([path] { return import(*path); });
 }
 
 } // namespace tarnctl

@@ -39,13 +39,13 @@ int list(const Options& options) {
 
 } // namespace
 
-void addConfigList(CLI::App& config, Chosen& chosen) {
-    CLI::App* const command = config.add_subcommand("list", "Prints KEY=VALUE lines, sorted by key");
+void addConfigList(Command config) {
+    Command command = config.subcommand("list", "Prints KEY=VALUE lines, sorted by key");
     auto options = std::make_shared<Options>();
-    command->add_option("PREFIX", options->prefix, "Only keys that begin with it");
-    command->add_flag("--json", options->json, "Print a JSON object; a protected value is null");
-    command->add_flag("--reveal", options->reveal, "Show protected values, passwords as they are stored: encrypted");
-    command->callback([options, &chosen] { chosen = [options] { return list(*options); }; });
+    command.value("PREFIX", options->prefix, "Only keys that begin with it");
+    command.flag("--json", options->json, "Print a JSON object; a protected value is null");
+    command.flag("--reveal", options->reveal, "Show protected values, passwords as they are stored: encrypted");
+    command.runs([options] { return list(*options); });
 }
 
 } // namespace tarnctl

@@ -52,25 +52,24 @@ int unset(const std::vector<std::string>& keys) {
 
 } // namespace
 
-void addConfigSet(CLI::App& config, Chosen& chosen) {
-    CLI::App* const command =
-        config.add_subcommand("set",
-                              "Writes values, all in one step; passwords are stored encrypted. Put -- before the first "
-                              "KEY when a VALUE begins with -; negative numbers need none");
+void addConfigSet(Command config) {
+    Command command =
+        config.subcommand("set",
+                          "Writes values, all in one step; passwords are stored encrypted. Put -- before the first "
+                          "KEY when a VALUE begins with -; negative numbers need none");
     auto options = std::make_shared<SetOptions>();
-    command->add_option("KEY VALUE", options->words, "Pairs of a key, in its exact letter case, and its value")
-        ->required();
-    command->add_flag(
+    command.value("KEY VALUE", options->words, "Pairs of a key, in its exact letter case, and its value").required();
+    command.flag(
         "--stdin", options->fromInput,
         "Take the value of the one KEY from the first line of standard input, where no list of processes shows it");
-    command->callback([options, &chosen] { chosen = [options] { return set(*options); }; });
+    command.runs([options] { return set(*options); });
 }
 
-void addConfigUnset(CLI::App& config, Chosen& chosen) {
-    CLI::App* const command = config.add_subcommand("unset", "Removes keys");
+void addConfigUnset(Command config) {
+    Command command = config.subcommand("unset", "Removes keys");
     auto keys = std::make_shared<std::vector<std::string>>();
-    command->add_option("KEY", *keys, "The keys, in their exact letter case")->required();
-    command->callback([keys, &chosen] { chosen = [keys] { return unset(*keys); }; });
+    command.value("KEY", *keys, "The keys, in their exact letter case").required();
+    command.runs([keys] { return unset(*keys); });
 }
 
 } // namespace tarnctl

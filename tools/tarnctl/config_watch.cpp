@@ -91,15 +91,15 @@ int watch(Options& options) {
 
 } // namespace
 
-void addConfigWatch(CLI::App& config, Chosen& chosen) {
-    CLI::App* const command =
-        config.add_subcommand("watch", "Prints changes as they are written, until Ctrl-C; its exit code is then 0");
+void addConfigWatch(Command config) {
+    Command command =
+        config.subcommand("watch", "Prints changes as they are written, until Ctrl-C; its exit code is then 0");
     auto options = std::make_shared<Options>();
-    command->add_option("PREFIX", options->prefix, "Only keys that begin with it");
-    command->add_flag("--json", options->json,
-                      "Print one JSON array a write; a removed key has no value, a protected value is null");
-    command->add_flag("--reveal", options->reveal, "Show protected values, passwords as they are stored: encrypted");
-    command->callback([options, &chosen] { chosen = [options] { return watch(*options); }; });
+    command.value("PREFIX", options->prefix, "Only keys that begin with it");
+    command.flag("--json", options->json,
+                 "Print one JSON array a write; a removed key has no value, a protected value is null");
+    command.flag("--reveal", options->reveal, "Show protected values, passwords as they are stored: encrypted");
+    command.runs([options] { return watch(*options); });
 }
 
 } // namespace tarnctl

@@ -107,16 +107,14 @@ int show(const Options& options) {
 
 } // namespace
 
-void addLogCommand(CLI::App& app, Chosen& chosen) {
-    CLI::App* const command =
-        app.add_subcommand("log", "Prints the last records of a process; without one, whose logs there are");
+void addLogCommand(Command app) {
+    Command command = app.subcommand("log", "Prints the last records of a process; without one, whose logs there are");
     auto options = std::make_shared<Options>();
-    command->add_option("PROCESS", options->process, "Name of the process, or NAME.PID");
-    command->add_option("-n,--lines", options->count, "How many records of all its files together")
-        ->capture_default_str();
-    command->add_flag("-f,--follow", options->follow, "Go on with new records until Ctrl-C");
-    command->add_flag("--json", options->json, "Print one JSON object a record, or a JSON array of the processes");
-    command->callback([options, &chosen] { chosen = [options] { return show(*options); }; });
+    command.value("PROCESS", options->process, "Name of the process, or NAME.PID");
+    command.value("-n,--lines", options->count, "How many records of all its files together").showsDefault();
+    command.flag("-f,--follow", options->follow, "Go on with new records until Ctrl-C");
+    command.flag("--json", options->json, "Print one JSON object a record, or a JSON array of the processes");
+    command.runs([options] { return show(*options); });
 }
 
 } // namespace tarnctl

@@ -161,16 +161,15 @@ int memory(const Options& options) {
 
 } // namespace
 
-void addMemoryCommand(CLI::App& app, Chosen& chosen) {
-    CLI::App* const command = app.add_subcommand(
+void addMemoryCommand(Command app) {
+    Command command = app.subcommand(
         "memory", "Shows the accounted memory of the processes that receive messages, or the sites of one");
     auto options = std::make_shared<Options>();
-    command->add_option("PROCESS", options->process, "Name under which it receives; then its live sites are shown");
-    command->add_flag("--all", options->all, "Show sites without live blocks too");
-    command->add_flag("--json", options->json, "Print a JSON array of the processes, or an object of the one");
-    command->add_option("--wait", options->waitMs, "Milliseconds to wait for a process that is busy")
-        ->capture_default_str();
-    command->callback([options, &chosen] { chosen = [options] { return memory(*options); }; });
+    command.value("PROCESS", options->process, "Name under which it receives; then its live sites are shown");
+    command.flag("--all", options->all, "Show sites without live blocks too");
+    command.flag("--json", options->json, "Print a JSON array of the processes, or an object of the one");
+    command.value("--wait", options->waitMs, "Milliseconds to wait for a process that is busy").showsDefault();
+    command.runs([options] { return memory(*options); });
 }
 
 } // namespace tarnctl

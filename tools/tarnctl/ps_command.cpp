@@ -55,11 +55,11 @@ int ps(bool json) {
 
 } // namespace
 
-void addPsCommand(CLI::App& app, Chosen& chosen) {
-    CLI::App* const command = app.add_subcommand("ps", "Lists the processes that receive messages, sorted by name");
+void addPsCommand(Command app) {
+    Command command = app.subcommand("ps", "Lists the processes that receive messages, sorted by name");
     auto json = std::make_shared<bool>(false);
-    command->add_flag("--json", *json, "Print a JSON array");
-    command->callback([json, &chosen] { chosen = [json] { return ps(*json); }; });
+    command.flag("--json", *json, "Print a JSON array");
+    command.runs([json] { return ps(*json); });
 }
 
 } // namespace tarnctl

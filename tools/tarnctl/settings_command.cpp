@@ -157,19 +157,18 @@ int settings(const SettingsOptions& options) {
 
 } // namespace
 
-void addSettingsCommand(CLI::App& app, Chosen& chosen) {
-    CLI::App* const command =
-        app.add_subcommand("settings", "Shows the switches of the settings file, checks a file, or writes a sample");
+void addSettingsCommand(Command app) {
+    Command command =
+        app.subcommand("settings", "Shows the switches of the settings file, checks a file, or writes a sample");
     auto options = std::make_shared<SettingsOptions>();
-    CLI::Option* const json = command->add_flag("--json", options->json, "Print a JSON object");
-    CLI::Option* const checked =
-        command->add_option("--check", options->check, "Tell what is wrong with a settings file")->type_name("FILE");
-    CLI::Option* const sample =
-        command->add_option("--sample", options->sample, "Write a commented sample to a new file, or to \"-\"")
-            ->type_name("FILE");
-    checked->excludes(sample);
-    sample->excludes(json);
-    command->callback([options, &chosen] { chosen = [options] { return settings(*options); }; });
+    const Argument json = command.flag("--json", options->json, "Print a JSON object");
+    Argument checked =
+        command.value("--check", options->check, "Tell what is wrong with a settings file").named("FILE");
+    Argument sample =
+        command.value("--sample", options->sample, "Write a commented sample to a new file, or to \"-\"").named("FILE");
+    checked.excludes(sample);
+    sample.excludes(json);
+    command.runs([options] { return settings(*options); });
 }
 
 } // namespace tarnctl
