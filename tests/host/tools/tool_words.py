@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""tool_words.py TOOL MAN_PAGE COMPLETION: holds a tool's manual and its bash completion to what the tool says of itself.
+"""tool_words.py TOOL MAN_PAGE COMPLETION: holds a tool's manual and its bash completion to its own help.
 
 Walks over all its commands by their help. Each command and option must stand in the manual, and completion must offer
 exactly the subcommands and options that the help names.
@@ -51,7 +51,8 @@ class Checks:
         self.expect(len(options) > 0, f"{path}: the help names no option; has its form changed?")
         self.expect(self.offered(*path, "-") == sorted(options), f"{path}: offers {self.offered(*path, '-')}")
         for option in options:
-            self.expect(re.search(rf"(Fl |\| ){option[1:]}(?![\w-])", self.manual), f"{path}: the manual lacks {option}")
+            told = re.search(rf"(Fl |\| ){option[1:]}(?![\w-])", self.manual)
+            self.expect(told, f"{path}: the manual lacks {option}")
         if commands:
             self.expect(self.offered(*path, "") == sorted(commands), f"{path}: offers {self.offered(*path, '')}")
         elif path:
