@@ -29,9 +29,9 @@ TARN_EXTERN_C_BEGIN
 
 /** What a process needs to load a service certificate itself. */
 typedef struct ConfCertGmSrvCertInfo {
-    char certPath[CONF_CERT_PATH_LEN];
-    char keyPath[CONF_CERT_PATH_LEN];
-    char keyPassword[128]; /**< Empty for a key without a pass phrase. */
+    char certPath[CONF_CERT_PATH_LEN]; /**< The certificate. */
+    char keyPath[CONF_CERT_PATH_LEN];  /**< Its key. */
+    char keyPassword[128];             /**< Empty for a key without a pass phrase. */
 } ConfCertGmSrvCertInfo;
 
 static_assert(sizeof(ConfCertGmSrvCertInfo) == 1152, "record size is part of the interface");
@@ -40,8 +40,8 @@ static_assert(offsetof(ConfCertGmSrvCertInfo, keyPassword) == 1024, "record layo
 
 /** One file of the CA list. */
 typedef struct ConfCaCertEntry {
-    char path[CONF_CERT_PATH_LEN];
-    uint32_t fileType; /**< Always 1, PEM (RFC 7468). */
+    char path[CONF_CERT_PATH_LEN]; /**< The file. */
+    uint32_t fileType;             /**< Always 1, PEM (RFC 7468). */
 } ConfCaCertEntry;
 
 static_assert(sizeof(ConfCaCertEntry) == 516, "entry size is part of the interface");
@@ -90,7 +90,12 @@ uint32_t ConfCertGetSrvCertFilePath(uint32_t type, char* buf, uint32_t bufLen);
  */
 uint32_t ConfCertGetCaPath(char* buf, uint32_t bufLen);
 
-/** @brief As `ConfCertGetCaPath`, for the directory of revocation lists. */
+/**
+ * @brief The directory of revocation lists, without a trailing slash.
+ * @param buf     Receives the path, NUL-terminated.
+ * @param bufLen  Bytes at `buf`.
+ * @return as `ConfCertGetCaPath`.
+ */
 uint32_t ConfCertGetCrlPath(char* buf, uint32_t bufLen);
 
 /**

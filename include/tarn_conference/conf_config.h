@@ -33,8 +33,8 @@ TARN_EXTERN_C_BEGIN
 
 /** One key and its value, NUL-terminated texts; the unit of all lists. */
 typedef struct ConfConfigKeyValue {
-    char key[OM_CONFIG_KEY_LEN];
-    char value[OM_CONFIG_VALUE_LEN];
+    char key[OM_CONFIG_KEY_LEN];     /**< The key. */
+    char value[OM_CONFIG_VALUE_LEN]; /**< Its value as text. */
 } ConfConfigKeyValue;
 
 static_assert(sizeof(ConfConfigKeyValue) == 1152, "item size is part of the interface");
@@ -51,9 +51,9 @@ typedef void (*ConfConfigInitFn)(void);
 
 /** Records that wait to be written in one call of the service. */
 typedef struct ConfConfigOmBatch {
-    uint32_t count;   /**< Records filled. */
-    int32_t capacity; /**< Records there is room for. */
-    ConfConfigOmRecord* records;
+    uint32_t count;              /**< Records filled. */
+    int32_t capacity;            /**< Records there is room for. */
+    ConfConfigOmRecord* records; /**< The records. */
 } ConfConfigOmBatch;
 
 static_assert(offsetof(ConfConfigOmBatch, capacity) == 4, "batch layout is part of the interface");
@@ -119,6 +119,7 @@ uint32_t ConfConfigAddOmCfg(const char* key, const ConfConfigValue* value, ConfC
 
 /**
  * @brief Writes a batch in one call and empties it, also when the service refuses: it is not tried again.
+ * @param batch  The batch; empty afterwards.
  * @return 0; `CONF_CONFIG_FAILED` when refused, and for an empty batch.
  */
 uint32_t ConfConfigSyncOmCfg(ConfConfigOmBatch* batch);
@@ -143,7 +144,11 @@ int32_t ConfConfigSetList(const ConfConfigKeyValue* items, int32_t count, uint8_
  */
 uint32_t ConfConfigSyncToOM(const char* const* keys, uint32_t count);
 
-/** @brief `ConfConfigSyncToOM` of one key. */
+/**
+ * @brief `ConfConfigSyncToOM` of one key.
+ * @param key  As an entry of that list.
+ * @return as `ConfConfigSyncToOM`.
+ */
 uint32_t ConfConfigSyncByKeyToOM(const char* key);
 
 /**
@@ -172,16 +177,27 @@ uint32_t ConfConfigGetConfConfig(uint32_t ignored, ConfMeetingServerMsgBlock* bl
  */
 uint32_t ConfConfigSetConfConfig(uint32_t ignored, ConfMeetingServerMsgBlock* block);
 
-/** @brief Writes a number straight to the service. @return 0, or 1 for a failure, which is logged. */
+/**
+ * @brief Writes a number straight to the service.
+ * @param key    At most 127 characters.
+ * @param value  The number, stored in decimal.
+ * @return 0, or 1 for a failure, which is logged.
+ */
 uint32_t ConfConfigSetIntValue(const char* key, int32_t value);
 
 /**
  * @brief Reads a number straight from the service: decimal, hexadecimal behind "0x", octal behind "0" (strtol).
+ * @param key  At most 127 characters.
  * @return the number; 1 for a failure, so that a stored 1 and a failure look alike.
  */
 int32_t ConfConfigGetIntValue(const char* key);
 
-/** @brief Writes a number straight to the service. @return 0, or 1 for a failure, which is logged. */
+/**
+ * @brief Writes a number straight to the service.
+ * @param key    At most 127 characters.
+ * @param value  The number, stored in decimal.
+ * @return 0, or 1 for a failure, which is logged.
+ */
 uint32_t ConfConfigSetUint64Value(const char* key, uint64_t value);
 
 /**

@@ -34,19 +34,19 @@ typedef enum ConfConfigValueType {
 
 /** What a holder holds; its type says which. */
 typedef union ConfConfigPayload {
-    int64_t asInt;
-    uint64_t asUInt;
-    double asFloat;
-    uint8_t asBool;
-    const char* asStr;
-    const void* asData;
+    int64_t asInt;      /**< Of `CONF_CONFIG_TYPE_INT`. */
+    uint64_t asUInt;    /**< Of `CONF_CONFIG_TYPE_UINT`. */
+    double asFloat;     /**< Of `CONF_CONFIG_TYPE_FLOAT`. */
+    uint8_t asBool;     /**< Of `CONF_CONFIG_TYPE_BOOL`: 0 is false. */
+    const char* asStr;  /**< Of `CONF_CONFIG_TYPE_STR`: NUL-terminated. */
+    const void* asData; /**< Of `CONF_CONFIG_TYPE_DATA`. */
 } ConfConfigPayload;
 
 /** The typed holder. */
 typedef struct ConfConfigValue {
-    uint32_t type; /**< A `ConfConfigValueType`. */
-    ConfConfigPayload value;
-    uint32_t len; /**< Text: bytes with the NUL; data: bytes; else unused. */
+    uint32_t type;           /**< A `ConfConfigValueType`. */
+    ConfConfigPayload value; /**< The value. */
+    uint32_t len;            /**< Text: bytes with the NUL; data: bytes; else unused. */
 } ConfConfigValue;
 
 static_assert(sizeof(ConfConfigPayload) == 8, "the payload is 64 bits wide");
@@ -57,17 +57,51 @@ static_assert(sizeof(ConfConfigValue) == 24, "holder size is part of the interfa
 
 /**
  * @name Makers
- * Each overwrites the holder. @return 0; `CONF_CONFIG_FAILED` for a null holder, text or data pointer.
+ * Each overwrites the holder.
  */
 /**@{*/
+/**
+ * @brief Makes a holder of a signed integer.
+ * @param value   Receives the value.
+ * @param number  The integer.
+ * @return 0; `CONF_CONFIG_FAILED` for a null holder.
+ */
 uint32_t ConfConfigInt2V(ConfConfigValue* value, int64_t number);
+/**
+ * @brief Makes a holder of an unsigned integer.
+ * @param value   Receives the value.
+ * @param number  The integer.
+ * @return 0; `CONF_CONFIG_FAILED` for a null holder.
+ */
 uint32_t ConfConfigUInt2V(ConfConfigValue* value, uint64_t number);
+/**
+ * @brief Makes a holder of a double.
+ * @param value   Receives the value.
+ * @param number  The double.
+ * @return 0; `CONF_CONFIG_FAILED` for a null holder.
+ */
 uint32_t ConfConfigFloat2V(ConfConfigValue* value, double number);
-/** @brief Only the low byte of the flag counts. */
+/**
+ * @brief Makes a holder of a truth value.
+ * @param value  Receives the value.
+ * @param flag   Its low byte counts.
+ * @return 0; `CONF_CONFIG_FAILED` for a null holder.
+ */
 uint32_t ConfConfigBool2V(ConfConfigValue* value, uint32_t flag);
-/** @brief Borrows a NUL-terminated text. */
+/**
+ * @brief Makes a holder that borrows a NUL-terminated text.
+ * @param value  Receives the value.
+ * @param text   Stays the caller's and must outlive the holder.
+ * @return 0; `CONF_CONFIG_FAILED` for a null argument.
+ */
 uint32_t ConfConfigStr2V(ConfConfigValue* value, const char* text);
-/** @brief Borrows `length` bytes. */
+/**
+ * @brief Makes a holder that borrows bytes.
+ * @param value   Receives the value.
+ * @param data    Stay the caller's and must outlive the holder.
+ * @param length  Bytes at `data`.
+ * @return 0; `CONF_CONFIG_FAILED` for a null argument.
+ */
 uint32_t ConfConfigData2V(ConfConfigValue* value, const void* data, uint32_t length);
 /**@}*/
 
@@ -77,16 +111,28 @@ uint32_t ConfConfigData2V(ConfConfigValue* value, const void* data, uint32_t len
  * number (an empty one) is logged as an error besides. No value, data and unknown types read as zero.
  */
 /**@{*/
-/** @brief As a signed integer; a float is cut toward zero and kept within the range, NaN is 0. @return -1 for null. */
+/**
+ * @brief Reads a signed integer; a float is cut toward zero and kept within the range, NaN is 0.
+ * @param value  The holder.
+ * @return the number; -1 for null.
+ */
 int64_t ConfConfigV2Int(const ConfConfigValue* value);
-/** @brief As an unsigned integer; a float is cut toward zero and kept within the range, NaN is 0. @return all bits set
- *         for null. */
+/**
+ * @brief Reads an unsigned integer; a float is cut toward zero and kept within the range, NaN is 0.
+ * @param value  The holder.
+ * @return the number; all bits set for null.
+ */
 uint64_t ConfConfigV2UInt(const ConfConfigValue* value);
-/** @brief As a double. @return 0.0 for null. */
+/**
+ * @brief Reads a double.
+ * @param value  The holder.
+ * @return the number; 0.0 for null.
+ */
 double ConfConfigV2Float(const ConfConfigValue* value);
 /**
- * @brief As a truth value. Numbers are true unless zero. A text that begins with a digit is read as an 8-bit number, so
- *        "256" is false; any other is true when it begins with 'T' or 't'.
+ * @brief Reads a truth value. Numbers are true unless zero. A text that begins with a digit is read as an 8-bit number,
+ *        so "256" is false; any other is true when it begins with 'T' or 't'.
+ * @param value  The holder.
  * @return the truth value; of a bool holder its byte as it stands; 0 for null.
  */
 uint32_t ConfConfigV2Bool(const ConfConfigValue* value);
@@ -113,20 +159,49 @@ uint32_t ConfConfigV2Data(const ConfConfigValue* value, void* buffer, uint32_t b
 
 /**
  * @name Variable readers
- * `address` need not be aligned. @return 0; `CONF_CONFIG_FAILED` for null or a width in bytes other than those listed.
+ * `address` need not be aligned.
  */
 /**@{*/
-/** @brief Widths 1, 2, 4, 8, signed. */
+/**
+ * @brief Reads a signed integer.
+ * @param value    Receives the variable's value.
+ * @param address  The variable.
+ * @param width    Its bytes: 1, 2, 4 or 8.
+ * @return 0; `CONF_CONFIG_FAILED` for null or another width.
+ */
 uint32_t ConfConfigD2Int(ConfConfigValue* value, const void* address, uint32_t width);
-/** @brief Widths 1, 2, 4, 8, unsigned. */
+/**
+ * @brief Reads an unsigned integer.
+ * @param value    Receives the variable's value.
+ * @param address  The variable.
+ * @param width    Its bytes: 1, 2, 4 or 8.
+ * @return 0; `CONF_CONFIG_FAILED` for null or another width.
+ */
 uint32_t ConfConfigD2UInt(ConfConfigValue* value, const void* address, uint32_t width);
-/** @brief Widths 4 (float) and 8 (double). */
+/**
+ * @brief Reads a floating-point number.
+ * @param value    Receives the variable's value.
+ * @param address  The variable.
+ * @param width    Its bytes: 4 (float) or 8 (double).
+ * @return 0; `CONF_CONFIG_FAILED` for null or another width.
+ */
 uint32_t ConfConfigD2Float(ConfConfigValue* value, const void* address, uint32_t width);
-/** @brief Widths 1, 2, 4, 8; true when any bit of the whole width is set. */
+/**
+ * @brief Reads a truth value: true when any bit of the whole width is set.
+ * @param value    Receives the variable's value.
+ * @param address  The variable.
+ * @param width    Its bytes: 1, 2, 4 or 8.
+ * @return 0; `CONF_CONFIG_FAILED` for null or another width.
+ */
 uint32_t ConfConfigD2Bool(ConfConfigValue* value, const void* address, uint32_t width);
 /**
  * @brief Reads a variable by a type code: 1 to 4 as above; 5 borrows the NUL-terminated text at `address`, whatever the
  *        width; 6 borrows `width` bytes.
+ * @param value    Receives the variable's value.
+ * @param address  The variable.
+ * @param width    Its bytes.
+ * @param type     A `ConfConfigValueType`.
+ * @return 0; `CONF_CONFIG_FAILED` for null, another type, or a width that the type does not have.
  */
 uint32_t ConfConfigD2VByType(ConfConfigValue* value, const void* address, uint32_t width, uint32_t type);
 /**@}*/
@@ -135,32 +210,67 @@ uint32_t ConfConfigD2VByType(ConfConfigValue* value, const void* address, uint32
  * @name Variable writers
  * Each compares first, at the full width of the type's widest form, and writes the whole variable or nothing: 300 into
  * a signed byte that holds 44 counts as a change and stores 44 again. `address` need not be aligned.
- * @return 0 when written; `CONF_CONFIG_UNCHANGED`; `CONF_CONFIG_FAILED` for null or an unsupported width.
  */
 /**@{*/
-/** @brief Widths 1, 2, 4, 8. */
+/**
+ * @brief Writes a signed integer.
+ * @param value    The holder.
+ * @param address  The variable.
+ * @param width    Its bytes: 1, 2, 4 or 8.
+ * @return 0 when written; `CONF_CONFIG_UNCHANGED`; `CONF_CONFIG_FAILED` for null or another width.
+ */
 uint32_t ConfConfigInt2D(const ConfConfigValue* value, void* address, uint32_t width);
-/** @brief Widths 1, 2, 4, 8. */
+/**
+ * @brief Writes an unsigned integer.
+ * @param value    The holder.
+ * @param address  The variable.
+ * @param width    Its bytes: 1, 2, 4 or 8.
+ * @return 0 when written; `CONF_CONFIG_UNCHANGED`; `CONF_CONFIG_FAILED` for null or another width.
+ */
 uint32_t ConfConfigUInt2D(const ConfConfigValue* value, void* address, uint32_t width);
-/** @brief Widths 4 and 8, compared as doubles; a NaN on either side is a change. */
+/**
+ * @brief Writes a floating-point number, compared as doubles; a NaN on either side is a change.
+ * @param value    The holder.
+ * @param address  The variable.
+ * @param width    Its bytes: 4 or 8.
+ * @return 0 when written; `CONF_CONFIG_UNCHANGED`; `CONF_CONFIG_FAILED` for null or another width.
+ */
 uint32_t ConfConfigFloat2D(const ConfConfigValue* value, void* address, uint32_t width);
-/** @brief Widths 1, 2, 4, 8; stores 0 or 1 in the whole width. A variable that holds another value is changed to 1. */
+/**
+ * @brief Writes a truth value: stores 0 or 1 in the whole width. A variable that holds another value is changed to 1.
+ * @param value    The holder.
+ * @param address  The variable.
+ * @param width    Its bytes: 1, 2, 4 or 8.
+ * @return 0 when written; `CONF_CONFIG_UNCHANGED`; `CONF_CONFIG_FAILED` for null or another width.
+ */
 uint32_t ConfConfigBool2D(const ConfConfigValue* value, void* address, uint32_t width);
 /**
  * @brief Renders a holder into a text buffer unless the buffer's text is the same but for ASCII case.
  * @param value       Types 1 to 5. A text of 1024 bytes and more, with its NUL, is always a change.
  * @param buffer      The text variable.
  * @param bufferSize  Bytes at `buffer`.
+ * @return 0 when written; `CONF_CONFIG_UNCHANGED`; `CONF_CONFIG_FAILED` for null, another type, or a text that does not
+ *         fit.
  */
 uint32_t ConfConfigCheckStr(const ConfConfigValue* value, char* buffer, uint32_t bufferSize);
 /**
  * @brief Writes a variable by a type code: 1 to 4 with `size` as the width, 5 as a text and 6 as data with `size` as
- * the buffer's bytes. Data is always written; it never answers `CONF_CONFIG_UNCHANGED`.
+ *        the buffer's bytes. Data is always written; it never answers `CONF_CONFIG_UNCHANGED`.
+ * @param value    The holder.
+ * @param address  The variable.
+ * @param size     Its bytes.
+ * @param type     A `ConfConfigValueType`.
+ * @return 0 when written; `CONF_CONFIG_UNCHANGED`; `CONF_CONFIG_FAILED` for null, another type, or what does not fit.
  */
 uint32_t ConfConfigV2DByType(const ConfConfigValue* value, void* address, uint32_t size, uint32_t type);
 /**@}*/
 
-/** @brief Compares texts without ASCII case; null counts as the empty text. @return 1 when equal, else 0. */
+/**
+ * @brief Compares texts without ASCII case; null counts as the empty text.
+ * @param left   One text.
+ * @param right  The other.
+ * @return 1 when equal, else 0.
+ */
 uint32_t ConfConfigStrEqual(const char* left, const char* right);
 
 TARN_EXTERN_C_END

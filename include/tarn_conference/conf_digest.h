@@ -26,7 +26,11 @@ TARN_EXTERN_C_BEGIN
 
 enum { ZOR_CRYPT_DIGEST_SHA1 = 0, ZOR_CRYPT_DIGEST_SHA256 = 1, ZOR_CRYPT_DIGEST_MD5 = 2, ZOR_CRYPT_DIGEST_SM3 = 3 };
 
-/** @brief OpenSSL's digest of an id, owned by OpenSSL; null for an unknown id. */
+/**
+ * @brief OpenSSL's digest of an id, owned by OpenSSL.
+ * @param id  Algorithm.
+ * @return it; null for an unknown id.
+ */
 const EVP_MD* get_evp_md_by_id_conf(uint16_t id);
 
 /**

@@ -39,10 +39,16 @@ uint32_t ConfLogInit(void);
 /** @brief Disconnects from the log client. @return 0 always. */
 uint32_t ConfLogUnInit(void);
 
-/** @brief The file id that is passed with every record; 0 before `ConfLogInit`. */
+/**
+ * @brief The file id that is passed with every record.
+ * @return it; 0 before `ConfLogInit`.
+ */
 uint16_t GetConfLogFileId(void);
 
-/** @brief The current level, 0 to 4. */
+/**
+ * @brief The current level.
+ * @return the level, 0 to 4.
+ */
 uint8_t GetLogLevel(void);
 
 /**
@@ -95,8 +101,9 @@ TARN_EXTERN_C_END
 #ifdef __cplusplus
 TARN_EXPORT_BEGIN
 /**
- * @brief The part of a path behind its last '/' or '\\'; the whole path without one. Empty for a path that ends in a
- *        separator, and when memory is out.
+ * @brief The part of a path behind its last '/' or '\\'.
+ * @param path  The path.
+ * @return it; the whole path without a separator; empty for a path that ends in one, and when memory is out.
  */
 std::string GetFileName(const std::string& path);
 TARN_EXPORT_END

@@ -21,8 +21,9 @@ TARN_EXTERN_C_BEGIN
 #define CONF_MSG_ERR_SEND 10001004U       /**< Sending failed: argument, memory, copy, transport, no or empty answer. */
 #define CONF_MSG_ERR_PERMISSION 10001006U /**< Incoming call refused. */
 
-/** Kinds of call, in `OsMsgRecord::kind`. */
+/** Kind of a call, in `OsMsgRecord::kind`: one whose answer is its data. */
 #define CONF_MSG_KIND_PLAIN 1U
+/** Kind of a call whose handler attaches a block to the answer. */
 #define CONF_MSG_KIND_ANSWER_BLOCK 2U
 
 /** Bytes that a payload has beyond its data. */
@@ -43,11 +44,11 @@ typedef uint32_t (*ConfCommMsgHandler)(uint32_t msgId, void* data, uint32_t data
 
 /** A payload: this header, the data from offset 20 on, and four zero bytes behind them. */
 typedef struct ConfCommMsgPayload {
-    ConfCommMsgHandler handler;
-    uint32_t result; /**< The handler's result, in the answer. */
-    uint32_t msgId;
-    uint32_t dataLength; /**< Bytes of data. */
-    uint8_t data[4];     /**< The first of `dataLength` + 4 bytes. */
+    ConfCommMsgHandler handler; /**< What to run. */
+    uint32_t result;            /**< The handler's result, in the answer. */
+    uint32_t msgId;             /**< Passed to the handler. */
+    uint32_t dataLength;        /**< Bytes of data. */
+    uint8_t data[4];            /**< The first of `dataLength` + 4 bytes. */
 } ConfCommMsgPayload;
 
 static_assert(sizeof(ConfCommMsgPayload) == CONF_MSG_PAYLOAD_OVERHEAD, "payload size is the processes' interface");
@@ -62,7 +63,12 @@ typedef OsMsgRecord ConfCommMsgRecord;
 
 /**
  * @brief Calls a handler in another process and waits for its result, `CONF_MSG_DEFAULT_TIMEOUT_MS` at most.
- *        See `ConfCommMsgSynSendImpl`.
+ * @param recvProcName  Name of the receiving process, at most 15 characters.
+ * @param handler       Function to run there.
+ * @param msgId         Passed to the handler.
+ * @param data          The call's data and the answer's.
+ * @param dataLen       Bytes at `data`.
+ * @return as `ConfCommMsgSynSendImpl`, which tells more.
  */
 uint32_t ConfCommMsgSynSend(const char* recvProcName, ConfCommMsgHandler handler, uint32_t msgId, void* data,
                             uint32_t dataLen);
@@ -87,7 +93,14 @@ uint32_t ConfCommMsgSynSendImpl(const char* recvProcName, ConfCommMsgHandler han
 /**
  * @brief Like `ConfCommMsgSynSendImpl`, for handlers that attach a result block to a meeting-server block
  *        (`conf_notify.h`), which is then the data. An answer longer than `dataLen` fails the call, and the refused
- * copy leaves zero bytes at `data`.
+ *        copy leaves zero bytes at `data`.
+ * @param recvProcName  Name of the receiving process, at most 15 characters.
+ * @param handler       Function to run there.
+ * @param msgId         Passed to the handler.
+ * @param data          In: the block; out: the block as the handler left it.
+ * @param dataLen       Bytes at `data`.
+ * @param timeout       Longest wait in milliseconds.
+ * @return the handler's result, or `CONF_MSG_ERR_SEND`.
  *
  * The block attached to the answer belongs to the caller, who releases it with `OSMemTypeFreeMon`.
  */
@@ -96,7 +109,12 @@ uint32_t ConfCommMsgSynSendImplHaveResp(const char* recvProcName, ConfCommMsgHan
 
 /**
  * @brief Calls a handler in another process without waiting for it.
- * @return 0 when the message is on its way, or `CONF_MSG_ERR_SEND`. A `dataLen` with null data is an error here.
+ * @param recvProcName  Name of the receiving process, at most 15 characters.
+ * @param handler       Function to run there.
+ * @param msgId         Passed to the handler.
+ * @param data          Copied; may be null when `dataLen` is 0.
+ * @param dataLen       Bytes at `data`.
+ * @return 0 when the message is on its way, or `CONF_MSG_ERR_SEND`, also for a `dataLen` with null data.
  */
 uint32_t ConfCommMsgAsynSend(const char* recvProcName, ConfCommMsgHandler handler, uint32_t msgId, const void* data,
                              uint32_t dataLen);
@@ -109,7 +127,10 @@ uint32_t ConfCommMsgAsynSend(const char* recvProcName, ConfCommMsgHandler handle
  */
 uint32_t ConfCommMsgProcess(ConfCommMsgRecord* record);
 
-/** @brief Whether incoming calls are allowed: always. A process that needs a rule defines this function itself. */
+/**
+ * @brief Whether incoming calls are allowed: always. A process that needs a rule defines this function itself.
+ * @return true.
+ */
 bool ConfCommMsgCheckPermission(void);
 
 TARN_EXTERN_C_END

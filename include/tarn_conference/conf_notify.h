@@ -64,13 +64,29 @@ static_assert(offsetof(ConfMeetingServerMsgBlock, data) == 88, "block layout is 
  */
 extern OsMutex g_multiPktNotifyMutex;
 
-/** @brief Sets the application's callback; null is ignored, so it cannot be taken away again. Any thread. */
+/**
+ * @brief Sets the application's callback; null is ignored, so it cannot be taken away again. Any thread.
+ * @param func  The callback.
+ */
 void ConfRegisterNotifyFunc(ConfNotifyFunc func);
 
-/** @brief Delivers a notification on the calling thread. @return the callback's result; 1 without a callback. */
+/**
+ * @brief Delivers a notification on the calling thread.
+ * @param id    Notification id.
+ * @param data  Handed on as it is; may be null.
+ * @param len   Bytes at `data`.
+ * @return the callback's result; 1 without a callback.
+ */
 uint32_t ConfCommSendNotifyToApp(uint32_t id, void* data, uint32_t len);
 
-/** @brief Like `ConfCommSendNotifyToApp`, with a result for the callback's fourth argument. */
+/**
+ * @brief Like `ConfCommSendNotifyToApp`, with a result for the callback's fourth argument.
+ * @param id      Notification id.
+ * @param data    Handed on as it is; may be null.
+ * @param len     Bytes at `data`.
+ * @param result  The callback's fourth argument.
+ * @return as `ConfCommSendNotifyToApp`.
+ */
 uint32_t ConfCommSendNotifyAndResultToApp(uint32_t id, void* data, uint32_t len, uint32_t result);
 
 /**
@@ -95,8 +111,9 @@ uint32_t ConfCommSendMultiPackNotifyToApp(uint32_t id, void* data, uint32_t len)
 ConfMeetingServerMsgBlock* GenerateMeetingServerMsgBlock(const void* data, uint32_t len);
 
 /**
- * @brief A block's size in bytes: its data length + 95, or 96 without data; 0 for null. A data length too large for
- *        any block gives 0xFFFFFFFF.
+ * @brief A block's size in bytes.
+ * @param block  The block.
+ * @return its data length + 95, or 96 without data; 0 for null; 0xFFFFFFFF for a data length too large for any block.
  */
 uint32_t GetMeetingServerMsgBlockSize(const ConfMeetingServerMsgBlock* block);
 

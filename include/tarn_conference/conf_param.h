@@ -38,12 +38,14 @@ uint32_t ConfParamCheckContainValidChar(const char* str, int digitsOnly);
 
 /**
  * @brief Tells whether a text is an IPv4 or IPv6 address as POSIX inet_pton takes them.
+ * @param str  NUL-terminated text.
  * @return 0 for an address; 1 for any other text and for null. A scope ("%eth0"), a port or brackets make it none.
  */
 uint32_t ConfParamCheckValidIp(const char* str);
 
 /**
  * @brief The family of an address.
+ * @param str  NUL-terminated text.
  * @return 2 for IPv4, the platform's IPv6 family (10 on Linux) for IPv6, 0xFFFFFFFF for any other text and for null.
  */
 uint32_t ConfParamCheckIpType(const char* str);

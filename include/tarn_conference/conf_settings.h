@@ -25,8 +25,8 @@ enum { CONF_LOCAL_IPV4 = 0, CONF_LOCAL_IPV6 = 1 };
 
 /** One setting. */
 typedef struct ConfConfigNameValue {
-    char value[CONF_SETTING_LEN];
-    char name[CONF_SETTING_LEN];
+    char value[CONF_SETTING_LEN]; /**< NUL-terminated. */
+    char name[CONF_SETTING_LEN];  /**< NUL-terminated. */
 } ConfConfigNameValue;
 
 static_assert(sizeof(ConfConfigNameValue) == 256, "setting size is part of the interface");
@@ -35,7 +35,7 @@ static_assert(offsetof(ConfConfigNameValue, name) == 128, "setting layout is par
 /** The settings that were read. */
 typedef struct ConfConfigManager {
     ConfConfigNameValue* items; /**< In file order; null until they are read. */
-    uint32_t itemNum;
+    uint32_t itemNum;           /**< Settings at `items`. */
 } ConfConfigManager;
 
 static_assert(offsetof(ConfConfigManager, itemNum) == sizeof(void*), "settings layout is part of the interface");
@@ -103,7 +103,12 @@ uint32_t ConfConfigSetLocalIp(uint32_t family, const char* address);
  */
 uint32_t ConfConfigGetLocalIpv4(uint32_t interfaceId, void* buffer);
 
-/** @brief The same for IPv6. */
+/**
+ * @brief As `ConfConfigGetLocalIpv4`, for the IPv6 address.
+ * @param interfaceId  The device manager's number of the interface.
+ * @param buffer       As for `ConfConfigGetLocalIpv4`.
+ * @return as `ConfConfigGetLocalIpv4`.
+ */
 uint32_t ConfConfigGetLocalIpv6(uint32_t interfaceId, void* buffer);
 
 /** @brief Flag "Conf.SecurityParam.enableEofb" of the configuration service. @return it; 1 on failure. */

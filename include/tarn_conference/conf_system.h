@@ -26,7 +26,10 @@ uint32_t ConfReportRegisterToBeacon(void);
 /** @brief Event report on a failed call; this build reports nothing. @return 0. */
 uint32_t ConfReportCallErrToBeacon(void);
 
-/** @brief The conference type. */
+/**
+ * @brief The conference type.
+ * @return what `SetOmsConfType` set last; 0 at start.
+ */
 uint32_t GetOmsConfType(void);
 
 /** @brief Sets the conference type. @param type  A value agreed between the calling processes; any is taken. */
@@ -49,10 +52,22 @@ uint32_t ConfMemGetMemRec(const void* filter, void* out);
  */
 uint32_t ConfMemGetMemStatus(void* out, uintptr_t second, uintptr_t third);
 
-/** @brief As `ConfMemGetMemStatus`, with `OsMemGetMemScan`. */
+/**
+ * @brief Checks the live blocks.
+ * @param out     The platform's result record.
+ * @param second  Passed on; the platform's own.
+ * @param third   Passed on; the platform's own.
+ * @return 1 for a null `out`, else the result of `OsMemGetMemScan`.
+ */
 uint32_t ConfMemGetMemScan(void* out, uintptr_t second, uintptr_t third);
 
-/** @brief As `ConfMemGetMemStatus`, with `OsMemGetMemoryUseMonitor`. */
+/**
+ * @brief Fills the platform's use-over-time record.
+ * @param out     The platform's result record.
+ * @param second  Passed on; the platform's own.
+ * @param third   Passed on; the platform's own.
+ * @return 1 for a null `out`, else the result of `OsMemGetMemoryUseMonitor`.
+ */
 uint32_t ConfMemGetMemoryUseMonitor(void* out, uintptr_t second, uintptr_t third);
 
 /**

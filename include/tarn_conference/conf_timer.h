@@ -65,13 +65,13 @@ typedef OsTimerParam ConfOsTimerParam;
 
 /** Local calendar time. */
 typedef struct ConfSysTime {
-    uint16_t year; /**< Full year. */
-    uint8_t month; /**< 1 to 12. */
-    uint8_t day;   /**< 1 to 31. */
-    uint8_t hour;
-    uint8_t minute;
-    uint8_t second;
-    uint16_t milliseconds;
+    uint16_t year;         /**< Full year. */
+    uint8_t month;         /**< 1 to 12. */
+    uint8_t day;           /**< 1 to 31. */
+    uint8_t hour;          /**< 0 to 23. */
+    uint8_t minute;        /**< 0 to 59. */
+    uint8_t second;        /**< 0 to 60. */
+    uint16_t milliseconds; /**< 0 to 999. */
 } ConfSysTime;
 
 static_assert(sizeof(ConfCommTimerEntry) == 64, "the table is filled by the processes");
@@ -100,7 +100,12 @@ static_assert(offsetof(ConfSysTime, month) == 2, "the record belongs to the proc
 static_assert(offsetof(ConfSysTime, second) == 6, "the record belongs to the processes");
 static_assert(offsetof(ConfSysTime, milliseconds) == 8, "the record belongs to the processes");
 
-/** @brief `ConfCommTimerInit`, but a null table changes nothing. @return as `ConfCommTimerInit`. */
+/**
+ * @brief `ConfCommTimerInit`, but a null table changes nothing.
+ * @param table  As for `ConfCommTimerInit`.
+ * @param count  As for `ConfCommTimerInit`.
+ * @return as `ConfCommTimerInit`.
+ */
 uint32_t ConfCommTimerFuncInit(ConfCommTimerEntry* table, int32_t count);
 
 /**
@@ -113,7 +118,10 @@ uint32_t ConfCommTimerFuncInit(ConfCommTimerEntry* table, int32_t count);
  */
 uint32_t ConfCommTimerInit(ConfCommTimerEntry* table, int32_t count);
 
-/** @brief `ConfCommTimerDeInit`. */
+/**
+ * @brief `ConfCommTimerDeInit`.
+ * @return 0; it carries no meaning.
+ */
 uint32_t ConfCommTimerFuncDeInit(void);
 
 /**
@@ -139,13 +147,28 @@ uint32_t ConfCommTimerDeInit(void);
 uint32_t ConfCommTimerStartEx(uint32_t timerId, uint32_t durationMs, uint32_t msgId, const void* data,
                               uint32_t dataLen);
 
-/** @brief `ConfCommTimerStartEx` with the row's default duration. */
+/**
+ * @brief `ConfCommTimerStartEx` with the row's default duration.
+ * @param timerId  Id of the row.
+ * @param msgId    Message id of the expiry message.
+ * @param data     Data of the expiry message, copied; may be null.
+ * @param dataLen  Bytes at `data`.
+ * @return as `ConfCommTimerStartEx`.
+ */
 uint32_t ConfCommTimerStart(uint32_t timerId, uint32_t msgId, const void* data, uint32_t dataLen);
 
-/** @brief Stops a table timer, running or not, and drops its data. @return 0, or 1 for an unknown id. */
+/**
+ * @brief Stops a table timer, running or not, and drops its data.
+ * @param timerId  Id of the row.
+ * @return 0, or 1 for an unknown id.
+ */
 uint32_t ConfCommTimerStop(uint32_t timerId);
 
-/** @brief `ConfCommTimerStop`. */
+/**
+ * @brief `ConfCommTimerStop`.
+ * @param timerId  Id of the row.
+ * @return as `ConfCommTimerStop`.
+ */
 uint32_t ConfCommTimerFree(uint32_t timerId);
 
 /**
@@ -162,24 +185,47 @@ uint32_t ConfTimerInit(ConfTimer* timer, uint32_t id, uint32_t mode, const char*
 
 /**
  * @brief Starts a free-standing timer.
- * @return as `ConfCommTimerStartEx`, with 1 for a null timer. A duration of 0 means the next tick.
+ * @param timer       The caller's record.
+ * @param durationMs  As for `ConfCommTimerStartEx`; 0 means the next tick.
+ * @param msgId       Message id of the expiry message.
+ * @param data        Data of the expiry message, copied; may be null.
+ * @param dataLen     Bytes at `data`.
+ * @return as `ConfCommTimerStartEx`; 1 for a null timer.
  */
 uint32_t ConfTimerStart(ConfTimer* timer, uint32_t durationMs, uint32_t msgId, const void* data, uint32_t dataLen);
 
-/** @brief Stops a free-standing timer, running or not, and drops its data. @return 0, or 1 for a null timer. */
+/**
+ * @brief Stops a free-standing timer, running or not, and drops its data.
+ * @param timer  The caller's record.
+ * @return 0, or 1 for a null timer.
+ */
 uint32_t ConfTimerStop(ConfTimer* timer);
 
-/** @brief `ConfTimerStop`. */
+/**
+ * @brief `ConfTimerStop`.
+ * @param timer  The caller's record.
+ * @return as `ConfTimerStop`.
+ */
 uint32_t ConfTimerFree(ConfTimer* timer);
 
-/** @brief Whether a free-standing timer is running; false for null. */
+/**
+ * @brief Whether a free-standing timer is running.
+ * @param timer  The caller's record.
+ * @return true while it runs; false for null.
+ */
 bool ConfTimerIsVaild(const ConfTimer* timer);
 
-/** @brief Fills the local time of now. @return 0, or 1 for null and for a platform without a time; `out` is then
- * untouched. */
+/**
+ * @brief Fills the local time of now.
+ * @param out  Receives the time.
+ * @return 0, or 1 for null and for a platform without a time; `out` is then untouched.
+ */
 uint32_t ConfBasicGetSysTime(ConfSysTime* out);
 
-/** @brief The system time in whole seconds. */
+/**
+ * @brief The system time in whole seconds.
+ * @return the platform's count of seconds.
+ */
 uint32_t ConfGetSysTimeSec(void);
 
 TARN_EXTERN_C_END

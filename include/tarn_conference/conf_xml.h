@@ -73,55 +73,111 @@ void* ConfXmlParseFileGetRoot(const char* pszXmlFile);
 
 /**
  * @brief Reads a NUL-terminated text.
- * @return the root, whose document the caller owns; null for null, for what is no XML, for more than 98 nested
- *         elements and for a document without an element.
+ * @param body  The text; not kept.
+ * @return the root, whose document the caller owns; null for null, for what is no XML, for more than 98 nested elements
+ *         and for a document without an element.
  */
 void* ConfXmlParseBodyGetRoot(const char* body);
 
-/** @brief Releases the whole document of an element, root or not. Null is logged. */
+/**
+ * @brief Releases the whole document of an element, root or not.
+ * @param node  Any element of it; null is logged.
+ */
 void ConfXmlFreeRootNode(void* node);
 
-/** @brief The root of an element's document; null for null. */
+/**
+ * @brief The root of an element's document.
+ * @param node  The element.
+ * @return the root; null for null.
+ */
 void* ConfXmlGetRootNode(void* node);
 
-/** @brief Whether an element is its document's root; false for null. */
+/**
+ * @brief Whether an element is its document's root.
+ * @param node  The element.
+ * @return true for the root; false for null.
+ */
 bool ConfXmlIsRootNode(void* node);
 
-/** @brief Number of child elements; 0 for null. Texts and comments are no elements. */
+/**
+ * @brief Number of child elements. Texts and comments are none.
+ * @param parentNode  The element.
+ * @return the number; 0 for null.
+ */
 uint32_t ConfXmlGetNodeChildNum(void* parentNode);
 
-/** @brief First child element; null for null or for none, both logged at debug level. */
+/**
+ * @brief First child element.
+ * @param parentNode  The element.
+ * @return it; null for null or for none, both logged at debug level.
+ */
 void* ConfXmlGetNodeFirstChild(void* parentNode);
 
-/** @brief Next sibling element, of any name; null for null (logged at debug level) or for none. */
+/**
+ * @brief Next sibling element, of any name.
+ * @param node  The element.
+ * @return it; null for null (logged at debug level) or for none.
+ */
 void* ConfXmlGetNodeNextSibling(void* node);
 
-/** @brief Parent element; null for the root, which is logged as an error, and for null. */
+/**
+ * @brief Parent element.
+ * @param node  The element.
+ * @return it; null for the root, which is logged as an error, and for null.
+ */
 void* ConfXmlGetNodeParenet(void* node);
 
 /**
  * @brief The element that follows in document order, over the whole document: first child, else the next sibling of the
  *        nearest element upwards, itself included, that has one.
+ * @param pstNode  The element.
  * @return null behind the last one, which logs the root's missing parent as an error; null for null.
  */
 void* ConfXmlGetNodeIterator(void* pstNode);
 
-/** @brief Name of an element; null for null. */
+/**
+ * @brief Name of an element.
+ * @param node  The element.
+ * @return it, which belongs to the document; null for null.
+ */
 const char* ConfXmlGetNodeName(void* node);
 
-/** @brief Text of an element: that of its first child if that is a text. Null for null or for none. */
+/**
+ * @brief Text of an element: that of its first child if that is a text.
+ * @param node  The element.
+ * @return it, which belongs to the document; null for null or for none.
+ */
 const char* ConfXmlGetNodeText(void* node);
 
-/** @brief Text of an element as a number: decimal, or hexadecimal behind "0x". 0 for null or for no number. */
+/**
+ * @brief Text of an element as a number: decimal, or hexadecimal behind "0x".
+ * @param node  The element.
+ * @return the number; 0 for null or for no number.
+ */
 int32_t ConfXmlGetNodeIntText(void* node);
 
-/** @brief Value of an attribute; null for null or for none. */
+/**
+ * @brief Value of an attribute.
+ * @param node  The element.
+ * @param name  The attribute's name.
+ * @return it, which belongs to the document; null for null or for none.
+ */
 const char* ConfXmlGetNodeStrAttr(void* node, const char* name);
 
-/** @brief Value of an attribute as a number; 0 for null, for none or for no number. */
+/**
+ * @brief Value of an attribute as a number.
+ * @param node  The element.
+ * @param name  The attribute's name.
+ * @return the number; 0 for null, for none or for no number.
+ */
 int32_t ConfXmlGetNodeIntAttr(void* node, const char* name);
 
-/** @brief Value of an attribute as an unsigned number; 0 for null, for none or for no number. */
+/**
+ * @brief Value of an attribute as an unsigned number.
+ * @param node  The element.
+ * @param name  The attribute's name.
+ * @return the number; 0 for null, for none or for no number.
+ */
 uint32_t ConfXmlGetNodeUintAttr(void* node, const char* name);
 
 /**
@@ -134,10 +190,20 @@ uint32_t ConfXmlGetNodeUintAttr(void* node, const char* name);
  */
 void* ConfXmlGetNodeByPath(void* node, const char* path);
 
-/** @brief Adds an empty element as first child. @return it; null for a null argument or when memory is out. */
+/**
+ * @brief Adds an empty element as first child.
+ * @param parentNode  The element.
+ * @param name        The child's name, copied.
+ * @return it; null for a null argument or when memory is out.
+ */
 void* ConfXmlCreateFirstChildNode(void* parentNode, const char* name);
 
-/** @brief Adds an empty element as last child. @return it; null for a null argument or when memory is out. */
+/**
+ * @brief Adds an empty element as last child.
+ * @param parentNode  The element.
+ * @param name        The child's name, copied.
+ * @return it; null for a null argument or when memory is out.
+ */
 void* ConfXmlCreateLastChildNode(void* parentNode, const char* name);
 
 /**
@@ -151,7 +217,12 @@ void* ConfXmlCreateLastChildNode(void* parentNode, const char* name);
  */
 uint32_t ConfXmlAddAttr(void* node, const char* name, uint32_t type, const void* value);
 
-/** @brief Removes an attribute if it is there. @return 0; 2 for null. */
+/**
+ * @brief Removes an attribute if it is there.
+ * @param node  The element.
+ * @param name  The attribute's name.
+ * @return 0; 2 for null.
+ */
 uint32_t ConfXmlDeleteAttr(void* node, const char* name);
 
 /**

@@ -15,30 +15,30 @@ TARN_EXTERN_C_BEGIN
 
 /** One attribute. */
 typedef struct ConfXmlAttrItem {
-    const char* name;
-    const char* value;
+    const char* name;  /**< Not null. */
+    const char* value; /**< Not null. */
 } ConfXmlAttrItem;
 
 /** One element without children. */
 typedef struct ConfXmlNodeSet {
-    const char* name;
-    const char* text; /**< Null for none. */
-    uint32_t attrNum;
+    const char* name;       /**< Not null. */
+    const char* text;       /**< Null for none. */
+    uint32_t attrNum;       /**< Attributes at `attrs`. */
     ConfXmlAttrItem* attrs; /**< `attrNum` of them. */
 } ConfXmlNodeSet;
 
 /** What `ConfXmlAdptEncode` writes. */
 typedef struct ConfXmlEncodeReq {
-    const char* rootName;
+    const char* rootName;       /**< Not null. */
     ConfXmlNodeSet* childNodes; /**< Not null, even for none. */
-    uint32_t childNum;
+    uint32_t childNum;          /**< Elements at `childNodes`. */
 } ConfXmlEncodeReq;
 
 /** An element and its children. */
 typedef struct ConfXmlEncodeTree {
-    ConfXmlNodeSet* rootNode;
+    ConfXmlNodeSet* rootNode;   /**< Not null. */
     ConfXmlNodeSet* childNodes; /**< Not null, even for none. */
-    uint32_t childNum;
+    uint32_t childNum;          /**< Elements at `childNodes`. */
 } ConfXmlEncodeTree;
 
 static_assert(offsetof(ConfXmlAttrItem, value) == sizeof(void*), "attribute layout is part of the interface");
@@ -70,20 +70,31 @@ uint32_t ConfXmlAdptAddChildNodes(void* parent, const ConfXmlNodeSet* nodes, uin
 
 /**
  * @brief Makes a document of a description. Texts, attributes and children that cannot be added are left out.
+ * @param tree  The description.
  * @return its root, released with `ConfXmlFreeRootNode`; null without a name or when memory is out.
  */
 void* ConfXmlCreateRootNodeByNodeSet(ConfXmlEncodeTree tree);
 
-/** @brief The same as last child of an element. @return it; null for null, without a name, or when memory is out. */
+/**
+ * @brief The same as last child of an element.
+ * @param parent  The element.
+ * @param tree    The description.
+ * @return it; null for null, without a name, or when memory is out.
+ */
 void* ConfXmlCreateChildNodeByNodeSet(void* parent, ConfXmlEncodeTree tree);
 
 /**
  * @brief Prints a description as `ConfXmlTransformStr` does.
+ * @param req  The description.
  * @return an accounted text, released with `OSMemTypeFreeMon`; null when anything cannot be added.
  */
 char* ConfXmlAdptEncode(const ConfXmlEncodeReq* req);
 
-/** @brief The same with text and attributes at the root. */
+/**
+ * @brief As `ConfXmlAdptEncode`, with text and attributes at the root.
+ * @param req  The description.
+ * @return as `ConfXmlAdptEncode`.
+ */
 char* ConfXmlAdptEncodeWithRootAttr(const ConfXmlEncodeTree* req);
 
 /**
@@ -102,7 +113,13 @@ uint32_t ConfXmlDumpWithHeader(const char* xmlBody, char** xmlBodyWithHeader);
  */
 const char* ConfXmlAdptGetNodeValueByUrl(void* rootNode, const char* url);
 
-/** @brief The same for an attribute of that element. */
+/**
+ * @brief Value of an attribute of the element that a path leads to.
+ * @param rootNode  Where to start.
+ * @param url       A path as `ConfXmlGetNodeByPath` takes it.
+ * @param attrName  The attribute's name.
+ * @return the value, which belongs to the document; null for null, no such element, or none.
+ */
 const char* ConfXmlAdptGetNodeAttrByUrl(void* rootNode, const char* url, const char* attrName);
 
 TARN_EXTERN_C_END

@@ -39,11 +39,12 @@ enum {
     CONF_XML_ATTR_CHAR = 6,
     CONF_XML_ATTR_NONE = 255 /**< The attribute is absent or names no type. */
 };
+/** A `CONF_XML_ATTR_...` value in one byte. */
 typedef uint8_t ConfXmlAttrType;
 
 /** What an element says about itself. */
 typedef struct tagCONF_XML_NODE_INFO {
-    void* node;
+    void* node;                       /**< The element. */
     char nodeName[CONF_XML_NAME_LEN]; /**< "cfg" or "val". */
     char name[CONF_XML_NAME_LEN];     /**< Attribute "name"; empty when absent. */
     ConfXmlAttrType type;             /**< Attribute "type". */
@@ -67,13 +68,13 @@ static_assert(offsetof(tagCONF_XML_NODE_INFO, charLen) == sizeof(void*) + 72,
 
 /** A value on its way between an element's text and a variable. */
 typedef struct tagCONF_XML_VALUE {
-    ConfXmlAttrType type;
+    ConfXmlAttrType type; /**< Which member of `value` counts. */
     union {
-        uint8_t byte;
-        uint16_t word;
-        uint32_t number;
+        uint8_t byte;     /**< Of the types of 1 byte. */
+        uint16_t word;    /**< Of the types of 2 bytes. */
+        uint32_t number;  /**< Of the types of 4 bytes. */
         const char* text; /**< Belongs to the document or is the variable; may be null. */
-    } value;
+    } value;              /**< The value. */
 } tagCONF_XML_VALUE;
 
 static_assert(offsetof(tagCONF_XML_VALUE, value) == sizeof(void*), "value layout is part of the interface");
@@ -142,25 +143,44 @@ void* ConfXmlAddMultiStructNode(void* parent, const char* name, uint32_t instId)
  */
 void* ConfXmlAddSingleValueNode(void* parent, const char* const nameAndType[2], const ValueSpec* spec);
 
-/** @brief The type of a name, in exactly this case. @return 0; 1 for null or another text: `out` is untouched. */
+/**
+ * @brief The type of a name, in exactly this case.
+ * @param str  The name.
+ * @param out  Receives the type.
+ * @return 0; 1 for null or another text: `out` is untouched.
+ */
 uint32_t ConfXmlAttrTypeStrToEnum(const char* str, uint8_t* out);
 
 /**
  * @brief Fills node, name, type and charLen of a description.
+ * @param node  The element.
+ * @param info  The description.
  * @return 0; 1 for null and for a name of 33 bytes or more.
  */
 uint32_t ConfXmlGetXmlNodeAttr(void* node, tagCONF_XML_NODE_INFO* info);
 
 /**
  * @brief Fills a whole description, which the caller has zero-filled.
+ * @param node  The element.
+ * @param info  The description.
  * @return 0; 1 for null and for names of 33 bytes or more.
  */
 uint32_t ConfXmlGetXmlNodeAttrAndValue(void* node, tagCONF_XML_NODE_INFO* info);
 
-/** @brief 1 for a "val" element; else 0, also for null. */
+/**
+ * @brief Whether a description is that of a "val" element.
+ * @param info  The description.
+ * @return 1 for one; else 0, also for null.
+ */
 uint32_t ConfXmlIsValueNode(const tagCONF_XML_NODE_INFO* info);
 
-/** @brief Compares names as strcmp does, then instance numbers: 1 when these differ. Null differs from everything. */
+/**
+ * @brief Compares names, then instance numbers.
+ * @param first     One description.
+ * @param second    The other.
+ * @param reserved  Not used.
+ * @return 0 for a match; what strcmp says of the names; 1 when only the instance numbers differ, and for null.
+ */
 int32_t ConfXmlCompareNode(const tagCONF_XML_NODE_INFO* first, const tagCONF_XML_NODE_INFO* second,
                            uint32_t reserved
 #ifdef __cplusplus
@@ -168,7 +188,13 @@ int32_t ConfXmlCompareNode(const tagCONF_XML_NODE_INFO* first, const tagCONF_XML
 #endif
 );
 
-/** @brief What `compare` says of two elements; 1 when one of them cannot be described or for a null `compare`. */
+/**
+ * @brief Compares two elements.
+ * @param first    One element.
+ * @param second   The other.
+ * @param compare  Says what matches.
+ * @return what `compare` says; 1 when one of them cannot be described or for a null `compare`.
+ */
 uint32_t ConfXmlMatchNode(void* first, void* second, ConfXmlCompareCallBack compare);
 
 /**
@@ -181,7 +207,11 @@ uint32_t ConfXmlMatchNode(void* first, void* second, ConfXmlCompareCallBack comp
  */
 uint32_t ConfXmlFindMatchNode(void* indexNode, void* parent, ConfXmlCompareCallBack compare, void** found);
 
-/** @brief 1 for a text of one or more digits 0 to 9; else 0, also for null. */
+/**
+ * @brief Whether a text is one or more digits 0 to 9.
+ * @param str  The text.
+ * @return 1 for one; else 0, also for null.
+ */
 uint32_t ConfXmlIsNumericStr(const char* str);
 
 /**
@@ -193,15 +223,29 @@ uint32_t ConfXmlIsNumericStr(const char* str);
  */
 uint32_t ConfXmlGetValue(void* node, uint8_t type, tagCONF_XML_VALUE* out);
 
-/** @brief Reads a variable by `info->type`. @return 0; 1 for null or a type of 7 or more. */
+/**
+ * @brief Reads a variable by `info->type`.
+ * @param info     Its description.
+ * @param address  The variable.
+ * @param out      Receives type and value.
+ * @return 0; 1 for null or a type of 7 or more.
+ */
 uint32_t ConfXmlCopyIndexValueToXmlNode(const tagCONF_XML_NODE_INFO* info, const void* address, tagCONF_XML_VALUE* out);
 
-/** @brief Sets an element's text. @return 0; 1 for a null value; 2 for a type of 7 or more; 15 for another null. */
+/**
+ * @brief Sets an element's text.
+ * @param node   The element.
+ * @param value  The value.
+ * @return 0; 1 for a null value; 2 for a type of 7 or more; 15 for another null.
+ */
 uint32_t ConfXmlSetXmlNodeValue(void* node, const tagCONF_XML_VALUE* value);
 
 /**
  * @brief Stores a value in a variable by `info->type`; `value` must hold a text exactly when that is "CHAR". A null
  *        text empties the variable.
+ * @param value    The value.
+ * @param info     The variable's description.
+ * @param address  The variable.
  * @return 0; 1 for null, for a type of 7 or more, and for a text that does not fit `info->charLen`.
  */
 uint32_t ConfXmlCopyXmlNodeValueToIndex(const tagCONF_XML_VALUE* value, const tagCONF_XML_NODE_INFO* info,
@@ -216,10 +260,20 @@ uint32_t ConfXmlCopyXmlNodeValueToIndex(const tagCONF_XML_VALUE* value, const ta
  */
 uint32_t ConfXmlTraverseXmlTree(void* hAddrTable, const TransXMLContext* context, ConfXmlTraverseCallBack callback);
 
-/** @brief Visit of a load: `context->node` is the loaded element that matched the parent (for the root: the root). */
+/**
+ * @brief Visit of a load: `context->node` is the loaded element that matched the parent (for the root: the root).
+ * @param info     The element that is visited.
+ * @param context  As told; receives the counterpart for the element's children.
+ * @return 0; anything else leaves out the element's children.
+ */
 uint32_t ConfXmlLoadCallBack(tagCONF_XML_NODE_INFO* info, TransXMLContext* context);
 
-/** @brief Visit of a save: `context->node` is the written parent (for the root: the root). */
+/**
+ * @brief Visit of a save: `context->node` is the written parent (for the root: the root).
+ * @param info     The element that is visited.
+ * @param context  As told; receives the counterpart for the element's children.
+ * @return 0; anything else leaves out the element's children.
+ */
 uint32_t ConfXmlWriteCallBack(tagCONF_XML_NODE_INFO* info, TransXMLContext* context);
 
 /**
@@ -241,7 +295,11 @@ uint32_t ConfXmlLoad(ConfXmlCreateIndexTable createIndexTable, const char* file,
  */
 uint32_t ConfXmlSave(ConfXmlCreateIndexTable createIndexTable, const char* file, const char* bakFile);
 
-/** @brief Copies a file to its backup and brings both to the disk. Failures are logged. */
+/**
+ * @brief Copies a file to its backup and brings both to the disk. Failures are logged.
+ * @param file     The file.
+ * @param bakFile  Its backup, replaced.
+ */
 void ConfXmlBakFile(const char* file, const char* bakFile);
 
 TARN_EXTERN_C_END

@@ -13,22 +13,26 @@ TARN_EXTERN_C_BEGIN
 #define OM_CERT_PASSWORD_LEN 64 /**< Bytes of a pass phrase, its NUL included. */
 #define OM_CERT_ID_LEN 256      /**< Largest certificate id in bytes. */
 
-/** Kinds of `ConfCertPathQuery`. */
+/** A kind of `ConfCertPathQuery`: the files of a service certificate. */
 #define OM_CERT_PATH_SERVICE 0U
+/** The same: the directory of CA files. */
 #define OM_CERT_PATH_CA_DIRECTORY 1U
+/** The same: the directory of revocation lists. */
 #define OM_CERT_PATH_CRL_DIRECTORY 2U
 
-/** Events of the notification callback. */
+/** An event of the notification callback: a service certificate changed. */
 #define OM_CERT_EVENT_SERVICE 0U
+/** The same: the CA files changed. */
 #define OM_CERT_EVENT_CA 1U
+/** The same: the revocation lists changed. */
 #define OM_CERT_EVENT_CRL 3U
 
 /** A service certificate; the buffers are the caller's, their capacities known from `ConfCertSizeInfo`. */
 typedef struct ConfCertServiceCert {
-    uint8_t* certData;
-    uint32_t certLen; /**< In: bytes expected; out: bytes written. */
-    uint8_t* keyData; /**< Null for types without a second part. */
-    uint32_t keyLen;
+    uint8_t* certData; /**< The certificate. */
+    uint32_t certLen;  /**< In: bytes expected; out: bytes written. */
+    uint8_t* keyData;  /**< Null for types without a second part. */
+    uint32_t keyLen;   /**< As `certLen`, of the second part. */
 } ConfCertServiceCert;
 
 static_assert(sizeof(ConfCertServiceCert) == 32, "certificate record size is part of the contract");
@@ -38,17 +42,17 @@ static_assert(offsetof(ConfCertServiceCert, keyLen) == 24, "certificate record l
 
 /** Sizes of a service certificate's parts in bytes. */
 typedef struct ConfCertSizeInfo {
-    uint32_t certSize;
-    uint32_t keySize;
-    uint32_t reserved;
+    uint32_t certSize; /**< The certificate. */
+    uint32_t keySize;  /**< The second part. */
+    uint32_t reserved; /**< Kept for the platform. */
 } ConfCertSizeInfo;
 
 static_assert(sizeof(ConfCertSizeInfo) == 12, "size record is part of the contract");
 
 /** Bytes with their length; as output the length goes in as the capacity. */
 typedef struct ConfCertBlob {
-    uint8_t* data;
-    uint32_t length;
+    uint8_t* data;   /**< The bytes. */
+    uint32_t length; /**< Their number. */
 } ConfCertBlob;
 
 static_assert(sizeof(ConfCertBlob) == 16, "blob size is part of the contract");
@@ -65,36 +69,63 @@ static_assert(sizeof(ConfCertPathQuery) == 12, "path query size is part of the c
 /** The answer to a path query. */
 typedef struct ConfCertPathInfo {
     char certPath[OM_CERT_PATH_LEN]; /**< The certificate, or the directory asked for, without a trailing slash. */
-    char keyPath[OM_CERT_PATH_LEN];
-    char keyPassword[OM_CERT_PASSWORD_LEN];
+    char keyPath[OM_CERT_PATH_LEN];  /**< The key; of a service certificate only. */
+    char keyPassword[OM_CERT_PASSWORD_LEN]; /**< The key's pass phrase; empty without one. */
 } ConfCertPathInfo;
 
 static_assert(sizeof(ConfCertPathInfo) == 1088, "path record size is part of the contract");
 
-/** @brief Connects the process to the certificate service; `arg` is the caller's. @return 0, or the platform's code. */
+/**
+ * @brief Connects the process to the certificate service.
+ * @param arg  The caller's.
+ * @return 0, or the platform's code.
+ */
 uint32_t TarnOmCertClientInit(void* arg);
 
 /**
- * @brief Registers the event callback: `OM_CERT_EVENT_...` and, for a service certificate, its OM type. It runs on a
- *        thread of the client.
+ * @brief Registers the event callback (`OM_CERT_EVENT_...`).
+ * @param callback  Called with the event and, for a service certificate, its OM type, on a thread of the client.
  * @return 0, or the platform's code.
  */
 uint32_t TarnOmCertNotifyCallback(void (*callback)(uint32_t msgId, uint32_t omCertType));
 
-/** @brief Tells how large a service certificate is. @return 0, or the platform's code. */
+/**
+ * @brief Tells how large a service certificate is.
+ * @param omType  OM certificate type.
+ * @param sizes   Filled on success.
+ * @return 0, or the platform's code.
+ */
 uint32_t TarnOmCertGetExpectedSrvCertSize(uint32_t omType, ConfCertSizeInfo* sizes);
 
-/** @brief Reads a service certificate into the caller's buffers. @return 0, or the platform's code. */
+/**
+ * @brief Reads a service certificate into the caller's buffers.
+ * @param omType       OM certificate type.
+ * @param certificate  The caller's buffers.
+ * @return 0, or the platform's code.
+ */
 uint32_t TarnOmCertGetServiceCert(uint32_t omType, ConfCertServiceCert* certificate);
 
-/** @brief Computes the id of a certificate, by which a keyless engine finds its key. @return 0, or the platform's code.
+/**
+ * @brief Computes the id of a certificate, by which a keyless engine finds its key.
+ * @param certificate  The certificate.
+ * @param id           In: room for it; out: the id.
+ * @return 0, or the platform's code.
  */
 uint32_t TarnOmCertGetCertId(const ConfCertBlob* certificate, ConfCertBlob* id);
 
-/** @brief Answers a path query. @return 0, or the platform's code. */
+/**
+ * @brief Answers a path query.
+ * @param query  What is asked for.
+ * @param info   Filled on success.
+ * @return 0, or the platform's code.
+ */
 uint32_t TarnOmCertGetCertPath(ConfCertPathQuery query, ConfCertPathInfo* info);
 
-/** @brief Fills ten bytes, one a capability index; non-zero means keyless. @return 0, or the platform's code. */
+/**
+ * @brief Fills ten bytes, one a capability index; non-zero means keyless.
+ * @param ten  Receives ten bytes.
+ * @return 0, or the platform's code.
+ */
 uint32_t TarnOmCertGetCapability(uint8_t* ten);
 
 TARN_EXTERN_C_END

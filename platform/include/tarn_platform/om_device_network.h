@@ -20,7 +20,12 @@ TARN_EXTERN_C_BEGIN
  */
 uint32_t TarnOmDevmNetGetIpv4Block(uint32_t interfaceId, void* buffer);
 
-/** @brief The same for IPv6. */
+/**
+ * @brief Fills the IPv6 address block of an interface.
+ * @param interfaceId  The device manager's number of the interface.
+ * @param buffer       Receives `OM_DEVICE_NETWORK_BLOCK_LEN` bytes.
+ * @return 0, or the platform's code.
+ */
 uint32_t TarnOmDevmNetGetIpv6Block(uint32_t interfaceId, void* buffer);
 
 TARN_EXTERN_C_END

@@ -32,7 +32,12 @@ static_assert(offsetof(OmLogCreationRecord, fileCount) == 4, "creation record la
 static_assert(offsetof(OmLogCreationRecord, maxFileBytes) == 8, "creation record layout is part of the contract");
 static_assert(offsetof(OmLogCreationRecord, name) == 12, "creation record layout is part of the contract");
 
-/** @brief Connects the process to the log service. @return 0, or the platform's code. */
+/**
+ * @brief Connects the process to the log service.
+ * @param name  Name of the client.
+ * @param flag  Kept for the platform.
+ * @return 0, or the platform's code.
+ */
 uint32_t TarnOmLogClientInit(const char* name, uint32_t flag);
 
 /** @brief Disconnects the process from the log service. @return 0, or the platform's code. */

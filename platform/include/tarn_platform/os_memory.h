@@ -42,14 +42,31 @@ void OSMemTypeFreeMon(void* block, uint32_t first, uint32_t second, uint32_t lin
  */
 uint32_t OsMemGetMemRec(uint32_t hasFilter, uint32_t second, const void* filter, void* out);
 
-/** @brief Fills the platform's totals. The last two arguments are the platform's own. @return 0, or the platform's
- * code. */
+/**
+ * @brief Fills the platform's totals.
+ * @param out     The platform's record.
+ * @param second  The platform's own.
+ * @param third   The platform's own.
+ * @return 0, or the platform's code.
+ */
 uint32_t OsMemGetMemStatus(void* out, uintptr_t second, uintptr_t third);
 
-/** @brief Checks the live blocks. The last two arguments are the platform's own. @return 0, or the platform's code. */
+/**
+ * @brief Checks the live blocks.
+ * @param out     The platform's record.
+ * @param second  The platform's own.
+ * @param third   The platform's own.
+ * @return 0, or the platform's code.
+ */
 uint32_t OsMemGetMemScan(void* out, uintptr_t second, uintptr_t third);
 
-/** @brief Fills the platform's use-over-time record; last two arguments its own. @return 0, or the platform's code. */
+/**
+ * @brief Fills the platform's use-over-time record.
+ * @param out     The platform's record.
+ * @param second  The platform's own.
+ * @param third   The platform's own.
+ * @return 0, or the platform's code.
+ */
 uint32_t OsMemGetMemoryUseMonitor(void* out, uintptr_t second, uintptr_t third);
 
 TARN_EXTERN_C_END

@@ -18,17 +18,17 @@ TARN_EXTERN_C_BEGIN
 /** One message as the platform carries it. Fields called `platform...` belong to the platform; senders leave them zero.
  */
 typedef struct OsMsgRecord {
-    uint32_t responseWanted; /**< 1 while the sender waits for an answer; set by the platform. */
-    uint32_t senderUid;      /**< User id of the sending process; set by the platform. */
-    uint8_t platformHead[40];
+    uint32_t responseWanted;  /**< 1 while the sender waits for an answer; set by the platform. */
+    uint32_t senderUid;       /**< User id of the sending process; set by the platform. */
+    uint8_t platformHead[40]; /**< The platform's. */
     uint32_t
         kind; /**< 1: plain call; 2: synchronous call whose handler allocates an answer block. Set by the sender. */
-    uint8_t platformMiddle[4];
+    uint8_t platformMiddle[4];          /**< The platform's. */
     char senderName[OS_MSG_NAME_LEN];   /**< NUL-terminated; set by the sender. */
     char receiverName[OS_MSG_NAME_LEN]; /**< NUL-terminated; set by the sender. */
-    uint8_t platformTail[68];
-    uint32_t payloadLength; /**< Bytes at `payload`; set by the sender. */
-    void* payload;          /**< Owned by whoever made the record. */
+    uint8_t platformTail[68];           /**< The platform's. */
+    uint32_t payloadLength;             /**< Bytes at `payload`; set by the sender. */
+    void* payload;                      /**< Owned by whoever made the record. */
 } OsMsgRecord;
 
 static_assert(sizeof(OsMsgRecord) == 168, "record size is part of the contract");
@@ -53,6 +53,7 @@ uint32_t OsMsgSynSend(OsMsgRecord* record, OsMsgRecord** answer, uint32_t timeou
 
 /**
  * @brief Sends a record without waiting. The platform has copied what it needs when this returns.
+ * @param record  What to send; it and its payload stay the caller's.
  * @return 0, or the platform's code.
  */
 uint32_t OsMsgAsynSend(const OsMsgRecord* record);
@@ -69,7 +70,10 @@ uint32_t OsMsgAsynSend(const OsMsgRecord* record);
  */
 uint32_t OsMsgSynSendResp(const OsMsgRecord* record, const void* payload, uint32_t payloadLength);
 
-/** @brief Releases an answer of `OsMsgSynSend`. A null answer is allowed. */
+/**
+ * @brief Releases an answer of `OsMsgSynSend`.
+ * @param answer  The answer; null is allowed.
+ */
 void OsMsgSynRespFree(OsMsgRecord* answer);
 
 TARN_EXTERN_C_END

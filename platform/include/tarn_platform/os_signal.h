@@ -11,10 +11,19 @@
 
 TARN_EXTERN_C_BEGIN
 
-/** @brief Empties a signal set. @return 0, or the platform's code. */
+/**
+ * @brief Empties a signal set.
+ * @param set  The set.
+ * @return 0, or the platform's code.
+ */
 uint32_t OsSigEmptySet(sigset_t* set);
 
-/** @brief Adds a signal, by its number, to a set. @return 0, or the platform's code. */
+/**
+ * @brief Adds a signal, by its number, to a set.
+ * @param set     The set.
+ * @param signal  The signal.
+ * @return 0, or the platform's code.
+ */
 uint32_t OsSigAddSet(sigset_t* set, int signal);
 
 /**

@@ -14,10 +14,10 @@ typedef uint32_t (*OsTimerCallback)(void* param);
 
 /** What `OsTmrCreate` is given. */
 typedef struct OsTimerParam {
-    uint32_t reserved0;
-    char name[16];       /**< NUL-terminated timer name. */
-    uint8_t userData[8]; /**< Handed back in the expiry callback. */
-    uint8_t reserved1[24];
+    uint32_t reserved0;       /**< The platform's; 0. */
+    char name[16];            /**< NUL-terminated timer name. */
+    uint8_t userData[8];      /**< Handed back in the expiry callback. */
+    uint8_t reserved1[24];    /**< The platform's; zero bytes. */
     uint32_t userDataMarker;  /**< 1: a 32-bit id stands in `userData`; 8: an address does. */
     uint32_t periodTicks;     /**< Time to expiry in ticks of the manager. */
     uint32_t repeat;          /**< 0: one-shot, 1: periodic. */
@@ -55,6 +55,7 @@ uint32_t OsTmrCreate(const OsTimerParam* param, void** handle, uint32_t ticks);
 /**
  * @brief Deletes a timer. When this returns, its callback neither runs nor will run, except in the caller's own frame
  *        when the caller is that callback.
+ * @param handle  From `OsTmrCreate`.
  * @return 0, or the platform's code for a handle that names no timer.
  */
 uint32_t OsTmrDelete(void* handle);

@@ -12,12 +12,15 @@
 #include <stddef.h>
 #include <stdint.h>
 
-/* Declarations between these two are visible outside the shared object that defines them. */
+/** Declarations from here to `TARN_EXPORT_END` are visible outside the shared object that defines them. */
 #define TARN_EXPORT_BEGIN _Pragma("GCC visibility push(default)")
+/** Ends what `TARN_EXPORT_BEGIN` began. */
 #define TARN_EXPORT_END _Pragma("GCC visibility pop")
 
 #ifdef __cplusplus
+/** Declarations from here to `TARN_EXTERN_C_END` have C linkage and are visible outside. */
 #define TARN_EXTERN_C_BEGIN TARN_EXPORT_BEGIN extern "C" {
+/** Ends what `TARN_EXTERN_C_BEGIN` began. */
 #define TARN_EXTERN_C_END \
     }                     \
     TARN_EXPORT_END

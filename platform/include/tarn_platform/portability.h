@@ -9,19 +9,42 @@
 
 TARN_EXTERN_C_BEGIN
 
-/** @brief Length in bytes; 0 for null. */
+/**
+ * @brief Length of a text in bytes.
+ * @param text  NUL-terminated; may be null.
+ * @return the length; 0 for null.
+ */
 uint32_t MOSS_StrLen(const char* text);
 
-/** @brief Compares as strcmp does; a null text is less than any other. */
+/**
+ * @brief Compares as strcmp does; a null text is less than any other.
+ * @param left   May be null.
+ * @param right  May be null.
+ * @return below, equal to or above 0, as strcmp.
+ */
 int MOSS_StrCmp(const char* left, const char* right);
 
-/** @brief Compares as `MOSS_StrCmp` does, ignoring ASCII case. */
+/**
+ * @brief Compares as `MOSS_StrCmp` does, ignoring ASCII case.
+ * @param left   May be null.
+ * @param right  May be null.
+ * @return as `MOSS_StrCmp`.
+ */
 int MOSS_StriCmp(const char* left, const char* right);
 
-/** @brief First occurrence of `part` in `text`, or null. */
+/**
+ * @brief First occurrence of `part` in `text`.
+ * @param text  Where to look.
+ * @param part  What to look for.
+ * @return where it begins, or null.
+ */
 char* MOSS_StrStr(const char* text, const char* part);
 
-/** @brief Parses a decimal text as a 32-bit number. @return 0, or non-zero for anything else; `out` is then untouched.
+/**
+ * @brief Parses a decimal text as a 32-bit number.
+ * @param text  NUL-terminated text.
+ * @param out   Receives the number.
+ * @return 0, or non-zero for anything else; `out` is then untouched.
  */
 int MOSS_StrToInt32(const char* text, int32_t* out);
 
@@ -42,7 +65,10 @@ int MOSS_Inet_Pton(int family, const char* text, void* address);
  */
 char* ZOR_UnicodeToUtf8(const uint32_t* codePoints);
 
-/** @brief The platform's number of the IPv6 address family. */
+/**
+ * @brief The platform's number of the IPv6 address family.
+ * @return the number; 10 on Linux.
+ */
 int ZOR_Socket_Get_AF_INET6(void);
 
 TARN_EXTERN_C_END

@@ -55,17 +55,19 @@ typedef struct TarnHostCertInstallation {
     uint32_t isKeyless;
     /** PEM: the certificate, then its chain. Up to 1 MiB. */
     const void* certificate;
-    uint32_t certificateBytes;
-    uint32_t keyBytes;
+    uint32_t certificateBytes; /**< Bytes at `certificate`. */
+    uint32_t keyBytes;         /**< Bytes at `key`. */
     /** PEM: its private key, encrypted or not. Up to 64 KiB. */
     const void* key;
     /** Of the key, up to 63 bytes without line ends; null or empty when it is not encrypted. */
     const char* passPhrase;
 } TarnHostCertInstallation;
 
-/** Kinds of `TarnHostCertFacts`. */
+/** A kind of `TarnHostCertFacts`: a service certificate. */
 #define TARN_HOST_CERT_SERVICE 0U
+/** The same: a trusted CA certificate. */
 #define TARN_HOST_CERT_CA 1U
+/** The same: a revocation list. */
 #define TARN_HOST_CERT_CRL 2U
 
 /** What is known of a file. Texts are NUL-terminated UTF-8, cut where they do not fit. */
@@ -83,7 +85,7 @@ typedef struct TarnHostCertFacts {
     uint32_t keyError;
     /** Of a service certificate: 0 or 1. */
     uint32_t isKeyless;
-    uint32_t reserved;
+    uint32_t reserved; /**< 0. */
     /** Seconds since 1970, UTC; of a revocation list, its issue. */
     int64_t notBefore;
     /** The same; of a revocation list, when the next is due, or 0. */
@@ -92,7 +94,7 @@ typedef struct TarnHostCertFacts {
     char name[256];
     /** RFC 4514; empty for a revocation list. */
     char subject[512];
-    char issuer[512];
+    char issuer[512]; /**< RFC 4514. */
     /** "RSA 2048", "EC prime256v1", "ED25519"; empty for a revocation list. */
     char keyType[32];
     /** By which OpenSSL finds it in a hashed directory: "1a2b3c4d.0", of a revocation list "1a2b3c4d.r0". */
@@ -106,12 +108,17 @@ static_assert(sizeof(TarnHostCertFacts) == 24 + 16 + 256 + 512 + 512 + 32 + 16 +
 
 /**
  * @brief Installs a service certificate in place of the one before.
+ * @param installation  What to install; copied.
  * @return 0 or a code as told above; EACCES when the pass phrase does not open the key; EKEYREJECTED when the key is
  *         not the first certificate's. Nothing is changed unless 0.
  */
 uint32_t TarnHostCertInstall(const TarnHostCertInstallation* installation);
 
-/** @brief Removes a service certificate with its key. @return 0 or a code as told above. */
+/**
+ * @brief Removes a service certificate with its key.
+ * @param omType  0x107, 0x109, 0x103 or 0x104.
+ * @return 0 or a code as told above.
+ */
 uint32_t TarnHostCertUninstall(uint32_t omType);
 
 /**
@@ -123,7 +130,11 @@ uint32_t TarnHostCertUninstall(uint32_t omType);
  */
 uint32_t TarnHostCertAddCa(const void* pem, uint32_t bytes, uint32_t* count);
 
-/** @brief Removes a file below "ca". @return 0 or a code as told above; EINVAL for a name with a slash. */
+/**
+ * @brief Removes a file below "ca".
+ * @param name  File name, as `TarnHostCertList` tells it.
+ * @return 0 or a code as told above; EINVAL for a name with a slash.
+ */
 uint32_t TarnHostCertRemoveCa(const char* name);
 
 /**
@@ -136,7 +147,11 @@ uint32_t TarnHostCertRemoveCa(const char* name);
  */
 uint32_t TarnHostCertAddCrl(const void* pem, uint32_t bytes, uint32_t* count);
 
-/** @brief Removes a file below "crl". @return 0 or a code as told above; EINVAL for a name with a slash. */
+/**
+ * @brief Removes a file below "crl".
+ * @param name  File name, as `TarnHostCertList` tells it.
+ * @return 0 or a code as told above; EINVAL for a name with a slash.
+ */
 uint32_t TarnHostCertRemoveCrl(const char* name);
 
 /**

@@ -62,12 +62,16 @@ typedef uint32_t (*TarnHostConfigVisitFunc)(const char* key, const char* value, 
  */
 uint32_t TarnHostConfigList(const char* prefix, TarnHostConfigVisitFunc visit, void* argument);
 
-/** @brief Removes an item. @return 0 or a code of the table above. Needs no `TarnOmConfigInit`. */
+/**
+ * @brief Removes an item.
+ * @param key  Its key.
+ * @return 0 or a code of the table above. Needs no `TarnOmConfigInit`.
+ */
 uint32_t TarnHostConfigRemove(const char* key);
 
 /** A change that a watch is told of. */
 typedef struct TarnHostConfigChange {
-    const char* key;
+    const char* key;   /**< NUL-terminated. */
     const char* value; /**< Null when the key was removed. */
 } TarnHostConfigChange;
 
@@ -90,7 +94,8 @@ uint32_t TarnHostConfigWatchStart(const char* prefix, TarnHostConfigWatchFunc on
 
 /**
  * @brief Stops a watch and frees it; null does nothing. `onChange` is not called after this returned, unless it is
- * called by `onChange` itself.
+ *        called by `onChange` itself.
+ * @param watch  From `TarnHostConfigWatchStart`.
  */
 void TarnHostConfigWatchStop(TarnHostConfigWatch* watch);
 

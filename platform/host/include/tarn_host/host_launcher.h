@@ -59,7 +59,10 @@ typedef struct TarnHostLauncher TarnHostLauncher;
  */
 TarnHostLauncher* TarnHostLauncherCreate(void);
 
-/** @brief Stops what still runs, with a grace of 2 seconds, and releases the launcher. Null does nothing. */
+/**
+ * @brief Stops what still runs, with a grace of 2 seconds, and releases the launcher. Null does nothing.
+ * @param launcher  The launcher.
+ */
 void TarnHostLauncherDestroy(TarnHostLauncher* launcher);
 
 /**
@@ -76,6 +79,8 @@ uint32_t TarnHostLauncherStart(TarnHostLauncher* launcher, const TarnHostProcess
 
 /**
  * @brief Starts a process again after it has ended, as it was started last.
+ * @param launcher  The launcher.
+ * @param name      The process.
  * @return as `TarnHostLauncherStart`; ENOENT for a name that was never started.
  */
 uint32_t TarnHostLauncherRestart(TarnHostLauncher* launcher, const char* name);

@@ -56,7 +56,10 @@ TARN_EXTERN_C_BEGIN
  */
 uint32_t TarnHostLogDirectory(const char* processName, char* path, size_t pathBytes);
 
-/** @brief Records of this process that reached no file. Any thread may call it. */
+/**
+ * @brief Records of this process that reached no file. Any thread may call it.
+ * @return their number since the process started.
+ */
 uint64_t TarnHostLogLostRecords(void);
 
 TARN_EXTERN_C_END

@@ -11,9 +11,10 @@
  *
  * | code | meaning |
  * |---|---|
- * | EINVAL | null argument; name empty, of 16 or more characters, starting with '.' or with a character no file name
- * should have; payload missing | | EMSGSIZE | payload or result block above 64 MiB + 4096 bytes | | ECONNREFUSED |
- * nobody receives under this name | | ECONNRESET | the receiver ended, or closed the connection, before it answered |
+ * | EINVAL | null argument; a name that is empty, too long, or no plain file name; payload missing |
+ * | EMSGSIZE | payload or result block above 64 MiB + 4096 bytes |
+ * | ECONNREFUSED | nobody receives under this name |
+ * | ECONNRESET | the receiver ended, or closed the connection, before it answered |
  * | ETIMEDOUT | no answer within the timeout; an answer that comes later is dropped |
  * | ENOMSG | the receiver's callback returned without answering |
  * | EDEADLK | a synchronous call of a receiver to itself, from its own callback |

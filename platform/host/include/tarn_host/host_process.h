@@ -29,7 +29,10 @@ const char* TarnHostDir(void);
  */
 uint32_t TarnHostSetProcessName(const char* name);
 
-/** @brief The name of this process. */
+/**
+ * @brief The name of this process.
+ * @return it, NUL-terminated; never null.
+ */
 const char* TarnHostProcessName(void);
 
 TARN_EXTERN_C_END

@@ -41,7 +41,11 @@ typedef struct TarnHostTimerInfo {
 
 static_assert(sizeof(TarnHostTimerInfo) == 24, "the record is shared with the tools");
 
-/** @brief Fills the state of the timer manager. @return 0, or EINVAL for null. */
+/**
+ * @brief Fills the state of the timer manager.
+ * @param info  Filled on success.
+ * @return 0, or EINVAL for null.
+ */
 uint32_t TarnHostTimerGetInfo(TarnHostTimerInfo* info);
 
 /**
