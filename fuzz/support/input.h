@@ -18,6 +18,8 @@ class Input {
 
     bool empty() const { return bytes_.empty(); }
 
+    uint8_t peek() const { return bytes_.empty() ? 0 : bytes_.front(); }
+
     std::span<const uint8_t> take(size_t count) {
         const std::span<const uint8_t> taken = bytes_.first(std::min(count, bytes_.size()));
         bytes_ = bytes_.subspan(taken.size());

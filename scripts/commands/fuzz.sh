@@ -75,7 +75,8 @@ build_preset fuzz fuzz/all
 environment="LSAN_OPTIONS=suppressions=tests/lsan.supp:print_suppressions=0"
 export LSAN_OPTIONS=${environment#*=}
 export ASAN_OPTIONS=detect_stack_use_after_return=1 UBSAN_OPTIONS=print_stacktrace=1
-scratch=$(mktemp -d)
+# In memory where there is such a place: some targets write a file for each input.
+scratch=$(mktemp -d -p /dev/shm 2>/dev/null || mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
 export TMPDIR=$scratch
 
