@@ -11,7 +11,9 @@ const Target*& Target::first() {
 }
 
 void fail(const char* file, int line, const char* condition) {
-    std::fprintf(stderr, "%s:%d: does not hold: %s\n", file, line, condition);
+    // libFuzzer may have closed the standard error of what it runs.
+    std::printf("%s:%d: does not hold: %s\n", file, line, condition);
+    std::fflush(stdout);
     std::abort();
 }
 

@@ -55,7 +55,7 @@ fuzz() {
   [[ ! -f $dictionary ]] || options+=("-dict=$dictionary")
   say "fuzzing $target for $seconds s"
   "$program" "$learned" "fuzz/corpus/$target" -max_total_time="$seconds" -timeout=20 -rss_limit_mb=4096 \
-    -print_final_stats=1 -artifact_prefix="$findings/" "${options[@]}" >"$log" 2>&1 || status=$?
+    -close_fd_mask=2 -print_final_stats=1 -artifact_prefix="$findings/" "${options[@]}" >"$log" 2>&1 || status=$?
   if ((status == 0)); then
     say "$target: $(sed -n 's/^stat::number_of_executed_units: *//p' "$log") inputs, none failed"
     return 0
