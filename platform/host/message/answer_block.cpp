@@ -10,16 +10,22 @@ constexpr size_t kDataOffset = 20;
 constexpr uint32_t kBlockHeader = 88;
 constexpr size_t kPointerOffset = kDataOffset + 72;
 constexpr size_t kLengthOffset = kDataOffset + 80;
+constexpr uint32_t kPointerEnd = 72 + sizeof(std::byte*);
 
-} // namespace
-
-bool holdsAttachedBlock(uint32_t kind, std::span<const std::byte> payload) {
-    if (kind != kBlockCall || payload.size() < kDataOffset + kBlockHeader) {
+// Whether a block call's payload has so many bytes of data, by its own word and in fact.
+bool hasData(uint32_t kind, std::span<const std::byte> payload, uint32_t wanted) {
+    if (kind != kBlockCall || payload.size() < kDataOffset + wanted) {
         return false;
     }
     uint32_t dataLength = 0;
     std::memcpy(&dataLength, payload.data() + kDataLengthOffset, sizeof dataLength);
-    return dataLength >= kBlockHeader;
+    return dataLength >= wanted;
+}
+
+} // namespace
+
+bool holdsAttachedBlock(uint32_t kind, std::span<const std::byte> payload) {
+    return hasData(kind, payload, kBlockHeader);
 }
 
 AttachedBlock attachedBlock(std::span<const std::byte> payload) {
@@ -34,7 +40,10 @@ void setAttachedBlock(std::span<std::byte> payload, AttachedBlock block) {
     std::memcpy(payload.data() + kLengthOffset, &block.length, sizeof block.length);
 }
 
-void clearAttachedPointer(std::span<std::byte> payload) {
+void clearAttachedPointer(uint32_t kind, std::span<std::byte> payload) {
+    if (!hasData(kind, payload, kPointerEnd)) {
+        return;
+    }
     const std::byte* none = nullptr;
     std::memcpy(payload.data() + kPointerOffset, &none, sizeof none);
 }

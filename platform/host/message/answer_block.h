@@ -19,7 +19,8 @@ struct AttachedBlock {
 bool holdsAttachedBlock(uint32_t kind, std::span<const std::byte> payload);
 AttachedBlock attachedBlock(std::span<const std::byte> payload);
 void setAttachedBlock(std::span<std::byte> payload, AttachedBlock block);
-// A pointer of another process means nothing here.
-void clearAttachedPointer(std::span<std::byte> payload);
+// A pointer of another process means nothing here. Handlers and callers look for one as soon as it stands in the data,
+// whether or not the other fields do.
+void clearAttachedPointer(uint32_t kind, std::span<std::byte> payload);
 
 } // namespace tarn::host

@@ -315,9 +315,7 @@ void Receiver::deliver(IncomingConnection& connection) noexcept {
     delivery.serial = ++serial_;
     delivery.header = reader.header();
     const std::span<std::byte> payload = reader.payload();
-    if (holdsAttachedBlock(delivery.header.kind, payload)) {
-        clearAttachedPointer(payload);
-    }
+    clearAttachedPointer(delivery.header.kind, payload);
     const MessagePointer record = reader.takeMessage();
     fillRecord(*record, delivery, payload, connection.peer().uid);
     setBusy(&connection);

@@ -55,6 +55,8 @@ uint32_t sendOver(const char* receiver, const Deadline* deadline, Send send) {
 OsMsgRecord* makeAnswer(Answer& answer) {
     if (holdsAttachedBlock(answer.header.kind, answer.payload)) {
         setAttachedBlock(answer.payload, {answer.block.release(), answer.header.blockLength});
+    } else {
+        clearAttachedPointer(answer.header.kind, answer.payload);
     }
     OsMsgRecord* record = answer.message.release();
     record->senderUid = answer.uid;
