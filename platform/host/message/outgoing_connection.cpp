@@ -188,7 +188,7 @@ int OutgoingConnection::sendNow(Gather& pieces, const Deadline& deadline) {
     }
 }
 
-int OutgoingConnection::receive(const Deadline& deadline, Answer& answer) {
+int OutgoingConnection::receive(uint32_t kind, const Deadline& deadline, Answer& answer) {
     FrameReader reader(answerFrame);
     std::array<std::byte, kAnswerSpill> spill;
     FrameReader::Status status = FrameReader::Status::kPartial;
@@ -215,6 +215,10 @@ int OutgoingConnection::receive(const Deadline& deadline, Answer& answer) {
     if (answer.header.type == FrameType::kFailure) {
         return failureCode(answer.header, answer.payload);
     }
+    // By its kind a payload is known to hold a pointer.
+    if (answer.header.kind != kind) {
+        return EPROTO;
+    }
     answer.message = reader.takeMessage();
     answer.block = reader.takeBlock();
     return 0;
@@ -238,7 +242,7 @@ int OutgoingConnection::call(const FrameHeader& header, const void* payload, con
     int error = sendNow(pieces, deadline);
     introduction_ = {};
     if (error == 0) {
-        error = receive(deadline, answer);
+        error = receive(header.kind, deadline, answer);
     }
     // After an answer that there will be none, the connection is as good as before.
     return error == 0 || error == ENOMSG ? error : brokenBy(error);

@@ -57,7 +57,7 @@ class OutgoingConnection : public std::enable_shared_from_this<OutgoingConnectio
     int connectSocket(const std::string& directory, const Deadline* deadline);
     int waitForQueue(std::unique_lock<std::mutex>& lock, const Deadline& deadline);
     int sendNow(Gather& pieces, const Deadline& deadline);
-    int receive(const Deadline& deadline, Answer& answer);
+    int receive(uint32_t kind, const Deadline& deadline, Answer& answer);
     int enqueue(const Gather& pieces);
     int sendQueue();
     void dropQueue();
