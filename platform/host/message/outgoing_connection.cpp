@@ -19,6 +19,7 @@ namespace {
 constexpr int kBacklogRetryMs = 1;
 constexpr size_t kMostRefusals = 64;
 constexpr size_t kAnswerSpill = 4096;
+constexpr uint32_t kLargestErrno = 4095; // as the kernel has it
 
 bool answerFrame(const FrameHeader& header) {
     return header.type == FrameType::kAnswer || header.type == FrameType::kFailure;
@@ -50,7 +51,8 @@ int failureCode(const FrameHeader& header, std::span<const std::byte> text) {
     if (!text.empty()) {
         reportRefusal(std::string(reinterpret_cast<const char*>(text.data()), text.size()));
     }
-    return header.code == 0 ? EPROTO : static_cast<int>(header.code);
+    // What is no errno would be taken for a result of our own.
+    return header.code == 0 || header.code > kLargestErrno ? EPROTO : static_cast<int>(header.code);
 }
 
 // 0, ETIMEDOUT or an errno.
