@@ -40,7 +40,8 @@ Bytes encode(const Frame& frame);
 
 enum class Reading { kWhole, kPartial, kMalformed };
 
-// Takes the next frame off the front of the bytes, as far as any receiver can tell. A malformed one has its header only.
+// Takes the next frame off the front of the bytes, as far as any receiver can tell. A malformed one has its header
+// only.
 Reading takeFrame(std::span<const uint8_t>& bytes, Frame& frame);
 
 } // namespace tarn::fuzz

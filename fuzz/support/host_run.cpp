@@ -11,13 +11,14 @@
 
 #include "scratch_directory.h"
 #include "target.h"
+#include "tarn_host/host_process.h"
 
 namespace tarn::fuzz {
 
 namespace {
 
 std::string socketPath(const std::string& receiver) {
-    return std::string(std::getenv("TARN_HOST_DIR")).append("/msg/").append(receiver).append(".socket");
+    return std::string(TarnHostDir()).append("/msg/").append(receiver).append(".socket");
 }
 
 sockaddr_un addressOf(const std::string& receiver) {
@@ -29,13 +30,39 @@ sockaddr_un addressOf(const std::string& receiver) {
     return address;
 }
 
-// A peer that hangs is a finding: no wait is longer than this.
 Socket makeSocket() {
     const int descriptor = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     FUZZ_CHECK(descriptor >= 0);
-    const timeval longest = {15, 0};
-    FUZZ_CHECK(setsockopt(descriptor, SOL_SOCKET, SO_RCVTIMEO, &longest, sizeof longest) == 0);
     return Socket(descriptor);
+}
+
+// libFuzzer's clock interrupts calls that wait.
+template <typename Call>
+auto uninterrupted(Call call) {
+    auto result = call();
+    while (result < 0 && errno == EINTR) {
+        result = call();
+    }
+    return result;
+}
+
+// What is there, up to `count` bytes; 0 at the end. A peer that closes without having read all resets the connection.
+size_t receiveSome(int descriptor, void* target, size_t count) {
+    const ssize_t received = uninterrupted([=] { return recv(descriptor, target, count, 0); });
+    FUZZ_CHECK(received >= 0 || errno == ECONNRESET);
+    return received < 0 ? 0 : static_cast<size_t>(received);
+}
+
+bool receiveWhole(int descriptor, void* target, size_t count) {
+    size_t filled = 0;
+    while (filled < count) {
+        const size_t received = receiveSome(descriptor, static_cast<uint8_t*>(target) + filled, count - filled);
+        if (received == 0) {
+            return false;
+        }
+        filled += received;
+    }
+    return true;
 }
 
 } // namespace
@@ -51,7 +78,7 @@ Socket::~Socket() {
 void Socket::send(std::span<const uint8_t> bytes, size_t piece) const {
     while (!bytes.empty()) {
         const size_t step = piece == 0 ? bytes.size() : std::min(piece, bytes.size());
-        const ssize_t sent = ::send(descriptor_, bytes.data(), step, MSG_NOSIGNAL);
+        const ssize_t sent = uninterrupted([&] { return ::send(descriptor_, bytes.data(), step, MSG_NOSIGNAL); });
         if (sent <= 0) {
             return;
         }
@@ -66,22 +93,20 @@ void Socket::end() const {
 Bytes Socket::receiveAll() const {
     Bytes bytes;
     uint8_t piece[4096];
-    ssize_t received = 0;
-    while ((received = recv(descriptor_, piece, sizeof piece, 0)) > 0) {
+    for (size_t received = 1; received != 0;) {
+        received = receiveSome(descriptor_, piece, sizeof piece);
         bytes.insert(bytes.end(), piece, piece + received);
     }
-    FUZZ_CHECK(received == 0 || errno == ECONNRESET);
     return bytes;
 }
 
 std::optional<Frame> Socket::receiveFrame() const {
     Frame frame;
-    if (recv(descriptor_, &frame.header, sizeof frame.header, MSG_WAITALL) != sizeof frame.header) {
+    if (!receiveWhole(descriptor_, &frame.header, sizeof frame.header)) {
         return std::nullopt;
     }
     frame.payload.resize(frame.header.payloadLength);
-    const auto wanted = static_cast<ssize_t>(frame.payload.size());
-    FUZZ_CHECK(wanted == 0 || recv(descriptor_, frame.payload.data(), frame.payload.size(), MSG_WAITALL) == wanted);
+    FUZZ_CHECK(receiveWhole(descriptor_, frame.payload.data(), frame.payload.size()));
     return frame;
 }
 
@@ -97,7 +122,9 @@ void useHostDirectory() {
 Socket connectTo(const std::string& receiver) {
     Socket made = makeSocket();
     const sockaddr_un address = addressOf(receiver);
-    FUZZ_CHECK(connect(made.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0);
+    FUZZ_CHECK(uninterrupted([&] {
+                   return connect(made.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address);
+               }) == 0);
     return made;
 }
 
@@ -111,7 +138,7 @@ Socket listenAs(const std::string& receiver) {
 }
 
 Socket acceptFrom(const Socket& listening) {
-    Socket accepted(accept4(listening.get(), nullptr, nullptr, SOCK_CLOEXEC));
+    Socket accepted(uninterrupted([&] { return accept4(listening.get(), nullptr, nullptr, SOCK_CLOEXEC); }));
     FUZZ_CHECK(accepted.get() >= 0);
     return accepted;
 }

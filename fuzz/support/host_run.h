@@ -13,6 +13,8 @@ class Socket {
  public:
     explicit Socket(int descriptor) : descriptor_(descriptor) {}
     Socket(Socket&& other) noexcept;
+    Socket(const Socket&) = delete;
+    Socket& operator=(const Socket&) = delete;
     Socket& operator=(Socket&&) = delete;
     ~Socket();
 

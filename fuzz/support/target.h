@@ -12,6 +12,7 @@ class Target {
     using Run = void (*)(std::span<const uint8_t> bytes);
 
     Target(const char* name, Run body) : name_(name), run_(body), next_(first()) { first() = this; }
+    ~Target() = default;
     Target(const Target&) = delete;
     Target& operator=(const Target&) = delete;
 

@@ -1,5 +1,5 @@
-// Revocation lists: a file under a name of the input's first line, taken into a TLS context, whose verification is asked
-// about a self-signed certificate after that.
+// Revocation lists: a file under a name of the input's first line, taken into a TLS context, whose verification is
+// asked about a self-signed certificate after that.
 #include <openssl/err.h>
 #include <openssl/ssl.h>
 

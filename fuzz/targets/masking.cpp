@@ -41,7 +41,7 @@ std::string maskInto(ConfFilterFunc filter, const Text& value, size_t bytes) {
     const auto buffer = std::make_unique<char[]>(bytes);
     std::fill_n(buffer.get(), bytes, '#');
     FUZZ_CHECK(filter(value.get(), buffer.get(), static_cast<uint32_t>(bytes)) == 0);
-    const std::string text(buffer.get(), strnlen(buffer.get(), bytes));
+    std::string text(buffer.get(), strnlen(buffer.get(), bytes));
     FUZZ_CHECK(text.size() < bytes);
     FUZZ_CHECK(std::all_of(buffer.get() + text.size(), buffer.get() + bytes, [](char c) { return c == '\0'; }));
     return text;
