@@ -261,7 +261,10 @@ class ConfXMLDocument : public tinyxml2::XMLDocument {
     ConfXMLDocument();
     virtual ~ConfXMLDocument();
 
-    /** @brief Prints the document as `ConfXmlTransformStr` does. @return the text, valid until the next call. */
+    /**
+     * @brief Prints the document as `ConfXmlTransformStr` does.
+     * @return the text, valid until the next call; null when memory is out.
+     */
     const char* GetXmlBody();
 
  private:

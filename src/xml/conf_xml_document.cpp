@@ -75,10 +75,12 @@ ConfXMLDocument::ConfXMLDocument() : XMLDocument(true, tinyxml2::PRESERVE_WHITES
 ConfXMLDocument::~ConfXMLDocument() = default;
 
 const char* ConfXMLDocument::GetXmlBody() {
-    tinyxml2::XMLPrinter printer(nullptr, true, 0);
-    Print(&printer);
-    body_.assign(printer.CStr(), static_cast<size_t>(printer.CStrSize()) - 1);
-    return body_.c_str();
+    return unlessOutOfMemory<const char*>(nullptr, [&] {
+        tinyxml2::XMLPrinter printer(nullptr, true, 0);
+        Print(&printer);
+        body_.assign(printer.CStr(), static_cast<size_t>(printer.CStrSize()) - 1);
+        return body_.c_str();
+    });
 }
 
 void* ConfXmlCreateRootNode(const char* name) {
@@ -129,7 +131,7 @@ const char* ConfXmlTransformStr(void* rootNode) {
         TARN_LOG(CONF_LOG_ERROR, "input node is not root!");
         return nullptr;
     }
-    return unlessOutOfMemory<const char*>(nullptr, [&] { return documentOf(rootNode)->GetXmlBody(); });
+    return documentOf(rootNode)->GetXmlBody();
 }
 
 uint32_t ConfXmlTransformFile(void* rootNode, const char* fileName) {
