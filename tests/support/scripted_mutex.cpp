@@ -17,7 +17,7 @@ uint32_t OsMutexDestroy(OsMutex* mutex) {
 
 uint32_t OsMutexLock(OsMutex* mutex) {
     // Outside sweeps: callers go on without the lock, and a sweep's check could not tell.
-    if (ScriptedPlatform::get().enterInfallible("OsMutexLock")) {
+    if (ScriptedPlatform::get().enter("OsMutexLock")) {
         return 1;
     }
     const int result = pthread_mutex_lock(mutex);

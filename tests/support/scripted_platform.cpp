@@ -1,5 +1,7 @@
 #include "scripted_platform.h"
 
+#include <cstring>
+
 #include "scripted_message.h"
 
 namespace tarn::test {
@@ -50,6 +52,11 @@ bool ScriptedPlatform::failed() const {
 std::string ScriptedPlatform::failedCall() const {
     const std::lock_guard lock(mutex_);
     return failedCall_;
+}
+
+bool ScriptedPlatform::failedInRecord() const {
+    const std::lock_guard lock(mutex_);
+    return failedInRecord_ && !failedCall_.empty();
 }
 
 size_t ScriptedPlatform::count(const std::string& call) const {
@@ -108,6 +115,10 @@ bool ScriptedPlatform::enterInfallible(const char* call) {
 }
 
 bool ScriptedPlatform::enterLocked(const char* call, bool inSweep) {
+    // A record's text is put together by these two in a row.
+    const bool formatsRecord =
+        std::strcmp(call, "vsnprintf_s") == 0 ||
+        (std::strcmp(call, "sprintf_s") == 0 && !calls_.empty() && calls_.back() == "vsnprintf_s");
     calls_.emplace_back(call);
     ++counts_[call];
     bool fails = false;
@@ -120,6 +131,7 @@ bool ScriptedPlatform::enterLocked(const char* call, bool inSweep) {
     }
     if (fails) {
         failedCall_ = call;
+        failedInRecord_ = formatsRecord;
     }
     return fails;
 }

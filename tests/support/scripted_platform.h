@@ -54,6 +54,8 @@ class ScriptedPlatform {
     // Whether a planned failure has happened.
     bool failed() const;
     // The last call that failed as planned; empty when none did.
+    // Whether that call was to format a record for the log.
+    bool failedInRecord() const;
     std::string failedCall() const;
 
     size_t count(const std::string& call) const;
@@ -90,6 +92,7 @@ class ScriptedPlatform {
     std::map<std::string, size_t> countdowns_;
     size_t anyCountdown_ = 0;
     std::string failedCall_;
+    bool failedInRecord_ = false;
     int failureCode_ = kDefaultFailureCode;
     std::vector<LogRecord> logs_;
     std::vector<Allocation> allocations_;

@@ -54,7 +54,9 @@ uint32_t OsTmrCreate(const OsTimerParam* param, void** handle, uint32_t ticks) {
 }
 
 uint32_t OsTmrDelete(void* handle) {
-    ScriptedPlatform::get().enterInfallible("OsTmrDelete");
+    if (ScriptedPlatform::get().enter("OsTmrDelete")) {
+        return 0x82;
+    }
     auto& timer = *static_cast<ScriptedTimer*>(handle);
     if (scriptedTimers().whileDeleting) {
         scriptedTimers().whileDeleting(timer);

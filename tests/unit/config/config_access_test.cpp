@@ -152,28 +152,4 @@ TEST_F(ConfigAccess, ProtectedValuesNeverReachTheLog) {
         });
 }
 
-TEST_F(ConfigAccess, AFailedCallChangesNothingButWhatItCarried) {
-    const ConfConfigKeyValue items[] = {keyValue("Conf.a.number", "6"), keyValue("Conf.a.text", "two")};
-    sweepPlatformFailures(
-        [&] {
-            number = 5;
-            std::strcpy(text, "one");
-            service.reset();
-            const int32_t applied = ConfConfigSetList(items, 2, 1);
-            const KeyValueTexts written = takeWritten();
-            EXPECT_EQ(applied > 0, !written.empty());
-            EXPECT_TRUE(number == 5 || number == 6 || number == 0) << number; // 0: the text could not be scanned
-            EXPECT_THAT(text, testing::AnyOf(testing::StrEq("one"), testing::StrEq("two"), testing::StrEq("")));
-            for (const auto& [key, value] : written) {
-                EXPECT_EQ(value, key == "Conf.a.number" ? "6" : "two");
-            }
-        },
-        [&](size_t, bool failureHappened) {
-            if (!failureHappened) {
-                EXPECT_EQ(number, 6);
-                EXPECT_STREQ(text, "two");
-            }
-        });
-}
-
 } // namespace

@@ -8,7 +8,6 @@ using tarn::test::ConfigTest;
 using tarn::test::keyValue;
 using tarn::test::KeyValueTexts;
 using tarn::test::scriptedCipherText;
-using tarn::test::sweepPlatformFailures;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Pair;
@@ -158,47 +157,6 @@ TEST_F(ConfigBulk, AWriteIsWholeOrNotAtAll) {
     EXPECT_THAT(service.writes, IsEmpty());
 }
 
-TEST_F(ConfigBulk, EveryFailureHasItsCodeAndWritesNothing) {
-    uint32_t written = 0;
-    sweepPlatformFailures(
-        [&] {
-            service.reset();
-            Block block({keyValue("Conf.SIPCallParam.sipPwd", "SeCrEt"), keyValue("Conf.b", "2")});
-            written = block.write();
-        },
-        [&](size_t, bool failureHappened) {
-            EXPECT_EQ(service.writes.size(), written == 0 ? 1U : 0U);
-            EXPECT_EQ(logsWith("SeCrEt"), 0U);
-            const std::string call = platform.failedCall();
-            if (call == "TarnOmConfigStringMset") {
-                EXPECT_EQ(written, CONF_CONFIG_WRITE_REFUSED);
-                EXPECT_EQ(logsWith("[CONFIG_DEVM]Set Cfg: failed ret = 501.\n"), 1U);
-            } else if (call == "TarnOmKeymEncrypt") {
-                EXPECT_EQ(written, 1U);
-            } else if (call == "memset_s" || call.starts_with("TarnOmConfigcopy")) {
-                EXPECT_EQ(written, CONF_CONFIG_FAILED);
-            } else if (!failureHappened) {
-                EXPECT_EQ(written, 0U);
-            }
-        });
-    uint32_t read = 0;
-    sweepPlatformFailures(
-        [&] {
-            service.held = {{"Conf.a", "1"}};
-            Block block({keyValue("Conf.a", ""), keyValue("Conf.b", "")});
-            read = block.read();
-            if (block.get() != nullptr && block->result != nullptr && read == 0) {
-                EXPECT_THAT(block.results(), ElementsAre(Pair("Conf.a", "1"), Pair("Conf.b", "")));
-            }
-        },
-        [&](size_t, bool failureHappened) {
-            const std::string call = platform.failedCall();
-            EXPECT_EQ(read == 0,
-                      !failureHappened || call == "memset_s" || call == "vsnprintf_s" || call == "sprintf_s");
-            EXPECT_EQ(read == 501U, call == "TarnOmConfigStringMget");
-        });
-}
-
 TEST_F(ConfigBulk, SingleNumbersGoStraightToTheService) {
     uint64_t number = 7;
     EXPECT_EQ(ConfConfigSetIntValue("Conf.int", INT32_MIN), 0U);
@@ -221,24 +179,6 @@ TEST_F(ConfigBulk, SingleNumbersGoStraightToTheService) {
                 ElementsAre("[ConfConfigSetIntValue]key is null.", "[ConfConfigSetUint64Value]key is null.",
                             "[ConfConfigGetIntValue]Null ptr.", "[ConfConfigGetUint64Value]Null ptr.",
                             "[ConfConfigGetUint64Value]Null ptr."));
-    const auto failing = [&](const char* call, auto operation) {
-        platform.clearLogs();
-        platform.failNth(call, 1);
-        EXPECT_EQ(operation(), 1) << call;
-        return platform.logTexts();
-    };
-    const auto set = [] { return static_cast<int>(ConfConfigSetIntValue("Conf.a", 5)); };
-    const auto get = [&] { return static_cast<int>(ConfConfigGetUint64Value("Conf.hex", &number)); };
-    EXPECT_THAT(failing("TarnOmConfigcopyStr2Key", set),
-                ElementsAre("[ConfConfigSetIntValue]TarnOmConfigcopyStr2Key fail"));
-    EXPECT_THAT(failing("TarnOmConfigsetIntValue", set),
-                ElementsAre("[ConfConfigSetIntValue]TarnOmConfigsetUintValue fail"));
-    EXPECT_THAT(failing("TarnOmConfigStringMset", set),
-                ElementsAre("[ConfConfigSetIntValue]TarnOmConfigStringMset fail"));
-    EXPECT_THAT(failing("TarnOmConfigcopyStr2Key", get),
-                ElementsAre("[ConfConfigGetUint64Value]Call TarnOmConfigcopyStr2Key failed! key:Conf.hex.\n"));
-    EXPECT_THAT(failing("TarnOmConfigStringMget", get),
-                ElementsAre("[ConfConfigGetUint64Value]Call TarnOmConfigStringMget failed! key:Conf.hex.\n"));
     EXPECT_EQ(number, 12U);
 }
 

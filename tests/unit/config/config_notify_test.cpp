@@ -8,7 +8,6 @@
 using tarn::test::CallbackCall;
 using tarn::test::ConfigTest;
 using tarn::test::KeyValueTexts;
-using tarn::test::sweepPlatformFailures;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -124,32 +123,6 @@ TEST_F(ConfigNotify, BadNotificationsCallNobody) {
     ConfConfigClientCallBack(OM_CONFIG_MSG_CHANGED, 0, 0, &notification);
     EXPECT_EQ(logsWith("ConfConfigDealCallBackList count = 0"), 1U);
     EXPECT_THAT(calls(), IsEmpty());
-}
-
-TEST_F(ConfigNotify, AFailureCallsEveryCallbackOrNone) {
-    bind("Conf.a", callback(0));
-    bind("Conf.b", callback(1));
-    sweepPlatformFailures(
-        [&] {
-            calls().clear();
-            notify({{"Conf.a", "1"}, {"Conf.b", "2"}, {"Conf.a", "3"}});
-        },
-        [&](size_t, bool failureHappened) {
-            if (platform.failedCall() == "memcpy_s") { // the item that could not be copied comes empty
-                ASSERT_EQ(calls().size(), 2U);
-                EXPECT_EQ(logsWith("[ConfConfigAdditemlist] ConfConfigAdditemlist memcpy_s fail\n"), 1U);
-                EXPECT_EQ(logsWith("[ConfConfigDealCallBackList] ConfConfigDealCallBackList fail\n"), 1U);
-                EXPECT_EQ(calls()[0].items.size() + calls()[1].items.size(), 3U);
-            } else if (platform.failedCall() == "OsMemMallocSetCharMon") {
-                EXPECT_THAT(calls(), IsEmpty());
-                EXPECT_EQ(logsWith("malloc fail\n"), 1U);
-            } else if (platform.failedCall() == "strncpy_s") {
-                EXPECT_THAT(calls(), IsEmpty());
-            } else if (!failureHappened) {
-                EXPECT_THAT(calls(), ElementsAre(CallbackCall{0, {{"Conf.a", "1"}, {"Conf.a", "3"}}},
-                                                 CallbackCall{1, {{"Conf.b", "2"}}}));
-            }
-        });
 }
 
 } // namespace

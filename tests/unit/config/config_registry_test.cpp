@@ -7,7 +7,6 @@
 
 using tarn::test::ConfigTest;
 using tarn::test::KeyValueTexts;
-using tarn::test::sweepPlatformFailures;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -148,43 +147,6 @@ TEST_F(ConfigRegistry, VariablesAreLoadedFromWhatTheServiceHolds) {
                 ElementsAre("[ConfConfigInitOmCfg]TarnOmConfigStringGet Conf.absent failed!!!\n",
                             "[ConfConfigInitOmCfg]TarnOmConfigStringGet Conf.unbound failed!!!\n"));
     EXPECT_THAT(calls(), IsEmpty());
-}
-
-TEST_F(ConfigRegistry, AFailedCallCostsAtMostWhatItCarried) {
-    SetLogLevel(CONF_LOG_ERROR);
-    constexpr size_t kKeys = 60; // more than a batch
-    static uint32_t variable = 5;
-    ConfConfigDeInit();
-    sweepPlatformFailures(
-        [&] {
-            service.reset();
-            ConfConfigInit(
-                [] {
-                    for (size_t i = kKeys; i > 0; --i) {
-                        ConfConfigBind(("Conf.key" + std::to_string(1000 + i)).c_str(), CONF_CONFIG_TYPE_UINT,
-                                       &variable, sizeof variable, nullptr);
-                    }
-                },
-                "owner", "Conf");
-            ConfConfigInitOmCfg();
-            ConfConfigSyncByKeyToOM("");
-            ConfConfigDeInit();
-        },
-        [&](size_t, bool failureHappened) {
-            const KeyValueTexts written = takeWritten();
-            EXPECT_TRUE(std::is_sorted(written.begin(), written.end()));
-            EXPECT_EQ(std::adjacent_find(written.begin(), written.end()), written.end());
-            EXPECT_TRUE(std::all_of(written.begin(), written.end(), [](const auto& entry) {
-                return entry.first.starts_with("Conf.key1") && entry.second == "5";
-            }));
-            const std::string call = platform.failedCall();
-            const bool noMemory = call == "OsMemMallocSetCharMon" && written.empty();
-            const size_t lost = call == "TarnOmConfigStringMset" ? 50 : 1;
-            EXPECT_TRUE(noMemory || written.size() + lost >= kKeys) << written.size();
-            if (!failureHappened) {
-                EXPECT_EQ(written.size(), kKeys);
-            }
-        });
 }
 
 TEST_F(ConfigRegistry, FailuresOfTheIndexAreLogged) {

@@ -115,30 +115,6 @@ TEST_F(Settings, OneBadSettingLeavesNone) {
     }
 }
 
-TEST_F(Settings, AFailingPlatformLeavesAllOrNothing) {
-    tarn::test::writeFile(scratch / "conference/conf_config.xml", "<r><s name='a'>1</s><s name='b'>2</s></r>");
-    bool failureHappened = true;
-    for (size_t n = 1; failureHappened; ++n) {
-        failureHappened = inChild([&] {
-            const size_t before = platform.liveBlocks();
-            platform.reset();
-            platform.failNthOfAny(n);
-            const uint32_t result = ConfConfigXmlInit();
-            const std::string failed = platform.failedCall();
-            SCOPED_TRACE(failed);
-            EXPECT_EQ(logsWith("[ConfConfigXmlInit]sprintf_s fail, ret:-1"), failed == "sprintf_s" ? 1U : 0U);
-            EXPECT_EQ(platform.heldMutexes(), 0);
-            EXPECT_EQ(platform.liveBlocks(), before + (result == 0 ? 1 : 0));
-            platform.reset();
-            EXPECT_EQ(valueOf("a"), result == 0 ? "1" : "(none)");
-            EXPECT_EQ(valueOf("b"), result == 0 ? "2" : "(none)");
-            EXPECT_EQ(result, failed.empty() || failed == "OsMutexLock" ? 0U : 1U);
-            return !failed.empty();
-        });
-        ASSERT_LT(n, 100U);
-    }
-}
-
 TEST_F(Settings, SwitchesAreReadWhileTheFileIs) {
     std::string file = "<root>";
     for (int i = 0; i < 500; ++i) {

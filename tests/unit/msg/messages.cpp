@@ -15,7 +15,6 @@
 namespace {
 
 using tarn::test::scriptedMessages;
-using tarn::test::sweepPlatformFailures;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -217,41 +216,6 @@ TEST_F(MessageTest, UnusableAnswersFailTheCall) {
     EXPECT_EQ(ConfCommMsgSynSend("peer", rememberingHandler, 1, data.data(), 100), CONF_MSG_ERR_SEND);
 }
 
-TEST_F(MessageTest, EveryFailureOfASendIsReportedAndGivesEverythingBack) {
-    Bytes data = {1, 2, 3};
-    uint32_t result = 0;
-    answerWith(answerOf(kResult, {9, 9, 9}));
-    for (const auto send : {ConfCommMsgSynSendImpl, ConfCommMsgSynSendImplHaveResp}) {
-        sweepPlatformFailures(
-            [&] {
-                data = {1, 2, 3};
-                result = send("peer", rememberingHandler, 1, data.data(), 3, 1);
-            },
-            [&](size_t, bool failureHappened) {
-                EXPECT_EQ(result, failureHappened ? CONF_MSG_ERR_SEND : kResult);
-                EXPECT_EQ(data, failureHappened ? (Bytes{1, 2, 3}) : (Bytes{9, 9, 9}));
-                EXPECT_EQ(platform.logs().size(), failureHappened ? 1U : 0U);
-            });
-    }
-    sweepPlatformFailures([&] { result = ConfCommMsgAsynSend("peer", rememberingHandler, 1, data.data(), 3); },
-                          [&](size_t, bool failureHappened) {
-                              EXPECT_EQ(result, failureHappened ? CONF_MSG_ERR_SEND : 0);
-                              EXPECT_EQ(platform.logs().size(), platform.failedCall() == "OsMsgAsynSend" ? 1U : 0U);
-                          });
-
-    const auto logAfterFailing = [&](const char* call, size_t n) {
-        platform.reset();
-        platform.failNth(call, n);
-        ConfCommMsgSynSend("peer", rememberingHandler, 1, data.data(), 3);
-        return platform.logTexts().at(0);
-    };
-    EXPECT_EQ(logAfterFailing("memcpy_s", 1), "[ConfCommMsgSynSendImpl]ConfCommMsgSynSend memcpy_s fail!");
-    EXPECT_EQ(logAfterFailing("memcpy_s", 2),
-              "[ConfCommMsgSynSendImpl]ConfCommMsgSynSend memcpy_s fail, ret:400 [3, 3]");
-    EXPECT_EQ(logAfterFailing("OsMsgSynSend", 1),
-              "[ConfCommMsgSynSendImpl]ConfCommMsgSynSend OsMsgSynSend fail 0x77 recvProcName peer.");
-}
-
 TEST_F(MessageTest, AsynchronousCall) {
     const Bytes data = {4, 5};
     EXPECT_EQ(ConfCommMsgAsynSend("peer", rememberingHandler, 8, data.data(), 2), 0U);
@@ -262,11 +226,6 @@ TEST_F(MessageTest, AsynchronousCall) {
     EXPECT_STREQ(sent.at(0).record.senderName, "TarnUIConf");
     EXPECT_STREQ(sent.at(0).record.receiverName, "peer");
     EXPECT_EQ(sent.at(1).payload, Payload(rememberingHandler, 9, {}).bytes);
-
-    platform.failNth("OsMsgAsynSend", 1);
-    EXPECT_EQ(ConfCommMsgAsynSend("peer", rememberingHandler, 8, data.data(), 2), CONF_MSG_ERR_SEND);
-    EXPECT_THAT(platform.logTexts(),
-                ElementsAre("[ConfCommMsgAsynSend]ConfCommMsgAsynSend OsMsgAsynSend fail 0x78 recvProcName peer"));
 }
 
 TEST_F(MessageTest, ReceivedCallRunsItsHandlerAndAnswersWhoeverWaits) {

@@ -129,15 +129,6 @@ TEST_F(NotificationTest, NotificationWithoutDataIsDeliveredPlainAndThenInPackets
     EXPECT_THAT(deliveries, ElementsAre(Delivery{kNotifyId, nullptr, 0, 0, {}}));
 }
 
-TEST_F(NotificationTest, RefusedLockDeliversAllTheSameAndIsNotGivenBack) {
-    ConfRegisterNotifyFunc(application);
-    uint8_t data = 0;
-    platform.failNth("OsMutexLock", 1);
-    EXPECT_EQ(ConfCommSendMultiPackNotifyToApp(kNotifyId, &data, 1), 0U);
-    EXPECT_EQ(deliveries.size(), 2U);
-    EXPECT_EQ(platform.count("OsMutexUnLock"), 0U);
-}
-
 TEST_F(NotificationTest, PacketsOfTwoThreadsNeverInterleave) {
     ConfRegisterNotifyFunc(application);
     constexpr int kRounds = 200;
@@ -183,15 +174,6 @@ TEST_F(NotificationTest, MeetingBlockIsZeroButForItsData) {
 
 TEST_F(NotificationTest, MeetingBlockFailures) {
     const uint8_t data[4] = {};
-    ConfMeetingServerMsgBlock* block = nullptr;
-    tarn::test::sweepPlatformFailures(
-        [&] {
-            block = GenerateMeetingServerMsgBlock(data, sizeof data);
-            const bool made = block != nullptr;
-            OSMemTypeFreeMon(block, 0, 0, 1, "test");
-            EXPECT_NE(made, platform.failed());
-        },
-        [&](size_t, bool failureHappened) { EXPECT_EQ(platform.logs().size(), failureHappened ? 1U : 0U); });
     platform.failNth("OsMemMallocSetCharMon", 1);
     EXPECT_EQ(GenerateMeetingServerMsgBlock(data, sizeof data), nullptr);
     EXPECT_EQ(GenerateMeetingServerMsgBlock(data, 0xFFFFFFFF), nullptr);

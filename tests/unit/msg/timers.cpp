@@ -104,26 +104,6 @@ TEST_F(TimerTest, InitBlocksTheSignalsBeforeItStartsTheManager) {
     }
 }
 
-TEST_F(TimerTest, InitReportsEachFailure) {
-    const std::map<std::string, std::string> texts = {
-        {"OsMutexInit", "[ConfCommTimerInit]OsSemInit fail! ret:1"},
-        {"OsSigEmptySet", "[InitTimer]SigEmptySet fail:144"},
-        {"OsSigAddSet", "[InitTimer]OsSigAddSet fail:145"},
-        {"OsPthreadSigmask", "[InitTimer]OsPthreadSigmask fail:146"},
-        {"OsTmrManagerInit", "[InitTimer]Init 10ms tiemr failed:128"},
-    };
-    uint32_t result = 0;
-    sweepPlatformFailures([&] { result = ConfCommTimerInit(table, 2); },
-                          [&](size_t, bool failed) {
-                              EXPECT_EQ(result, failed ? 1U : 0U);
-                              if (failed) {
-                                  EXPECT_THAT(platform.logTexts(), ElementsAre(texts.at(platform.failedCall())));
-                                  EXPECT_EQ(platform.logs().front().file, "conf_timer");
-                                  EXPECT_EQ(platform.logs().front().level, CONF_LOG_ERROR);
-                              }
-                          });
-}
-
 TEST_F(TimerTest, TableIsTakenOverEvenWhenTheManagerFails) {
     ConfCommTimerDeInit();
     EXPECT_EQ(ConfCommTimerStart(70, 1, nullptr, 0), 1U);
@@ -226,37 +206,6 @@ TEST_F(TimerTest, FirstRowOfAnIdWins) {
     EXPECT_EQ(table[1].platformTimer, nullptr);
 }
 
-TEST_F(TimerTest, TableStartReportsEachFailure) {
-    uint32_t result = 0;
-    sweepPlatformFailures(
-        [&] {
-            ASSERT_EQ(ConfCommTimerStop(70), 0U); // nothing in it that fails
-            result = ConfCommTimerStart(70, 5, kText, sizeof kText);
-            timers.fire(timers.created.size() - 1);
-            const ConfCommTimerEntry row = table[0];
-            EXPECT_TRUE(row.data == nullptr || row.platformTimer != nullptr);
-            EXPECT_EQ(row.platformTimer != nullptr, platform.failedCall() != "OsTmrCreate");
-            ConfCommTimerStop(70);
-        },
-        [&](size_t, bool) {
-            const std::string failed = platform.failedCall();
-            const std::vector<std::string> logs = platform.logTexts();
-            if (failed == "OsTmrCreate") {
-                EXPECT_EQ(result, 1U);
-                EXPECT_EQ(logs.front(), "[ConfCommTimerStartEx]OsTmrCreate fail! ret:129");
-            } else if (failed == "OsMemMallocSetCharMon" && platform.count("memcpy_s") == 0) {
-                EXPECT_EQ(result, 1U); // and the expiry fails rather than come without its data
-                EXPECT_THAT(logs, ElementsAre("[ConfCommTimerOut]ConfCommTimerIDOut send msg fail"));
-            } else if (failed == "OsMsgAsynSend") {
-                EXPECT_THAT(logs, ElementsAre(testing::StartsWith("[ConfCommMsgAsynSend]ConfCommMsgAsynSend "),
-                                              "[ConfCommTimerOut]ConfCommTimerIDOut send msg fail"));
-            } else if (failed.empty()) {
-                EXPECT_EQ(result, 0U);
-                EXPECT_THAT(logs, IsEmpty());
-            }
-        });
-}
-
 TEST_F(TimerTest, FailedCopyIsNotSent) {
     platform.failNth("memcpy_s", 1);
     EXPECT_EQ(ConfCommTimerStart(70, 5, kText, sizeof kText), 1U);
@@ -338,28 +287,6 @@ TEST_F(TimerTest, FreeStandingCallsRefuseNull) {
                                                  "[ConfCommTimerIDOut]conf secure func failed, err = 400!\n",
                                                  "[ConfCommTimerIDOut]timer is NULL"));
     EXPECT_EQ(sentCount(), 0U);
-}
-
-TEST_F(TimerTest, FreeStandingStartReportsEachFailure) {
-    uint32_t result = 0;
-    sweepPlatformFailures(
-        [&] {
-            result = ConfTimerStart(&timer, 10, 5, kText, sizeof kText);
-            ConfTimerStop(&timer);
-        },
-        [&](size_t, bool) {
-            const std::map<std::string, std::string> texts = {
-                {"OsTmrCreate", "[ConfTimerStart]OsTmrCreate fail! ret:129"},
-                {"OsMemMallocSetCharMon",
-                 "[ConfTimerStart]TARN_CONF_LOG_ERROR: CONF_MALLOC failed, timer->data is NULL!"},
-                {"memcpy_s", "[ConfTimerStart]conf secure func failed, err = 400!\n"},
-            };
-            const auto text = texts.find(platform.failedCall());
-            EXPECT_EQ(result, text == texts.end() ? 0U : 1U);
-            if (text != texts.end()) {
-                EXPECT_THAT(platform.logTexts(), ElementsAre(text->second));
-            }
-        });
 }
 
 TEST_F(TimerTest, ExpiryDuringItsOwnStartIsSentWithTheNewContent) {

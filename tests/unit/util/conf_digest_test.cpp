@@ -1,53 +1,14 @@
-// Runs on an OpenSSL that takes its memory from here, so that blocks can be counted and refused.
 #include <array>
-#include <atomic>
-#include <cstdlib>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <openssl/crypto.h>
-#include <openssl/err.h>
 #include <openssl/evp.h>
 
 #include "tarn_conference/conf_digest.h"
 
 namespace {
-
-std::atomic<long> liveBlocks;
-std::atomic<long> blocksUntilRefused{-1}; // below 0: none is refused
-
-bool refused() {
-    return blocksUntilRefused.load() >= 0 && blocksUntilRefused.fetch_sub(1) == 0;
-}
-
-void* countedMalloc(size_t size, const char*, int) {
-    void* const block = refused() ? nullptr : std::malloc(size);
-    liveBlocks += block != nullptr ? 1 : 0;
-    return block;
-}
-
-void countedFree(void* block, const char*, int) {
-    liveBlocks -= block != nullptr ? 1 : 0;
-    std::free(block);
-}
-
-void* countedRealloc(void* block, size_t size, const char* file, int line) {
-    if (block == nullptr) {
-        return countedMalloc(size, file, line);
-    }
-    return refused() ? nullptr : std::realloc(block, size);
-}
-
-// Without what the thread's error queue holds.
-long blocksInUse() {
-    ERR_clear_error();
-    return liveBlocks;
-}
-
-// Before anything of OpenSSL has allocated.
-const bool countedFromTheStart = CRYPTO_set_mem_functions(countedMalloc, countedRealloc, countedFree) == 1;
 
 std::string hex(const unsigned char* bytes, size_t count) {
     std::string text;
@@ -123,44 +84,6 @@ TEST(Digest, AFailureReleasesTheContext) {
     ASSERT_EQ(ZOR_CRYPT_digestInit(&context, 1), 1U);
     EXPECT_EQ(ZOR_CRYPT_digestFinal(&context, nullptr, nullptr), 0U);
     EXPECT_EQ(context, nullptr);
-}
-
-TEST(Digest, OneShotKeepsOneContextForEachSuccess) {
-    ASSERT_TRUE(countedFromTheStart);
-    oneShot(1, "warm");
-    long before = liveBlocks;
-    for (int i = 0; i < 10; ++i) {
-        oneShot(1, "text");
-    }
-    EXPECT_EQ(liveBlocks - before, 10);
-    before = liveBlocks;
-    streamed(1, "a", "b");
-    EXPECT_EQ(liveBlocks, before);
-}
-
-TEST(Digest, EveryRefusedBlockIsAFailureWithoutALeak) {
-    oneShot(1, "warm");
-    EXPECT_EQ(EVP_MD_fetch(nullptr, "none", nullptr), nullptr); // makes the thread's error queue itself
-    auto* const untouched = reinterpret_cast<EVP_MD_CTX*>(&liveBlocks);
-    int failures = 0;
-    for (bool succeeded = false; !succeeded; ++failures) {
-        ASSERT_LT(failures, 50);
-        const long before = blocksInUse();
-        blocksUntilRefused = failures;
-        succeeded = oneShot(1, "text") != "failed";
-        blocksUntilRefused = -1;
-        EXPECT_EQ(blocksInUse() - before, succeeded ? 1 : 0) << failures;
-    }
-    EXPECT_GT(failures, 2);
-    for (int n = 0; n < 2; ++n) {
-        EVP_MD_CTX* context = untouched;
-        const long before = blocksInUse();
-        blocksUntilRefused = n;
-        EXPECT_EQ(ZOR_CRYPT_digestInit(&context, 1), 0U);
-        blocksUntilRefused = -1;
-        EXPECT_EQ(context, n == 0 ? untouched : nullptr); // no context at all, or one that did not start
-        EXPECT_EQ(blocksInUse(), before);
-    }
 }
 
 TEST(Digest, ThreadsMayStartTheSameAlgorithmAtOnce) {

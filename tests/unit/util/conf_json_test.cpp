@@ -18,17 +18,6 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-// Memory of cJSON that runs out at the n-th block.
-size_t blocksLeft = std::numeric_limits<size_t>::max();
-
-void* countedMalloc(size_t size) {
-    if (blocksLeft == 0) {
-        return nullptr;
-    }
-    --blocksLeft;
-    return std::malloc(size);
-}
-
 class Json : public tarn::test::ScriptedPlatformTest {
  protected:
     using Tree = std::unique_ptr<cJSON, decltype(&cJSON_Delete)>;
@@ -293,25 +282,6 @@ TEST_F(Json, ShortcutsPrintFormattedText) {
     EXPECT_EQ(ConfJsonCreateAndPrintMultipleItems(out, nullptr, 0), 1U);
     EXPECT_EQ(onlyLog(), "[ConfJsonCreateAndPrintMultipleItems]ConfJsonCreateAndPrintMultipleItems input null pointer");
     EXPECT_EQ(out, "before");
-}
-
-TEST_F(Json, EveryFailingAllocationIsAnsweredAndLeavesTheOutput) {
-    const ConfJsonItem items[] = {number("a", 1), string("s", "x"), boolean("b", 1)};
-    cJSON_Hooks hooks = {countedMalloc, std::free};
-    cJSON_InitHooks(&hooks);
-    size_t failures = 0;
-    for (uint32_t result = 1; result != 0; ++failures) {
-        std::string out = "before";
-        blocksLeft = failures;
-        platform.clearLogs();
-        result = ConfJsonCreateAndPrintMultipleItems(out, items, 3);
-        EXPECT_EQ(out == "before", result != 0) << failures;
-        EXPECT_EQ(platform.logTexts().empty(), result == 0) << failures;
-        ASSERT_LT(failures, 100U);
-    }
-    cJSON_InitHooks(nullptr);
-    blocksLeft = std::numeric_limits<size_t>::max();
-    EXPECT_GT(failures, 8U); // an object, three items with their names and the printed text at least
 }
 
 } // namespace

@@ -6,9 +6,6 @@
 
 namespace {
 
-using tarn::test::MeantLeaks;
-using tarn::test::sweepPlatformFailures;
-using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -128,42 +125,6 @@ TEST_F(XmlEncoding, BadDescriptionsAreTold) {
                                         "1 [ConfXmlAdptGetNodeAttrByUrl]rootNode or url or attrName is nullptr!",
                                         "1 [ConfXmlAdptGetNodeAttrByUrl]rootNode or url or attrName is nullptr!",
                                         "1 [ConfXmlAdptGetNodeAttrByUrl]rootNode or url or attrName is nullptr!"));
-}
-
-TEST_F(XmlEncoding, APlatformOrMemoryThatFailsGivesNothing) {
-    const ConfXmlEncodeTree tree = {&root, children, 3};
-    char* text = nullptr;
-    platform.failNth("OsMemMallocSetCharMon", 1);
-    EXPECT_EQ(ConfXmlAdptEncodeWithRootAttr(&tree), nullptr);
-    platform.failNth("OsMemMallocSetCharMon", 1);
-    EXPECT_EQ(ConfXmlDumpWithHeader("<a/>", &text), 15U);
-    EXPECT_EQ(platform.liveBlocks(), 0U);
-
-    // These two leave their block behind.
-    const MeantLeaks leaks;
-    platform.failNth("memcpy_s", 1);
-    EXPECT_EQ(ConfXmlAdptEncodeWithRootAttr(&tree), nullptr);
-    EXPECT_EQ(platform.liveBlocks(), 1U);
-    platform.blockFreed();
-    platform.failNth("sprintf_s", 1);
-    EXPECT_EQ(ConfXmlDumpWithHeader("<a/>", &text), 16U);
-    EXPECT_EQ(text, nullptr);
-    EXPECT_EQ(platform.liveBlocks(), 1U);
-    platform.blockFreed();
-    EXPECT_THAT(takeLogs(), ElementsAre("1 [ConfXmlAdptEncodeWithRootAttr]xmlBuf is nullptr!",
-                                        "1 [ConfXmlDumpWithHeader]tempBody is nullptr!",
-                                        "1 [ConfXmlAdptEncodeWithRootAttr]memcpy_s fail, ret:400",
-                                        "1 [ConfXmlDumpWithHeader]sprintf_s fail, err = -1!"));
-    sweepBlocks([&] {
-        const Text encoded(ConfXmlAdptEncodeWithRootAttr(&tree));
-        EXPECT_TRUE(encoded != nullptr || tarn::test::blockFailed());
-        const Document document(ConfXmlCreateRootNodeByNodeSet(tree));
-    });
-    const std::vector<std::string> logs = takeLogs();
-    for (const char* line : {"1 [ConfXmlAdptEncodeWithRootAttr]tempXmlBuf is nullptr!",
-                             "1 [ConfXmlAdptEncodeWithRootAttr]ConfXmlSetNodeText fail, ret = 15!"}) {
-        EXPECT_THAT(logs, Contains(line));
-    }
 }
 
 } // namespace

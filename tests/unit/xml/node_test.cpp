@@ -297,18 +297,4 @@ TEST_F(XmlNodes, NullIsToldAndAnswered) {
             "1 [ConfXmlCreateLastChildNode]parentNode is nullptr!", "1 [ConfXmlTransformStr]rootNode is nullptr!"));
 }
 
-TEST_F(XmlNodes, NothingIsThrownWhenMemoryRunsOut) {
-    const std::string body = "<a k='v'>text" + nested(5) + "</a>";
-    sweepBlocks([&] {
-        const Document parsed = parse(body);
-        const Document made(ConfXmlCreateRootNode("a rather long name"));
-        if (made != nullptr) {
-            void* const child = ConfXmlCreateLastChildNode(made.get(), "another rather long name");
-            ConfXmlAddAttr(child, "a long name of an attribute", CONF_XML_STRING, "a long value of an attribute");
-            ConfXmlSetNodeText(child, CONF_XML_STRING, "a rather long text");
-            ConfXmlTransformStr(made.get());
-        }
-    });
-}
-
 } // namespace

@@ -8,7 +8,6 @@
 
 namespace {
 
-using tarn::test::sweepPlatformFailures;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -197,25 +196,6 @@ TEST_F(XmlParams, ParametersAreReadByTheirNotes) {
     EXPECT_EQ(read(note("l", store, sizeof store, true, true)), 1U);
     EXPECT_EQ(read(note("absent", store, sizeof store, true, true)), 1U);
     EXPECT_EQ(ConfXmlParseSingleNote(document.get(), nullptr), 1U);
-}
-
-TEST_F(XmlParams, FailingCopiesAndMemoryAreTold) {
-    const Document document = parse("<m><c>72,20320</c></m>");
-    char store[16] = {};
-    ConfXmlParamNote codes = note("c", store, sizeof store, true, true);
-    sweepPlatformFailures([&] { ConfXmlParseSingleNote(document.get(), &codes); },
-                          [&](size_t, bool failureHappened) {
-                              if (!failureHappened) {
-                                  EXPECT_STREQ(store, "H\u4F60");
-                              }
-                          });
-    takeLogs();
-    platform.failNth("strcpy_s", 1);
-    EXPECT_EQ(ConfXmlParaseStringParams("c", document.get(), store, sizeof store, false), 0U);
-    platform.failNth("memcpy_s", 1);
-    EXPECT_EQ(ConfXmlGetStringFromAscii("20320", store, sizeof store), 0U);
-    EXPECT_THAT(takeLogs(), ElementsAre("1 [ConfXmlParaseStringParams]strcpy_s failed, err = 400.",
-                                        "1 [ConfXmlGetStringFromAscii]conf secure func failed, err = 400!\n"));
 }
 
 } // namespace

@@ -24,7 +24,6 @@ extern "C" __attribute__((visibility("default"))) int system(const char* command
 namespace {
 
 using tarn::test::MeantLeaks;
-using tarn::test::sweepPlatformFailures;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -572,105 +571,6 @@ TEST_F(XmlTrees, PiecesAnswerBadArguments) {
                                         "1 [ConfXmlTraverseXmlTree]hAddrTable or TransXMLContext or pCallback is null",
                                         "1 [ConfXmlTraverseXmlTree]hAddrTable or TransXMLContext or pCallback is null",
                                         "1 [ConfXmlFreeRootNode]parentNode is nullptr!"));
-}
-
-TEST_F(XmlTrees, EveryFailureLeavesValuesThatWereSavedOrZero) {
-    RandomTree random(3);
-    group.variables = {{"text", CONF_XML_ATTR_CHAR, 40}, {"number", CONF_XML_ATTR_UINT32, 0}};
-    Group& list = group.groups.emplace_back();
-    list.name = "list";
-    list.instances = 1;
-    list.groups.push_back({"item", 1, 0, {{"v", CONF_XML_ATTR_INT16, 0}}, {}});
-    random.setValues(group);
-    const std::vector<std::string> values = valuesOf(group);
-    ASSERT_EQ(save(), 0U);
-    const MeantLeaks leaks;
-    const auto check = [&] {
-        size_t i = 0;
-        for (const std::string& value : valuesOf(group)) {
-            EXPECT_TRUE(value == values[i] || value == std::string(value.size(), '\0'));
-            ++i;
-        }
-    };
-    size_t undescribed = 0;
-    sweepPlatformFailures(
-        [&] {
-            zero(group);
-            load();
-        },
-        [&](size_t, bool failureHappened) {
-            check();
-            const std::vector<std::string> texts = platform.logTexts();
-            undescribed += static_cast<size_t>(
-                std::count(texts.begin(), texts.end(), "[ConfXmlLoadCallBack]ConfXmlGetXmlNodeAttrAndValue fail"));
-            if (!failureHappened) {
-                EXPECT_EQ(valuesOf(group), values);
-            }
-            tarn::test::scriptedFiles().closeStreams();
-        });
-    EXPECT_GT(undescribed, 0U);
-    sweepPlatformFailures([&] { save(); }, [&](size_t, bool) { EXPECT_EQ(valuesOf(group), values); });
-
-    static std::string tableText;
-    tableText = printed(Document(createIndexTable(0)));
-    const auto parsedTable = [](uint32_t) { return ConfXmlParseBodyGetRoot(tableText.c_str()); };
-    sweepBlocks([&] {
-        size_t i = 0;
-        forEachVariable(group,
-                        [&](Variable& variable) { values[i++].copy(variable.storage, sizeof variable.storage); });
-        ConfXmlSave(parsedTable, file.c_str(), backup.c_str());
-        zero(group);
-        ConfXmlLoad(parsedTable, file.c_str(), backup.c_str());
-        check();
-        tarn::test::scriptedFiles().closeStreams();
-    });
-    EXPECT_EQ(valuesOf(group), values);
-}
-
-// Each step that wants memory has a record of its own.
-TEST_F(XmlTrees, MemoryThatRunsOutIsToldByTheStepThatMissedIt) {
-    const auto indexTable = [](uint32_t) {
-        return ConfXmlParseBodyGetRoot("<cfg name='Root'><cfg name='longer than a pool' NumOfInst='1'/></cfg>");
-    };
-    const char* const nameAndType[2] = {"a name of some length", "CHAR"};
-    const ValueSpec spec = {CONF_XML_ATTR_CHAR, "123456789012345678", 20};
-    sweepBlocks([&] {
-        ConfXmlSave(indexTable, file.c_str(), backup.c_str());
-        const Document document(ConfXmlAddSingleStructNode(nullptr, "Root"));
-        Document copies(ConfXmlCreateRootNode("r"));
-        Document instances(ConfXmlCreateRootNode("r"));
-        if (document != nullptr && copies != nullptr && instances != nullptr) {
-            ConfXmlAddMultiInstanceNode(document.get(), nameAndType[0], 2);
-            tagCONF_XML_NODE_INFO info = {};
-            ConfXmlGetXmlNodeAttrAndValue(ConfXmlAddSingleValueNode(document.get(), nameAndType, &spec), &info);
-            if (ConfXmlCloneSelfAsLastChildNode(copies.get(), &info) == nullptr) {
-                // Without the element nothing is gone, without an attribute the document is.
-                static_cast<void>(platform.logTexts().back().ends_with("ConfXmlCreateLastChildNode fail!")
-                                      ? nullptr
-                                      : copies.release());
-            }
-            if (ConfXmlAddMultiStructNode(instances.get(), nameAndType[0], 2) == nullptr &&
-                platform.logTexts().back().ends_with("ConfXmlCreateLastChildNode is nullptr!")) {
-                static_cast<void>(instances.release());
-            }
-        }
-    });
-    const std::vector<std::string> texts = platform.logTexts();
-    for (const char* text : {"[ConfXmlSave]Create XML tree fail", "[ConfXmlSave]Create call index table fail",
-                             "[ConfXmlAddSingleStructNode]Create child node fail",
-                             "[ConfXmlAddSingleStructNode]ConfXmlAddAttr fail, ret = 15!",
-                             "[ConfXmlAddMultiInstanceNode]ConfXmlCreateLastChildNode fail",
-                             "[ConfXmlAddMultiInstanceNode]ConfXmlAddAttr fail, ret = 15!",
-                             "[ConfXmlAddMultiStructNode]ConfXmlCreateLastChildNode is nullptr!",
-                             "[ConfXmlAddMultiStructNode]ConfXmlAddAttr, ret = 15!",
-                             "[ConfXmlAddSingleValueNode]ConfXmlCreateLastChildNode fail",
-                             "[ConfXmlAddSingleValueNode]ConfXmlSetNodeText fail, ret = 15!",
-                             "[ConfXmlAddSingleValueNode]ConfXmlAddAttr fail, ret = 15!",
-                             "[ConfXmlCloneSelfAsLastChildNode]ConfXmlCreateLastChildNode fail!",
-                             "[ConfXmlCloneSelfAsLastChildNode]ConfXmlAddAttr name fail!",
-                             "[ConfXmlCloneSelfAsLastChildNode]ConfXmlAddAttr type fail"}) {
-        EXPECT_THAT(texts, Contains(text));
-    }
 }
 
 } // namespace

@@ -1,5 +1,4 @@
-// What the XML tests share: documents that free themselves, the records of one call, memory that runs out, and leaks
-// that are meant.
+// What the XML tests share: documents that free themselves and the records of one call.
 #pragma once
 
 #include <gmock/gmock.h>
@@ -9,26 +8,13 @@
 #include <vector>
 
 #include "file/scratch_directory.h"
+#include "meant_leaks.h"
 #include "scripted_file.h"
 #include "scripted_platform.h"
 #include "tarn_conference/conf_log.h"
 #include "tarn_conference/conf_xml.h"
 
 namespace tarn::test {
-
-// The memory of the library and of tinyxml2 runs out at the n-th block from now on; 0 for never.
-void failBlock(size_t n);
-// Whether it has run out.
-bool blockFailed();
-
-// Blocks that are made while one of these lives may stay: a file that cannot be opened leaves a document behind.
-class MeantLeaks {
- public:
-    MeantLeaks();
-    ~MeantLeaks();
-    MeantLeaks(const MeantLeaks&) = delete;
-    MeantLeaks& operator=(const MeantLeaks&) = delete;
-};
 
 class XmlTest : public ScriptedPlatformTest {
  protected:
@@ -63,22 +49,6 @@ class XmlTest : public ScriptedPlatformTest {
         }
         platform.clearLogs();
         return texts;
-    }
-
-    // Runs `operation` with memory running out at its first, second, ... block until it runs through.
-    template <typename Operation>
-    void sweepBlocks(Operation operation) {
-        const MeantLeaks ofTinyxml; // it loses blocks of its own then
-        for (size_t n = 1; n < 10'000; ++n) {
-            failBlock(n);
-            operation();
-            const bool failed = blockFailed();
-            failBlock(0);
-            if (!failed) {
-                return;
-            }
-        }
-        FAIL() << "the operation never ran through unharmed";
     }
 };
 

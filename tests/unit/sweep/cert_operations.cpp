@@ -1,0 +1,190 @@
+// Certificates and TLS contexts.
+#include <openssl/err.h>
+#include <openssl/ssl.h>
+
+#include <cstdlib>
+#include <filesystem>
+
+#include "cert/pki.h"
+#include "failing_heap.h"
+#include "scripted_certificate.h"
+#include "scripted_path.h"
+#include "scripted_platform.h"
+#include "sweep.h"
+#include "tarn_conference/conf_cert.h"
+#include "tarn_conference/conf_log.h"
+#include "tarn_conference/conf_tls.h"
+
+namespace tarn::test {
+
+namespace {
+
+constexpr uint64_t kRefused = CONF_CERT_FAILED;
+constexpr const char* kLogged = "what fails is logged and does not stop the rest";
+constexpr const char* kDiscarded = "after a failure a context is to be discarded";
+
+struct Device {
+    Key key = newEcKey();
+    Identity root = issue("Test Root", key, nullptr, true);
+
+    Device() {
+        for (const char* const name : {"ca", "crl", "storage"}) {
+            std::filesystem::create_directory(scratch() / name);
+        }
+        writeFile(scratch() / "ca/root.pem", pem(root.certificate));
+        writeFile(scratch() / "crl/root.pem", crlPem(root));
+        writeFile(scratch() / "certificate", pem(root.certificate));
+        writeFile(scratch() / "key", pem(key));
+        writeFile(scratch() / scriptedCertificateId(pem(root.certificate)), pem(key));
+        setenv("TARN_TEST_ENGINE_KEYS", scratch().path().c_str(), 1);
+    }
+
+    // Type 0 has its key in a file, type 2 with the engine.
+    void serve() const {
+        ScriptedCertificates::reset();
+        ScriptedCertificates& service = ScriptedCertificates::get();
+        for (const uint32_t type : {0x107U, 0x103U}) {
+            service.served[type] = {
+                pem(root.certificate), pem(key), scratch() / "certificate", scratch() / "key", "", {}, {}};
+        }
+        service.capability[2] = 1;
+        service.caDirectory = scratch() / "ca";
+        service.crlDirectory = scratch() / "crl";
+        scriptedPaths().storage = scratch() / "storage";
+    }
+};
+
+const Device& device() {
+    static const Device made;
+    return made;
+}
+
+std::vector<std::string> storedNames() {
+    const std::set<std::string> names = scratch().names();
+    return {names.begin(), names.end()};
+}
+
+// Runs on a context of its own.
+uint64_t onContext(uint32_t (*fill)(SSL_CTX* context)) {
+    SSL_CTX* const context = SSL_CTX_new(TLS_server_method());
+    const uint32_t result = fill(context);
+    SSL_CTX_free(context);
+    ERR_clear_error();
+    return result;
+}
+
+uint64_t fetch() {
+    ConfCertServiceCert fetched = {};
+    const uint32_t result = ConfCertGetCertSizeAndInfo(2, &fetched);
+    if (result == 0) {
+        ClearAndFreeBuff(&fetched, 2);
+    }
+    return result;
+}
+
+} // namespace
+
+std::vector<Subject> certSubjects() {
+    Subject subject = {.prepare =
+                           [] {
+                               device().serve();
+                               ConfOmCertCallback(OM_CERT_EVENT_SERVICE, 0x103);
+                               ConfCertNotifyCallback([](uint32_t) { ++outputs().number; });
+                               ConfCertUpdateNotifyCallback([] { ++outputs().number; });
+                           },
+                       .state = [] { return outputs().shown() + std::to_string(storedNames().size()); },
+                       .finish =
+                           [] {
+                               ConfCertNotifyCallback(nullptr);
+                               ConfCertUpdateNotifyCallback(nullptr);
+                               scriptedPaths() = {};
+                           },
+                       .heap = kOperatorNew};
+    const auto path = [](const char* name, auto call) {
+        return Operation{.name = name,
+                         .run = [=] { return call(outputs().text(), 160); },
+                         .failure = kRefused,
+                         .results = {{"strcpy_s", 1}, {"memcpy_s", 1}, {"strncpy_s", 1}},
+                         .partial = "a failed copy leaves what it left"};
+    };
+    const auto handles = [](const char* name, auto call) {
+        return Operation{.name = name,
+                         .run =
+                             [=] {
+                                 call();
+                                 const unsigned long left = ERR_peek_error();
+                                 const ScriptedPlatform& platform = ScriptedPlatform::get();
+                                 const size_t opened =
+                                     platform.count("OsOpenDir") - (platform.failedCall() == "OsOpenDir" ? 1 : 0);
+                                 return left != 0 ? 98 : platform.count("OsCloseDir") != opened ? 97 : 0;
+                             },
+                         .results = {{kEveryCall, 0}},
+                         .partial = kLogged};
+    };
+    const auto loads = [](const char* name, uint32_t (*fill)(SSL_CTX*), std::map<std::string, uint64_t> results,
+                          bool ownProcess = false) {
+        return Operation{.name = name,
+                         .run = [=] { return onContext(fill); },
+                         .failure = kRefused,
+                         .results = std::move(results),
+                         .partial = kDiscarded,
+                         .ownProcess = ownProcess};
+    };
+    const auto loadCa = [](SSL_CTX* context) {
+        ConfCaCertEntry list[1] = {};
+        const std::string file = scratch() / "ca/root.pem";
+        file.copy(list[0].path, sizeof list[0].path - 1);
+        list[0].fileType = 1;
+        ConfCertLoadOneCaCert(context, list[0].path, 1);
+        return ConfCertLoadAllCaCert(context, list, 1);
+    };
+    subject.operations = {
+        handles("ConfCertInit", [] { ConfCertInit(nullptr); }),
+        handles("ConfOmCertCallback", [] { ConfOmCertCallback(OM_CERT_EVENT_CA, 0); }),
+        handles("ConfOmCertCallback/service", [] { ConfOmCertCallback(OM_CERT_EVENT_SERVICE, 0x103); }),
+        {.name = "ConfCertGetCertSizeAndInfo", .run = fetch},
+        path("ConfCertGetSrvCertFilePath",
+             [](char* buffer, uint32_t bytes) { return ConfCertGetSrvCertFilePath(0, buffer, bytes); }),
+        path("ConfCertGetCaPath", ConfCertGetCaPath),
+        path("ConfCertGetCrlPath", ConfCertGetCrlPath),
+        {.name = "ConfCertGetAddrCaPath",
+         .run =
+             [] {
+                 outputs().bytes.resize(CONF_CERT_PATH_LEN);
+                 ConfCertGetAddrCaPath(outputs().text());
+                 return uint64_t{0};
+             },
+         .results = {{kEveryCall, 0}},
+         .partial = "a failed copy leaves what it left"},
+        {.name = "ConfCertGetGmSrvCertInfo",
+         .run =
+             [] {
+                 static ConfCertGmSrvCertInfo info;
+                 return ConfCertGetGmSrvCertInfo(0, &info);
+             },
+         .failure = kRefused,
+         .results = {{"strcpy_s", 1}, {"memcpy_s", 1}, {"strncpy_s", 1}}},
+        {.name = "ConfCertGetCaCertList",
+         .run =
+             [] {
+                 static ConfCaCertEntry list[CONF_CERT_MAX_CA_FILES];
+                 uint32_t count = 0;
+                 return ConfCertGetCaCertList(list, &count);
+             },
+         .failure = kRefused,
+         .results =
+             {{kEveryCall, 0}, {"strcpy_s", kEither}, {"OsOpenDir", kRefused}, {"TarnOmCertGetCertPath", kRefused}},
+         .partial = "an entry that fails is left out"},
+        loads("ConfLoadServerCert", [](SSL_CTX* context) { return ConfLoadServerCert(context, 0); }, {}),
+        loads(
+            "ConfLoadServerCert/engine", [](SSL_CTX* context) { return ConfLoadServerCert(context, 2); },
+            {{"OsMutexLock", 0}, {"ENGINE_by_id", kEither}}, true),
+        loads("ConfCertLoadAllCaCert", loadCa, {{kEveryCall, 0}}),
+        loads("ConfCertLoadOneCaCert", loadCa, {{kEveryCall, 0}}),
+        loads("ConfAddCancelCrlToSslctx", ConfAddCancelCrlToSslctx,
+              {{kEveryCall, 0}, {"sprintf_s", kEither}, {"OsOpenDir", 1}}),
+    };
+    return {subject};
+}
+
+} // namespace tarn::test

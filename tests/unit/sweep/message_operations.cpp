@@ -1,0 +1,206 @@
+// Messages, notifications and timers.
+#include <cstring>
+#include <numeric>
+
+#include "scripted_message.h"
+#include "scripted_platform.h"
+#include "scripted_signal.h"
+#include "scripted_time.h"
+#include "scripted_timer.h"
+#include "sweep.h"
+#include "tarn_conference/conf_msg.h"
+#include "tarn_conference/conf_notify.h"
+#include "tarn_conference/conf_timer.h"
+#include "tarn_platform/os_memory.h"
+
+namespace tarn::test {
+
+namespace {
+
+constexpr char kReceiver[] = "meeting";
+constexpr char kData[] = "sixteen letters.";
+constexpr uint32_t kHandled = 0x1234;
+
+uint32_t handler(uint32_t, void*, uint32_t) {
+    return kHandled;
+}
+
+std::vector<uint32_t> delivered; // lengths of notifications
+ConfCommTimerEntry table[1];
+ConfTimer freeTimer;
+
+// The answer raises each byte of the data and carries the handler's result.
+std::vector<uint8_t> answered(std::vector<uint8_t> payload) {
+    std::memcpy(payload.data() + offsetof(ConfCommMsgPayload, result), &kHandled, sizeof kHandled);
+    payload[offsetof(ConfCommMsgPayload, data)] = 'A';
+    return payload;
+}
+
+// A received call that wants an answer.
+uint64_t process() {
+    std::vector<uint8_t> bytes(CONF_MSG_PAYLOAD_OVERHEAD + 4);
+    const ConfCommMsgHandler wanted = handler;
+    const uint32_t length = 4;
+    std::memcpy(bytes.data(), &wanted, sizeof(void*));
+    std::memcpy(bytes.data() + offsetof(ConfCommMsgPayload, dataLength), &length, sizeof length);
+    OsMsgRecord record = {};
+    record.kind = 1;
+    record.responseWanted = 1;
+    record.payload = bytes.data();
+    record.payloadLength = static_cast<uint32_t>(bytes.size());
+    return ConfCommMsgProcess(&record);
+}
+
+std::string shownTimers() {
+    std::string shown;
+    for (const ScriptedTimer& timer : scriptedTimers().created) {
+        shown += timer.deleted ? "" : timer.param.name + std::string(";");
+    }
+    for (void* const data : {table[0].data, freeTimer.data}) {
+        shown += data == nullptr ? "-" : static_cast<const char*>(data);
+    }
+    return shown + (table[0].platformTimer != nullptr ? "t" : "") + (ConfTimerIsVaild(&freeTimer) ? "f" : "");
+}
+
+} // namespace
+
+std::vector<Subject> messageSubjects() {
+    Subject messages = {.prepare =
+                            [] {
+                                scriptedMessages() = {};
+                                scriptedMessages().answer = answered;
+                                delivered.clear();
+                                ConfRegisterNotifyFunc([](uint32_t, void*, uint32_t length, uint32_t) {
+                                    delivered.push_back(length);
+                                    return 0U;
+                                });
+                            },
+                        .state =
+                            [] {
+                                return outputs().shown() + std::to_string(scriptedMessages().asynchronous.size()) +
+                                       std::to_string(scriptedMessages().responses.size()) +
+                                       std::to_string(delivered.size());
+                            },
+                        .finish = [] {}};
+    const auto send = [](const char* name, auto call) {
+        return Operation{.name = name,
+                         .run = [=] { return call(kReceiver, handler, 1, outputs().text(), 8); },
+                         .success = kHandled,
+                         .failure = CONF_MSG_ERR_SEND};
+    };
+    using Handler = ConfCommMsgHandler;
+    messages.operations = {
+        send("ConfCommMsgSynSend", ConfCommMsgSynSend),
+        send("ConfCommMsgSynSendImpl",
+             [](const char* to, Handler with, uint32_t id, void* data, uint32_t length) {
+                 return ConfCommMsgSynSendImpl(to, with, id, data, length, 1);
+             }),
+        send("ConfCommMsgSynSendImplHaveResp",
+             [](const char* to, Handler with, uint32_t id, void* data, uint32_t length) {
+                 return ConfCommMsgSynSendImplHaveResp(to, with, id, data, length, 1);
+             }),
+        {.name = "ConfCommMsgAsynSend",
+         .run = [] { return ConfCommMsgAsynSend(kReceiver, handler, 1, kData, sizeof kData); },
+         .failure = CONF_MSG_ERR_SEND,
+         .tells = {"[ConfCommMsgAsynSend]ConfCommMsgAsynSend OsMsgAsynSend fail 0x78 recvProcName meeting"}},
+        {.name = "ConfCommMsgProcess",
+         .run = process,
+         .results = {{"OsMsgSynSendResp", 0}},
+         .partial = "the handler has run; only its answer is missing",
+         .tells = {"[ConfCommMsgProcess]ConfCommMsgProcess Resp fail! msgId:1, ret:0x79"}},
+        {.name = "ConfCommSendMultiPackNotifyToApp",
+         .run = [] { return ConfCommSendMultiPackNotifyToApp(1, nullptr, 3); },
+         .results = {{"OsMutexLock", 0}}},
+        {.name = "GenerateMeetingServerMsgBlock",
+         .run = [] { return (outputs().block = GenerateMeetingServerMsgBlock(kData, sizeof kData)) != nullptr; },
+         .success = 1,
+         .failure = 0},
+    };
+
+    Subject timers = {.prepare =
+                          [] {
+                              scriptedTimers() = {};
+                              scriptedMessages() = {};
+                              freeTimer = {};
+                              table[0] = {};
+                              table[0].timerId = 70;
+                              table[0].mode = CONF_TIMER_ONE_SHOT;
+                              table[0].defaultDurationMs = 25;
+                              table[0].recvProcName = kReceiver;
+                              table[0].handler = handler;
+                              ConfCommTimerFuncInit(table, 1);
+                              ConfTimerInit(&freeTimer, 9, CONF_TIMER_ONE_SHOT, kReceiver, handler);
+                          },
+                      .state = [] { return shownTimers() + std::to_string(scriptedMessages().asynchronous.size()); },
+                      .finish =
+                          [] {
+                              ConfCommTimerInit(table, 1);
+                              ConfTimerStop(&freeTimer);
+                              ConfCommTimerFuncDeInit();
+                          }};
+    const auto init = [](const char* name, auto call) {
+        return Operation{.name = name,
+                         .run = [=] { return call(table, 1); },
+                         .tells = {"[ConfCommTimerInit]OsSemInit fail! ret:1", "[InitTimer]SigEmptySet fail:144",
+                                   "[InitTimer]OsSigAddSet fail:145", "[InitTimer]OsPthreadSigmask fail:146",
+                                   "[InitTimer]Init 10ms tiemr failed:128"}};
+    };
+    // A start and, when it says so, an expiry behind it; the start's result.
+    const auto start = [](const char* name, std::function<uint64_t()> call, bool expires, std::string function) {
+        return Operation{
+            .name = name,
+            .run =
+                [=] {
+                    const uint64_t result = call();
+                    if (expires && !scriptedTimers().created.empty()) {
+                        scriptedTimers().fire(0);
+                    }
+                    return result;
+                },
+            .results = {{"OsMutexLock", 0},
+                        {"strcpy_s", 0},
+                        {"OsMsgAsynSend", 0},
+                        // of the timer's data or of its message
+                        {"OsMemMallocSetCharMon", expires ? kEither : 1},
+                        {"memcpy_s", expires ? kEither : 1}},
+            .partial = "a timer that has no data or no name runs all the same",
+            .tells = {function + "OsTmrCreate fail! ret:129", function + "conf secure func failed, err = 400!\n"}};
+    };
+    const auto startTable = [] { return ConfCommTimerStart(70, 5, kData, sizeof kData); };
+    const auto startFree = [] { return ConfTimerStart(&freeTimer, 10, 5, kData, sizeof kData); };
+    timers.operations = {
+        init("ConfCommTimerFuncInit", ConfCommTimerFuncInit),
+        init("ConfCommTimerInit", ConfCommTimerInit),
+        start(
+            "ConfCommTimerStartEx", [] { return ConfCommTimerStartEx(70, 0, 5, kData, sizeof kData); }, false,
+            "[ConfCommTimerStartEx]"),
+        start("ConfCommTimerStart", startTable, true, "[ConfCommTimerStartEx]"),
+        start("ConfTimerStart", startFree, false, "[ConfTimerStart]"),
+        start("ConfTimerStart/expiring", startFree, true, "[ConfTimerStart]"),
+        {.name = "ConfBasicGetSysTime",
+         .run = [] { return ConfBasicGetSysTime(reinterpret_cast<ConfSysTime*>(outputs().text())); }},
+    };
+    Subject running = timers;
+    running.prepare = [prepare = timers.prepare, startTable, startFree] {
+        prepare();
+        startTable();
+        startFree();
+    };
+    const auto stop = [](const char* name, auto call) {
+        return Operation{.name = name,
+                         .run = [=] { return call(); },
+                         .results = {{kEveryCall, 0}},
+                         .partial = "a timer that the platform does not delete runs on"};
+    };
+    running.operations = {
+        stop("ConfCommTimerFuncDeInit", ConfCommTimerFuncDeInit),
+        stop("ConfCommTimerDeInit", ConfCommTimerDeInit),
+        stop("ConfCommTimerStop", [] { return ConfCommTimerStop(70); }),
+        stop("ConfCommTimerFree", [] { return ConfCommTimerFree(70); }),
+        stop("ConfTimerStop", [] { return ConfTimerStop(&freeTimer); }),
+        stop("ConfTimerFree", [] { return ConfTimerFree(&freeTimer); }),
+    };
+    return {messages, timers, running};
+}
+
+} // namespace tarn::test

@@ -1,0 +1,171 @@
+// Parameter checks, JSON, digests and the system helpers.
+#include <cJSON.h>
+#include <openssl/evp.h>
+
+#include <cstdlib>
+#include <cstring>
+
+#include "failing_heap.h"
+#include "scripted_platform.h"
+#include "sweep.h"
+#include "tarn_conference/conf_digest.h"
+#include "tarn_conference/conf_json.h"
+#include "tarn_conference/conf_param.h"
+#include "tarn_conference/conf_system.h"
+
+namespace tarn::test {
+
+namespace {
+
+constexpr const char* kLong = "a text that does not fit into a string";
+cJSON* tree = nullptr;
+std::string text;
+EVP_MD_CTX* context = nullptr;
+
+const ConfJsonItem* items() {
+    static ConfJsonItem made[2] = {{CONF_JSON_TYPE_NUMBER, "n", {}}, {CONF_JSON_TYPE_STRING, "s", {}}};
+    made[0].number = 1;
+    made[1].string = kLong;
+    return made;
+}
+
+std::string shownTree() {
+    char* const printed = cJSON_PrintUnformatted(tree);
+    const std::string shown = printed == nullptr ? "" : printed;
+    std::free(printed);
+    return shown;
+}
+
+} // namespace
+
+std::vector<Subject> utilSubjects() {
+    Subject plain = {.prepare = [] { std::strcpy(outputs().text(), "  10.1.2.3 "); },
+                     .state = [] { return outputs().shown(); },
+                     .finish = [] {}};
+    const auto statistics = [](const char* name, auto call) {
+        return Operation{.name = name,
+                         .run = [=] { return call(outputs().text(), 1, 2); },
+                         .failure = 55,
+                         .partial = "what the platform has written stays"};
+    };
+    plain.operations = {
+        {.name = "ConfTrim",
+         .run =
+             [] {
+                 ConfTrim(outputs().text());
+                 return outputs().text() == std::string("10.1.2.3");
+             },
+         .success = 1,
+         .failure = 0,
+         .partial = "the end is trimmed when the beginning cannot be",
+         .tells = {"[ConfTrimLeft]secure func failed, err = 400!\n"}},
+        {.name = "ConfParamCheckValidIp",
+         .run = [] { return ConfParamCheckValidIp("::1"); },
+         .results = {{"MOSS_Inet_Pton", kEither}}},
+        {.name = "ConfParamCheckIpType",
+         .run = [] { return ConfParamCheckIpType("::1"); },
+         .success = 10,
+         .results = {{"MOSS_Inet_Pton", kEither}}},
+        {.name = "ConfMemGetMemRec",
+         .run = [] { return ConfMemGetMemRec("f", outputs().text()); },
+         .failure = 55,
+         .partial = "what the platform has written stays"},
+        statistics("ConfMemGetMemStatus", ConfMemGetMemStatus),
+        statistics("ConfMemGetMemScan", ConfMemGetMemScan),
+        statistics("ConfMemGetMemoryUseMonitor", ConfMemGetMemoryUseMonitor),
+    };
+
+    Subject json = {.prepare =
+                        [] {
+                            tree = cJSON_Parse((std::string(R"({"s":")") + kLong + R"(","o":{}})").c_str());
+                            text = "before";
+                        },
+                    .state = [] { return text + shownTree(); },
+                    .finish =
+                        [] {
+                            cJSON_Delete(tree);
+                            tree = nullptr;
+                            std::string().swap(text);
+                        },
+                    .heap = kOperatorNew | kJson};
+    constexpr const char* kAdded = "items that were added before stay";
+    const auto print = [](const char* name, const char* failed, auto call) {
+        return Operation{.name = name,
+                         .run = [=] { return call(); },
+                         .tells = {std::string(failed), "Create json object failed", "Print to string failed"}};
+    };
+    json.operations = {
+        {.name = "_Z13ConfJsonParsePKc",
+         .run =
+             [] {
+                 cJSON* const parsed = ConfJsonParse(R"({"a":[1,"b"]})");
+                 cJSON_Delete(parsed);
+                 return parsed != nullptr;
+             },
+         .success = 1,
+         .failure = 0,
+         .tells = {"ConfJsonParse input is not a valid json string"}},
+        {.name = "_Z17ConfJsonGetStringP5cJSONPKcNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE",
+         .run = [] { return ConfJsonGetString(tree, "s", "") == kLong; },
+         .success = 1,
+         .failure = 0,
+         .tells = {"[ConfJsonGetString]out of memory"}},
+        {.name = "_Z18ConfJsonReplaceStrRNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEEPKcS7_",
+         .run =
+             [] {
+                 ConfJsonReplaceStr(text, "before", kLong);
+                 return text == kLong;
+             },
+         .success = 1,
+         .failure = 0,
+         .tells = {"[ConfJsonReplaceStr]out of memory"}},
+        {.name = "_Z24ConfJsonAddMultipleItemsP5cJSONPK12ConfJsonItemj",
+         .run = [] { return ConfJsonAddMultipleItems(tree, items(), 2); },
+         .partial = kAdded,
+         .tells = {"Add number item key:n failed", "Add string item key:s failed"}},
+        {.name = "_Z35ConfJsonAddMultipleItemsToSubObjectP5cJSONPKcPK12ConfJsonItemj",
+         .run = [] { return ConfJsonAddMultipleItemsToSubObject(tree, "new", items(), 2); },
+         .partial = kAdded,
+         .tells = {"Can't get or create subObject new", "Add multiple items to subObject failed"}},
+        print("_Z34ConfJsonCreateAndPrintSingleNumberRNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEEPKcd",
+              "Add number item key:a rather long key failed",
+              [] { return ConfJsonCreateAndPrintSingleNumber(text, "a rather long key", 1); }),
+        print("_Z34ConfJsonCreateAndPrintSingleStringRNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEEPKcS7_",
+              "Add number item key:s failed", [] { return ConfJsonCreateAndPrintSingleString(text, "s", kLong); }),
+        print("_Z35ConfJsonCreateAndPrintMultipleItemsRNSt7__cxx1112basic_stringIcSt11char_"
+              "traitsIcESaIcEEEPK12ConfJsonItemj",
+              "Add multiple items to json failed",
+              [] { return ConfJsonCreateAndPrintMultipleItems(text, items(), 2); }),
+    };
+
+    Subject digests = {.prepare =
+                           [] {
+                               context = nullptr;
+                               EVP_MD_fetch(nullptr, "none", nullptr); // makes the thread's error queue
+                               ZOR_CRYPT_digestInit(&context, 1);
+                           },
+                       .state = [] { return outputs().shown(); },
+                       .finish = [] { EVP_MD_CTX_free(context); },
+                       .heap = kOpenssl};
+    const auto output = [] { return reinterpret_cast<unsigned char*>(outputs().text()); };
+    digests.operations = {
+        {.name = "ZOR_CRYPT_digest",
+         .run = [=] { return ZOR_CRYPT_digest(1, kLong, 20, output(), nullptr); },
+         .success = 1,
+         .failure = 0,
+         .keepsHeap = 1},
+        {.name = "ZOR_CRYPT_digestInit",
+         .run =
+             [] {
+                 EVP_MD_CTX* started = nullptr;
+                 const uint32_t result = ZOR_CRYPT_digestInit(&started, 1);
+                 EVP_MD_CTX_free(started);
+                 return result;
+             },
+         .success = 1,
+         .failure = 0},
+    };
+    return {plain, json, digests};
+}
+
+} // namespace tarn::test
