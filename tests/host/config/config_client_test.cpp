@@ -11,7 +11,9 @@ namespace {
 
 using namespace config_test;
 
-TEST(ConfigClient, RefusesWhatIsNoRecord) {
+class ConfigClient : public EmptyConfiguration {};
+
+TEST_F(ConfigClient, RefusesWhatIsNoRecord) {
     EXPECT_EQ(TarnOmConfigInit(0, nullptr, "Conf"), static_cast<uint32_t>(EINVAL));
     EXPECT_EQ(TarnOmConfigInit(0, "test", ""), static_cast<uint32_t>(EINVAL));
     EXPECT_EQ(put("Conf.a", "1"), static_cast<uint32_t>(ENOTCONN));
@@ -47,7 +49,7 @@ TEST(ConfigClient, RefusesWhatIsNoRecord) {
     EXPECT_EQ(TarnOmConfigStringMget(records, 2), static_cast<uint32_t>(EINVAL));
 }
 
-TEST(ConfigClient, KeepsTextsByteForByte) {
+TEST_F(ConfigClient, KeepsTextsByteForByte) {
     const Connection connection;
     const Pairs items = {{"Conf.keep.empty", ""},
                          {std::string(127, 'k'), std::string(1023, 'v')},
@@ -79,7 +81,7 @@ TEST(ConfigClient, KeepsTextsByteForByte) {
     EXPECT_EQ(status.st_mode & 0777U, 0600U);
 }
 
-TEST(ConfigClient, RefusesTextsThatDoNotFit) {
+TEST_F(ConfigClient, RefusesTextsThatDoNotFit) {
     ConfConfigOmRecord record = recordOf("key", "value");
     EXPECT_EQ(TarnOmConfigcopyStr2Key(&record.key, std::string(128, 'k').c_str()), static_cast<uint32_t>(EMSGSIZE));
     EXPECT_EQ(TarnOmConfigcopyStr2Val(&record.value, std::string(5000, 'v').c_str()), static_cast<uint32_t>(EMSGSIZE));
@@ -97,7 +99,7 @@ TEST(ConfigClient, RefusesTextsThatDoNotFit) {
     EXPECT_EQ(record.value.length, 20U);
 }
 
-TEST(ConfigClient, ListsAndRemovesForTools) {
+TEST_F(ConfigClient, ListsAndRemovesForTools) {
     const Connection connection;
     ASSERT_EQ(putAll({{"Conf.list.b", "2"}, {"Conf.list.a", "1"}, {"Conf.lisu", "3"}, {"Conf.list.c", "4"}}), 0U);
     EXPECT_EQ(TarnHostConfigRemove("Conf.list.c"), 0U);

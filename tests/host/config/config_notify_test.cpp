@@ -16,7 +16,9 @@ using namespace config_test;
 using testing::ElementsAre;
 using testing::SizeIs;
 
-TEST(ConfigNotify, GroupsTheRealChangesOfAWrite) {
+class ConfigNotify : public EmptyConfiguration {};
+
+TEST_F(ConfigNotify, GroupsTheRealChangesOfAWrite) {
     {
         const Connection before;
         ASSERT_EQ(put("Conf.group.old", "old"), 0U);
@@ -32,7 +34,7 @@ TEST(ConfigNotify, GroupsTheRealChangesOfAWrite) {
                             Pairs{{"Conf.group.b", "2"}, {"Conf.group.b", "3"}}, Pairs{{"Conf.group.b", ""}}));
 }
 
-TEST(ConfigNotify, ReachesAllProcessesInCommitOrder) {
+TEST_F(ConfigNotify, ReachesAllProcessesInCommitOrder) {
     constexpr int kWrites = 100;
     const Connection connection("Conf", remember);
     const auto writer = [](const std::string& name) {
@@ -78,7 +80,7 @@ TEST(ConfigNotify, ReachesAllProcessesInCommitOrder) {
 std::atomic<int> callsAfterEnd;
 std::atomic<bool> isEnded;
 
-TEST(ConfigNotify, IsSilentAfterTheEnd) {
+TEST_F(ConfigNotify, IsSilentAfterTheEnd) {
     const Connection writer("Writer");
     std::atomic<bool> isOver{false};
     std::thread changes([&] {
@@ -103,7 +105,7 @@ TEST(ConfigNotify, IsSilentAfterTheEnd) {
     EXPECT_EQ(callsAfterEnd, 0);
 }
 
-TEST(ConfigNotify, MayBeEndedFromWithin) {
+TEST_F(ConfigNotify, MayBeEndedFromWithin) {
     const Connection connection("Conf");
     const auto endIt = [](uint32_t msgId, uint32_t second, uint32_t third, ConfConfigOmNotify* notify) {
         EXPECT_EQ(put("Conf.within.y", "from within"), 0U);
@@ -118,7 +120,7 @@ TEST(ConfigNotify, MayBeEndedFromWithin) {
     EXPECT_THAT(remembered(1), ElementsAre(Pairs{{"Conf.within.x", "2"}}));
 }
 
-TEST(ConfigNotify, WatchesTellRemovals) {
+TEST_F(ConfigNotify, WatchesTellRemovals) {
     std::atomic<int> removals{0};
     TarnHostConfigWatch* watch = nullptr;
     const auto count = [](const TarnHostConfigChange* changes, uint32_t changed, void* argument) {
@@ -140,7 +142,7 @@ TEST(ConfigNotify, WatchesTellRemovals) {
 std::atomic<bool> isHeldUp;
 
 // Who falls behind the log of changes, or gets another file, learns the present values.
-TEST(ConfigNotify, CatchesUpWithPresentValues) {
+TEST_F(ConfigNotify, CatchesUpWithPresentValues) {
     const auto holdUp = [](uint32_t msgId, uint32_t second, uint32_t third, ConfConfigOmNotify* notify) {
         while (isHeldUp) {
             std::this_thread::sleep_for(std::chrono::milliseconds(1));

@@ -8,6 +8,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstring>
+#include <filesystem>
 #include <mutex>
 
 #include "tarn_host/host_process.h"
@@ -26,6 +27,12 @@ std::condition_variable rememberedMore;
 std::vector<Pairs> rememberedCalls;
 
 } // namespace
+
+void EmptyConfiguration::SetUp() {
+    for (const char* part : {"", "-wal", "-shm"}) {
+        std::filesystem::remove(databasePath() + part);
+    }
+}
 
 ConfConfigOmRecord recordOf(const std::string& key, const std::string& value) {
     ConfConfigOmRecord record = {};

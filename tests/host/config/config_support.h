@@ -1,6 +1,7 @@
 // What the configuration tests share: short calls, a callback that remembers, and child processes.
 #pragma once
 
+#include <gtest/gtest.h>
 #include <sys/types.h>
 
 #include <functional>
@@ -21,6 +22,12 @@ uint32_t put(const std::string& key, const std::string& value);
 uint32_t putAll(const Pairs& items);
 // Nothing for a key that is not held.
 std::optional<std::string> held(const std::string& key);
+
+// Begins a test without what an earlier one has written: a value that is held already is no change.
+class EmptyConfiguration : public testing::Test {
+ protected:
+    void SetUp() override;
+};
 
 // What `remember` was called with, one entry a call; only one at a time.
 void remember(uint32_t msgId, uint32_t second, uint32_t third, ConfConfigOmNotify* notify);

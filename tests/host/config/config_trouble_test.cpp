@@ -30,7 +30,9 @@ std::string readFile(const std::string& path) {
     return (std::ostringstream() << file.rdbuf()).str();
 }
 
-TEST(ConfigTrouble, KilledWritersLoseNothingForOthers) {
+class ConfigTrouble : public EmptyConfiguration {};
+
+TEST_F(ConfigTrouble, KilledWritersLoseNothingForOthers) {
     constexpr int kKills = 50;
     const Connection connection("Conf", remember);
     std::mt19937 random(5);
@@ -82,7 +84,7 @@ int commitAndDie() {
     return 0;
 }
 
-TEST(ConfigTrouble, AWriterKilledBeforeItTellsIsNoticed) {
+TEST_F(ConfigTrouble, AWriterKilledBeforeItTellsIsNoticed) {
     const Connection connection("Conf", remember);
     ASSERT_EQ(put("Conf.silent.before", "1"), 0U);
     remembered(1);
@@ -116,7 +118,7 @@ class CaughtErrors {
     int saved_;
 };
 
-TEST(ConfigTrouble, ALockedFileIsACode) {
+TEST_F(ConfigTrouble, ALockedFileIsACode) {
     const Connection connection;
     ASSERT_EQ(put("Conf.locked.x", "1"), 0U);
     int ready[2];
@@ -147,7 +149,7 @@ TEST(ConfigTrouble, ALockedFileIsACode) {
     close(ready[1]);
 }
 
-TEST(ConfigTrouble, AFileThatIsNoConfigurationIsLeftAlone) {
+TEST_F(ConfigTrouble, AFileThatIsNoConfigurationIsLeftAlone) {
     const Connection connection;
     ASSERT_EQ(put("Conf.spoiled.x", "1"), 0U);
     const std::string path = databasePath();
@@ -159,7 +161,7 @@ TEST(ConfigTrouble, AFileThatIsNoConfigurationIsLeftAlone) {
     std::string foreign = std::string(TarnHostDir()) + "/foreign.db";
     sqlite3* database = nullptr;
     ASSERT_EQ(sqlite3_open(foreign.c_str(), &database), SQLITE_OK);
-    ASSERT_EQ(sqlite3_exec(database, "CREATE TABLE other(x)", nullptr, nullptr, nullptr), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(database, "CREATE TABLE IF NOT EXISTS other(x)", nullptr, nullptr, nullptr), SQLITE_OK);
     sqlite3_close(database);
     const std::string contents[] = {std::string(8192, 'x'), readFile(away).substr(0, 300), readFile(foreign)};
     {
@@ -181,7 +183,7 @@ TEST(ConfigTrouble, AFileThatIsNoConfigurationIsLeftAlone) {
     EXPECT_EQ(held("Conf.spoiled.x"), "1");
 }
 
-TEST(ConfigTrouble, ForksStartDisconnectedWhileOthersWrite) {
+TEST_F(ConfigTrouble, ForksStartDisconnectedWhileOthersWrite) {
     const Connection connection("Conf", remember);
     std::atomic<bool> isOver{false};
     std::thread writer([&] {
