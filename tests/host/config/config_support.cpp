@@ -1,29 +1,17 @@
 #include "config/config_support.h"
 
-#include <gtest/gtest.h>
 #include <sqlite3.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <chrono>
-#include <condition_variable>
 #include <cstring>
 #include <filesystem>
 #include <mutex>
 
 #include "tarn_host/host_process.h"
 
-// The thread sanitizer ends a forked child that starts a thread, unless it is asked not to.
-extern "C" __attribute__((visibility("default"))) const char* __tsan_default_options();
-extern "C" const char* __tsan_default_options() {
-    return "die_after_fork=0";
-}
-
 namespace config_test {
 namespace {
 
 std::mutex rememberedMutex;
-std::condition_variable rememberedMore;
 std::vector<Pairs> rememberedCalls;
 
 } // namespace
@@ -72,7 +60,6 @@ void remember(uint32_t msgId, uint32_t /*second*/, uint32_t /*third*/, ConfConfi
     }
     const std::lock_guard lock(rememberedMutex);
     rememberedCalls.push_back(std::move(items));
-    rememberedMore.notify_all();
 }
 
 void forget() {
@@ -81,11 +68,13 @@ void forget() {
 }
 
 std::vector<Pairs> remembered(size_t calls) {
-    std::unique_lock lock(rememberedMutex);
-    // Not a steady clock: the thread sanitizer knows only the other wait.
-    rememberedMore.wait_until(lock, std::chrono::system_clock::now() + std::chrono::seconds(20),
-                              [&] { return rememberedCalls.size() >= calls; });
-    return rememberedCalls;
+    std::vector<Pairs> all;
+    comesTrue([&] {
+        const std::lock_guard lock(rememberedMutex);
+        all = rememberedCalls;
+        return all.size() >= calls;
+    });
+    return all;
 }
 
 Connection::Connection(const std::string& domain, OmConfigNotifyFunc callback) : domain_(domain) {
@@ -100,34 +89,19 @@ Connection::~Connection() {
     TarnOmConfigUnInit(domain_.c_str());
 }
 
-pid_t startChild(const std::function<int()>& body) {
-    const pid_t child = fork();
-    if (child == 0) {
-        _exit(body());
-    }
-    return child;
-}
-
-int waitForChild(pid_t child) {
-    int status = 0;
-    EXPECT_EQ(waitpid(child, &status, 0), child);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-}
-
 std::string databasePath() {
     return std::string(TarnHostDir()) + "/config.db";
 }
 
 std::string integrity() {
     sqlite3* database = nullptr;
-    sqlite3_stmt* check = nullptr;
-    std::string answer = "cannot be opened";
-    if (sqlite3_open(databasePath().c_str(), &database) == SQLITE_OK &&
-        sqlite3_prepare_v2(database, "PRAGMA integrity_check", -1, &check, nullptr) == SQLITE_OK &&
-        sqlite3_step(check) == SQLITE_ROW) {
-        answer = reinterpret_cast<const char*>(sqlite3_column_text(check, 0));
-    }
-    sqlite3_finalize(check);
+    std::string answer = "cannot be checked";
+    const auto take = [](void* text, int /*columns*/, char** values, char** /*names*/) {
+        *static_cast<std::string*>(text) = values[0];
+        return 0;
+    };
+    sqlite3_open(databasePath().c_str(), &database);
+    sqlite3_exec(database, "PRAGMA integrity_check", take, &answer, nullptr);
     sqlite3_close(database);
     return answer;
 }

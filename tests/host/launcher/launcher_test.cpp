@@ -14,11 +14,6 @@
 #include "tarn_host/host_launcher.h"
 #include "tarn_host/host_process.h"
 
-extern "C" __attribute__((visibility("default"))) const char* __tsan_default_options();
-extern "C" const char* __tsan_default_options() {
-    return "die_after_fork=0";
-}
-
 namespace {
 
 constexpr uint32_t kLongMs = 20000;

@@ -6,12 +6,6 @@
 #include <cstring>
 #include <thread>
 
-// Forked children of a threaded test process start threads of their own.
-extern "C" __attribute__((visibility("default"))) const char* __tsan_default_options();
-extern "C" const char* __tsan_default_options() {
-    return "die_after_fork=0";
-}
-
 namespace message_test {
 namespace {
 

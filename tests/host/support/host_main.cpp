@@ -6,6 +6,12 @@
 #include <filesystem>
 #include <string>
 
+// The thread sanitizer ends a forked child that starts a thread, unless it is asked not to.
+extern "C" __attribute__((visibility("default"))) const char* __tsan_default_options();
+extern "C" const char* __tsan_default_options() {
+    return "die_after_fork=0";
+}
+
 int main(int argc, char** argv) {
     testing::InitGoogleTest(&argc, argv);
     std::string directory = (std::filesystem::temp_directory_path() / "tarn-test-XXXXXX").string();

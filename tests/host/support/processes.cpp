@@ -1,0 +1,111 @@
+#include "support/processes.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <sstream>
+
+namespace tarn::test {
+
+pid_t startForked(const std::function<int()>& body) {
+    std::fflush(nullptr);
+    const pid_t child = fork();
+    if (child == 0) {
+        alarm(60);
+        const int code = body();
+        _exit(code == 0 && testing::Test::HasFailure() ? 1 : code);
+    }
+    EXPECT_GT(child, 0);
+    return child;
+}
+
+int endOf(pid_t child) {
+    int status = 0;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+}
+
+int runForked(const std::function<int()>& body) {
+    return endOf(startForked(body));
+}
+
+Child::Child(const std::function<bool()>& body) {
+    std::array<int, 2> ready = {-1, -1};
+    EXPECT_EQ(pipe2(ready.data(), O_CLOEXEC), 0);
+    const pid_t parent = getpid();
+    pid_ = startForked([&] {
+        close(ready[0]);
+        if (!body() || write(ready[1], "r", 1) != 1) {
+            return 1;
+        }
+        alarm(0);
+        while (getppid() == parent) {
+            usleep(100000);
+        }
+        return 0;
+    });
+    close(ready[1]);
+    char byte = 0;
+    EXPECT_EQ(read(ready[0], &byte, 1), 1) << "the child process failed";
+    close(ready[0]);
+}
+
+void Child::signal(int number) const {
+    kill(pid_, number);
+}
+
+void Child::end() {
+    if (pid_ > 0) {
+        kill(pid_, SIGKILL);
+        waitpid(pid_, nullptr, 0);
+        pid_ = -1;
+    }
+}
+
+CaughtErrors::CaughtErrors()
+    : file_(memfd_create("standard error", MFD_CLOEXEC)), saved_(fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3)) {
+    EXPECT_EQ(dup2(file_, STDERR_FILENO), STDERR_FILENO);
+}
+
+CaughtErrors::~CaughtErrors() {
+    dup2(saved_, STDERR_FILENO);
+    close(saved_);
+    close(file_);
+}
+
+std::string CaughtErrors::text() const {
+    std::string text;
+    std::array<char, 4096> part;
+    for (ssize_t got = 0; (got = pread(file_, part.data(), part.size(), static_cast<off_t>(text.size()))) > 0;) {
+        text.append(part.data(), static_cast<size_t>(got));
+    }
+    return text;
+}
+
+long CaughtErrors::mentions(const std::string& part) const {
+    return mentionsIn(text(), part);
+}
+
+std::vector<std::string> splitLines(const std::string& text) {
+    std::vector<std::string> lines;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);) {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+long mentionsIn(const std::string& text, const std::string& part) {
+    const std::vector<std::string> lines = splitLines(text);
+    return std::count_if(lines.begin(), lines.end(),
+                         [&part](const std::string& line) { return line.find(part) != std::string::npos; });
+}
+
+} // namespace tarn::test
