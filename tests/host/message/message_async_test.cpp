@@ -1,59 +1,58 @@
 // Asynchronous messages: they never wait, and stay in order with the calls of the same thread.
 #include <errno.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <cstring>
-#include <thread>
+#include <numeric>
 
 #include "message/message_support.h"
 
 namespace {
 
 using namespace message_test;
+using Numbers = std::vector<uint32_t>;
 
 constexpr size_t kMiB = size_t{1} << 20;
 
-bool receive() {
-    return OsMsgReceiverStart("listener", obey) == 0;
+uint32_t remember(uint32_t number, size_t size = sizeof(Order)) {
+    return post("listener", order(kRemember, number, size));
 }
 
-std::vector<uint32_t> recall() {
-    const Bytes bytes = call("listener", order(kRecall)).bytes();
-    std::vector<uint32_t> numbers(bytes.size() / sizeof(uint32_t));
-    if (!numbers.empty()) {
-        std::memcpy(numbers.data(), bytes.data(), bytes.size());
-    }
+Numbers recall() {
+    const Bytes bytes = call("listener", order(kRecall)).bytes;
+    Numbers numbers(bytes.size() / sizeof(uint32_t));
+    std::copy_n(bytes.begin(), bytes.size(), reinterpret_cast<uint8_t*>(numbers.data()));
     return numbers;
 }
 
-std::vector<uint32_t> countTo(uint32_t end) {
-    std::vector<uint32_t> numbers;
-    for (uint32_t i = 0; i < end; i++) {
-        numbers.push_back(i);
-    }
+Numbers countTo(uint32_t end) {
+    Numbers numbers(end);
+    std::iota(numbers.begin(), numbers.end(), 0U);
     return numbers;
 }
 
 TEST(MessagePost, StaysInOrderWithCalls) {
-    const Child listener(receive);
+    const Receiver listener("listener");
     uint32_t next = 0;
     for (int round = 0; round < 8; round++) {
         for (const size_t size : {size_t{8}, 3 * kMiB, size_t{100}, 5 * kMiB}) {
-            EXPECT_EQ(post("listener", order(kRemember, next++, size)), 0U);
+            EXPECT_EQ(remember(next++, size), 0U);
         }
         EXPECT_EQ(call("listener", order(kEcho)).code, 0U);
-        EXPECT_EQ(post("listener", order(kRemember, next++)), 0U);
+        EXPECT_EQ(remember(next++), 0U);
     }
     EXPECT_EQ(recall(), countTo(next));
 }
 
 TEST(MessagePost, NeverWaitsForAStuckReceiver) {
-    const Child listener(receive);
+    const Receiver listener("listener");
     ASSERT_EQ(call("listener", order(kEcho)).code, 0U);
     listener.signal(SIGSTOP);
     uint32_t sent = 0;
     uint32_t code = 0;
     // The bound is what ends this; a sender that waited would hang here.
-    while ((code = post("listener", order(kRemember, sent, 16 * kMiB))) == 0) {
+    while ((code = remember(sent, 16 * kMiB)) == 0) {
         sent++;
     }
     EXPECT_EQ(code, uint32_t{ENOBUFS});
@@ -61,69 +60,65 @@ TEST(MessagePost, NeverWaitsForAStuckReceiver) {
     EXPECT_EQ(call("listener", order(kEcho), 100).code, uint32_t{ETIMEDOUT}) << "it goes after what waits";
     listener.signal(SIGCONT);
     EXPECT_EQ(recall(), countTo(sent));
-    EXPECT_EQ(post("listener", order(kRemember, 7)), 0U) << "the room is free again";
-    EXPECT_EQ(recall(), std::vector<uint32_t>{7});
+    EXPECT_EQ(remember(7), 0U) << "the room is free again";
+    EXPECT_EQ(recall(), Numbers{7});
 }
 
 TEST(MessagePost, IsDeliveredThoughItsSenderEnds) {
-    const Child listener(receive);
+    const Receiver listener("listener");
     EXPECT_EQ(runForked([] {
-                  uint32_t failed = post("listener", order(kSleepThenEcho, 300));
+                  EXPECT_EQ(post("listener", order(kSleepThenEcho, 300)), 0U);
                   for (uint32_t i = 0; i < 4; i++) {
-                      failed |= post("listener", order(kRemember, i, 8 * kMiB));
+                      EXPECT_EQ(remember(i, 8 * kMiB), 0U);
                   }
-                  return static_cast<int>(failed);
+                  std::exit(HasFailure() ? 1 : 0); // As a normal process ends.
+                  return 1;
               }),
               0);
-    std::thread([] { EXPECT_EQ(post("listener", order(kRemember, 4, 16 * kMiB)), 0U); }).join();
+    inThreads(1, [](size_t /*thread*/) { EXPECT_EQ(remember(4, 16 * kMiB), 0U); });
     // Other connections may still be read when this one is.
-    std::vector<uint32_t> all;
-    for (int i = 0; i < 100 && all.size() < 5; i++) {
-        const std::vector<uint32_t> more = recall();
+    Numbers all;
+    EXPECT_TRUE(comesTrue([&] {
+        const Numbers more = recall();
         all.insert(all.end(), more.begin(), more.end());
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
+        return all.size() >= 5;
+    }));
     std::sort(all.begin(), all.end());
     EXPECT_EQ(all, countTo(5));
 }
 
 TEST(MessagePost, FailsOverToTheNextReceiver) {
-    Child first(receive);
-    EXPECT_EQ(post("listener", order(kRemember, 1)), 0U);
+    Receiver first("listener");
+    EXPECT_EQ(remember(1), 0U);
     first.end();
-    EXPECT_EQ(post("listener", order(kRemember, 2)), uint32_t{ECONNREFUSED});
-    const Child next(receive);
-    EXPECT_EQ(post("listener", order(kRemember, 3)), 0U);
-    EXPECT_EQ(recall(), std::vector<uint32_t>{3});
+    EXPECT_EQ(remember(2), uint32_t{ECONNREFUSED});
+    const Receiver next("listener");
+    EXPECT_EQ(remember(3), 0U);
+    EXPECT_EQ(recall(), Numbers{3});
 }
 
 // Each sends the other a large message for every large message it gets, from its message thread.
 void bounce(OsMsgRecord* record) {
     Order head = {};
     std::memcpy(&head, record->payload, sizeof head);
-    if (record->responseWanted == 1) {
-        obey(record);
-    } else if (head.argument != 0) {
-        const char* other = std::strcmp(record->receiverName, "ping") == 0 ? "pong" : "ping";
-        post(other, order(kEcho, head.argument - 1, 9 * kMiB));
-    } else {
-        post("listener", order(kRemember, 1));
+    if (head.argument == 0) {
+        remember(1);
+        return;
     }
+    const char* const other = std::strcmp(record->receiverName, "ping") == 0 ? "pong" : "ping";
+    post(other, order(kEcho, head.argument - 1, 9 * kMiB));
 }
 
 TEST(MessagePost, LargeMessagesBothWaysDoNotBlock) {
-    const Child listener(receive);
-    const Child ping([] { return OsMsgReceiverStart("ping", bounce) == 0; });
-    const Child pong([] { return OsMsgReceiverStart("pong", bounce) == 0; });
+    const Receiver listener("listener");
+    const Receiver ping("ping", bounce);
+    const Receiver pong("pong", bounce);
     for (int ball = 0; ball < 2; ball++) {
         EXPECT_EQ(post("ping", order(kEcho, 4, 9 * kMiB)), 0U);
         EXPECT_EQ(post("pong", order(kEcho, 4, 9 * kMiB)), 0U);
     }
     size_t arrived = 0;
-    for (int i = 0; i < 1000 && arrived < 4; i++) {
-        arrived += recall().size();
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
+    EXPECT_TRUE(comesTrue([&] { return (arrived += recall().size()) >= 4; }));
     EXPECT_EQ(arrived, 4U);
 }
 

@@ -1,18 +1,13 @@
 // Receivers: names, start and stop, lists, and forks.
 #include <errno.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <atomic>
-#include <cstring>
 #include <ctime>
 #include <filesystem>
-#include <fstream>
-#include <thread>
 
+#include "file/scratch_directory.h"
 #include "message/message_support.h"
-#include "tarn_host/host_process.h"
 
 namespace {
 
@@ -25,8 +20,12 @@ constexpr bool kThreadsAfterFork = false;
 constexpr bool kThreadsAfterFork = true;
 #endif
 
-bool receive() {
-    return OsMsgReceiverStart("server", obey) == 0;
+uint32_t echo(const char* name) {
+    return call(name, order(kEcho)).code;
+}
+
+uint32_t startInFork(const char* name) {
+    return static_cast<uint32_t>(runForked([&] { return static_cast<int>(OsMsgReceiverStart(name, obey)); }));
 }
 
 size_t openSockets() {
@@ -40,54 +39,45 @@ size_t openSockets() {
 }
 
 TEST(MessageReceiver, HoldsItsNameAlone) {
-    EXPECT_EQ(OsMsgReceiverStart(nullptr, obey), uint32_t{EINVAL});
     EXPECT_EQ(OsMsgReceiverStart("server", nullptr), uint32_t{EINVAL});
-    EXPECT_EQ(OsMsgReceiverStart("../server", obey), uint32_t{EINVAL});
-    EXPECT_EQ(OsMsgReceiverStart("sixteen-letters!", obey), uint32_t{EINVAL});
+    for (const char* name : {static_cast<const char*>(nullptr), "../server", "sixteen-letters!"}) {
+        EXPECT_EQ(OsMsgReceiverStart(name, obey), uint32_t{EINVAL});
+    }
     EXPECT_EQ(OsMsgReceiverStop("server"), uint32_t{ENOENT});
     ASSERT_EQ(OsMsgReceiverStart("server", obey), 0U);
     EXPECT_EQ(OsMsgReceiverStart("server", obey), uint32_t{EADDRINUSE});
-    EXPECT_EQ(runForked([] { return static_cast<int>(OsMsgReceiverStart("server", obey)); }), EADDRINUSE);
-    EXPECT_EQ(call("server", order(kEcho)).code, 0U) << "the attempts left it alone";
+    EXPECT_EQ(startInFork("server"), uint32_t{EADDRINUSE});
+    EXPECT_EQ(echo("server"), 0U) << "the attempts left it alone";
     EXPECT_EQ(OsMsgReceiverStop("server"), 0U);
-    EXPECT_EQ(call("server", order(kEcho)).code, uint32_t{ECONNREFUSED});
-    for (const char* suffix : {".socket", ".lock"}) {
-        EXPECT_FALSE(std::filesystem::exists(std::string(TarnHostDir()) + "/msg/server" + suffix));
-    }
+    EXPECT_EQ(echo("server"), uint32_t{ECONNREFUSED});
+    EXPECT_FALSE(std::filesystem::exists(messageFile("server.socket")));
+    EXPECT_FALSE(std::filesystem::exists(messageFile("server.lock")));
     struct stat status = {};
-    ASSERT_EQ(stat((std::string(TarnHostDir()) + "/msg").c_str(), &status), 0);
+    ASSERT_EQ(stat(messageFile("").c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 0777U, 0700U);
 }
 
 TEST(MessageReceiver, StopsInsideItsCallback) {
     ASSERT_EQ(OsMsgReceiverStart("server", obey), 0U);
     EXPECT_EQ(call("server", order(kStop)).number(), 0U) << "the record being handled is still answered";
-    EXPECT_EQ(call("server", order(kEcho)).code, uint32_t{ECONNREFUSED});
+    EXPECT_EQ(echo("server"), uint32_t{ECONNREFUSED});
     ASSERT_EQ(OsMsgReceiverStart("server", obey), 0U);
     EXPECT_EQ(OsMsgReceiverStop("server"), 0U);
 }
 
 TEST(MessageReceiver, StopTellsWaitingSenders) {
     ASSERT_EQ(OsMsgReceiverStart("server", obey), 0U);
-    std::thread handled([] { EXPECT_EQ(call("server", order(kSleepThenEcho, 300)).code, 0U); });
+    const std::jthread handled([] { EXPECT_EQ(call("server", order(kSleepThenEcho, 300)).code, 0U); });
     usleep(100000);
-    std::vector<std::thread> waiting;
-    for (int i = 0; i < 3; i++) {
-        waiting.emplace_back([] { EXPECT_EQ(call("server", order(kEcho)).code, uint32_t{ECONNRESET}); });
-    }
+    const std::jthread waiting([] { inThreads(3, [](size_t) { EXPECT_EQ(echo("server"), uint32_t{ECONNRESET}); }); });
     usleep(100000);
     EXPECT_EQ(OsMsgReceiverStop("server"), 0U);
-    handled.join();
-    for (std::thread& thread : waiting) {
-        thread.join();
-    }
 }
 
 TEST(MessageReceiver, IsListed) {
     ASSERT_EQ(OsMsgReceiverStart("own", obey), 0U);
-    const Child server(receive);
-    const std::string stale = std::string(TarnHostDir()) + "/msg/stale.lock";
-    std::ofstream(stale) << "1\n";
+    const Receiver server("server");
+    writeFile(messageFile("stale.lock"), "1\n");
     TarnHostReceiver all[4] = {};
     uint32_t count = 0;
     EXPECT_EQ(TarnHostReceiverList(all, 4, &count), 0U);
@@ -104,80 +94,62 @@ TEST(MessageReceiver, IsListed) {
     EXPECT_EQ(TarnHostReceiverList(nullptr, 1, &count), uint32_t{EINVAL});
     EXPECT_EQ(TarnHostReceiverList(all, 1, nullptr), uint32_t{EINVAL});
     // Listing opens lock files; it must not have dropped our own.
-    EXPECT_EQ(runForked([] { return static_cast<int>(OsMsgReceiverStart("own", obey)); }), EADDRINUSE);
+    EXPECT_EQ(startInFork("own"), uint32_t{EADDRINUSE});
     EXPECT_EQ(OsMsgReceiverStop("own"), 0U);
-    std::filesystem::remove(stale);
+    std::filesystem::remove(messageFile("stale.lock"));
 }
 
 TEST(MessageReceiver, AForkedChildStartsClean) {
-    const Child server(receive);
+    const Receiver server("server");
     ASSERT_EQ(OsMsgReceiverStart("own", obey), 0U);
-    ASSERT_EQ(call("server", order(kEcho)).code, 0U);
-    ASSERT_EQ(call("own", order(kEcho)).code, 0U);
+    ASSERT_EQ(echo("server"), 0U);
+    ASSERT_EQ(echo("own"), 0U);
     EXPECT_EQ(runForked([] {
                   EXPECT_EQ(openSockets(), 0U);
                   EXPECT_EQ(OsMsgReceiverStop("own"), uint32_t{ENOENT});
-                  EXPECT_EQ(call("server", order(kEcho)).code, 0U);
-                  EXPECT_EQ(call("own", order(kEcho)).code, 0U);
+                  EXPECT_EQ(echo("server"), 0U);
+                  EXPECT_EQ(echo("own"), 0U);
                   if (kThreadsAfterFork) {
                       EXPECT_EQ(OsMsgReceiverStart("childs", obey), 0U);
-                      EXPECT_EQ(call("childs", order(kEcho)).code, 0U);
+                      EXPECT_EQ(echo("childs"), 0U);
                       EXPECT_EQ(OsMsgReceiverStop("childs"), 0U);
                   }
-                  return testing::Test::HasFailure() ? 1 : 0;
+                  return 0;
               }),
               0);
-    EXPECT_EQ(call("server", order(kEcho)).code, 0U);
+    EXPECT_EQ(echo("server"), 0U);
     EXPECT_EQ(OsMsgReceiverStop("own"), 0U);
 }
 
 // Forks beside threads that send, start and stop; the children must neither hang nor disturb them.
 TEST(MessageReceiver, ForksBesideBusyThreads) {
-    const Child server(receive);
-    std::atomic<bool> over = false;
-    std::vector<std::thread> threads;
-    threads.emplace_back([&] {
-        while (!over) {
-            EXPECT_EQ(OsMsgReceiverStart("own", obey), 0U);
-            EXPECT_EQ(call("own", order(kEcho)).code, 0U);
-            EXPECT_EQ(OsMsgReceiverStop("own"), 0U);
-        }
+    const Receiver server("server");
+    const std::jthread restarting = meanwhile([] {
+        EXPECT_EQ(OsMsgReceiverStart("own", obey), 0U);
+        EXPECT_EQ(echo("own"), 0U);
+        EXPECT_EQ(OsMsgReceiverStop("own"), 0U);
     });
-    threads.emplace_back([&] {
-        while (!over) {
-            std::thread([] { EXPECT_EQ(call("server", order(kEcho, 0, 9000)).code, 0U); }).join();
-        }
-    });
+    // A new thread has a connection of its own.
+    const std::jthread sending =
+        meanwhile([] { inThreads(1, [](size_t) { EXPECT_EQ(call("server", order(kEcho, 0, 9000)).code, 0U); }); });
     for (int i = 0; i < 20; i++) {
-        const pid_t pid = fork();
-        if (pid == 0) {
-            alarm(20);
-            _exit(static_cast<int>(call("server", order(kEcho), 10000).code));
-        }
-        int status = -1;
-        waitpid(pid, &status, 0);
-        EXPECT_EQ(status, 0);
-    }
-    over = true;
-    for (std::thread& thread : threads) {
-        thread.join();
+        EXPECT_EQ(runForked([] { return static_cast<int>(call("server", order(kEcho), 10000).code); }), 0);
     }
 }
 
+// The child returns into the parent's receiver, which must not go on there.
 void forkInside(OsMsgRecord* record) {
     const pid_t pid = fork();
-    if (pid == 0) {
-        return; // Into the parent's receiver, which must not go on here.
+    if (pid != 0) {
+        const int code = endOf(pid);
+        OsMsgSynSendResp(record, &code, sizeof code);
     }
-    int status = -1;
-    waitpid(pid, &status, 0);
-    OsMsgSynSendResp(record, &status, sizeof status);
 }
 
 TEST(MessageReceiver, AChildForkedInTheCallbackDoesNotServe) {
     ASSERT_EQ(OsMsgReceiverStart("forker", forkInside), 0U);
     for (int i = 0; i < 2; i++) {
-        EXPECT_EQ(call("forker", order(kEcho)).number(), 256U) << "the child's exit code is 1";
+        EXPECT_EQ(call("forker", order(kEcho)).number(), 1U) << "the child's exit code";
     }
     EXPECT_EQ(OsMsgReceiverStop("forker"), 0U);
 }

@@ -15,27 +15,14 @@ void echo(OsMsgRecord* record) {
     OsMsgSynSendResp(record, record->payload, record->payloadLength);
 }
 
-OsMsgRecord recordFor(const char* name) {
-    static char text[] = "hello";
-    OsMsgRecord record = {};
-    record.kind = 1;
-    std::strncpy(record.senderName, "stranger", sizeof record.senderName - 1);
-    std::strncpy(record.receiverName, name, sizeof record.receiverName - 1);
-    record.payload = text;
-    record.payloadLength = sizeof text;
-    return record;
-}
-
-uint32_t callOnce(const char* name) {
-    OsMsgRecord record = recordFor(name);
+uint32_t callOnce(OsMsgRecord record) {
     OsMsgRecord* answer = nullptr;
     const uint32_t code = OsMsgSynSend(&record, &answer, 10000);
     OsMsgSynRespFree(answer);
     return code;
 }
 
-uint32_t postOften(const char* name) {
-    const OsMsgRecord record = recordFor(name);
+uint32_t postOften(const OsMsgRecord& record) {
     uint32_t code = 0;
     for (int i = 0; i < 1000 && code == 0; i++) {
         code = OsMsgAsynSend(&record);
@@ -44,20 +31,20 @@ uint32_t postOften(const char* name) {
     return code;
 }
 
-uint32_t aloneOnce() {
-    const uint32_t started = OsMsgReceiverStart("alone", echo);
-    return started != 0 ? started : callOnce("alone") | OsMsgReceiverStop("alone");
-}
-
 } // namespace
 
 int main(int argc, char** argv) {
-    const std::string_view what = argc > 1 ? argv[1] : "";
-    if (what == "call" && argc == 3) {
-        return static_cast<int>(callOnce(argv[2]));
+    const std::string_view way = argc > 1 ? argv[1] : "";
+    char text[] = "hello";
+    OsMsgRecord record = {};
+    record.kind = 1;
+    std::strcpy(record.senderName, "stranger");
+    std::strncpy(record.receiverName, way == "alone" || argc < 3 ? "alone" : argv[2], sizeof record.receiverName - 1);
+    record.payload = text;
+    record.payloadLength = sizeof text;
+    if (way == "post") {
+        return static_cast<int>(postOften(record));
     }
-    if (what == "post" && argc == 3) {
-        return static_cast<int>(postOften(argv[2]));
-    }
-    return what == "alone" ? static_cast<int>(aloneOnce()) : 255;
+    const uint32_t started = way == "alone" ? OsMsgReceiverStart("alone", echo) : 0;
+    return static_cast<int>(started != 0 ? started : callOnce(record));
 }

@@ -1,42 +1,21 @@
-// Processes and records for the message tests.
+// Receivers and records for the message tests.
 #pragma once
 
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <sys/types.h>
 
 #include <chrono>
 #include <cstdint>
-#include <functional>
-#include <memory>
 #include <string>
 #include <vector>
 
+#include "support/processes.h"
 #include "tarn_host/host_message.h"
 
 namespace message_test {
 
+using namespace tarn::test;
 using Bytes = std::vector<uint8_t>;
-
-// A forked process. It runs `body`, says that it is ready when that returns true, and sleeps; or ends with failure.
-class Child {
- public:
-    explicit Child(const std::function<bool()>& body);
-    Child(const Child&) = delete;
-    Child& operator=(const Child&) = delete;
-    ~Child();
-
-    pid_t pid() const { return pid_; }
-    void signal(int number) const { kill(pid_, number); }
-    // Kills it and waits for its end.
-    void end();
-
- private:
-    pid_t pid_ = -1;
-};
-
-// Runs `body` in a forked process to its end and returns what it returned; -1 when it died.
-int runForked(const std::function<int()>& body);
 
 // What the callback `obey` is asked for, in the first bytes of a payload.
 enum Command : uint32_t {
@@ -46,7 +25,7 @@ enum Command : uint32_t {
     kDie,           // Is killed inside the callback.
     kRemember,      // Appends `argument` to the process's list of numbers.
     kRecall,        // Answers with that list and empties it.
-    kAnswerTwice,   // Answers with the code of the second answer.
+    kAnswerTwice,   // Remembers the code of the second answer.
     kCallSelf,      // Answers with the code of a call to its own receiver.
     kStop,          // Stops its receiver inside the callback and answers with the code.
 };
@@ -61,21 +40,25 @@ void obey(OsMsgRecord* record);
 
 Bytes order(Command command, uint32_t argument = 0, size_t size = sizeof(Order));
 
-struct AnswerFree {
-    void operator()(OsMsgRecord* answer) const { OsMsgSynRespFree(answer); }
+// A process that receives.
+struct Receiver : Child {
+    explicit Receiver(const char* name, void (*onRecord)(OsMsgRecord*) = obey)
+        : Child([=] { return OsMsgReceiverStart(name, onRecord) == 0; }) {}
 };
-using AnswerPointer = std::unique_ptr<OsMsgRecord, AnswerFree>;
 
 struct Result {
     uint32_t code;
-    AnswerPointer answer;
-    Bytes bytes() const;
-    uint32_t number() const; // The answer's first four bytes.
+    OsMsgRecord answer; // Its payload is gone.
+    Bytes bytes;
+    uint32_t number() const; // The first four bytes.
 };
 
 OsMsgRecord makeRecord(const std::string& receiver, Bytes& payload, uint32_t kind = 1);
 Result call(const std::string& receiver, Bytes payload, uint32_t timeoutMs = 20000, uint32_t kind = 1);
 uint32_t post(const std::string& receiver, Bytes payload);
+
+// Below the directory of the messages.
+std::string messageFile(const std::string& name);
 
 // Milliseconds that `body` takes.
 template <typename Body>
