@@ -2,11 +2,11 @@
 #include <openssl/err.h>
 #include <openssl/ssl.h>
 
-#include <cstdlib>
 #include <filesystem>
 
-#include "cert/pki.h"
+#include "cert/scripted_openssl.h"
 #include "failing_heap.h"
+#include "pki.h"
 #include "scripted_certificate.h"
 #include "scripted_path.h"
 #include "scripted_platform.h"
@@ -36,7 +36,6 @@ struct Device {
         writeFile(scratch() / "certificate", pem(root.certificate));
         writeFile(scratch() / "key", pem(key));
         writeFile(scratch() / scriptedCertificateId(pem(root.certificate)), pem(key));
-        setenv("TARN_TEST_ENGINE_KEYS", scratch().path().c_str(), 1);
     }
 
     // Type 0 has its key in a file, type 2 with the engine.
@@ -88,6 +87,7 @@ std::vector<Subject> certSubjects() {
     Subject subject = {.prepare =
                            [] {
                                device().serve();
+                               ScriptedEngine::get().keyDirectory = scratch().path();
                                ConfOmCertCallback(OM_CERT_EVENT_SERVICE, 0x103);
                                ConfCertNotifyCallback([](uint32_t) { ++outputs().number; });
                                ConfCertUpdateNotifyCallback([] { ++outputs().number; });
@@ -97,6 +97,7 @@ std::vector<Subject> certSubjects() {
                            [] {
                                ConfCertNotifyCallback(nullptr);
                                ConfCertUpdateNotifyCallback(nullptr);
+                               ScriptedEngine::get().unload();
                                scriptedPaths() = {};
                            },
                        .heap = kOperatorNew};
@@ -121,14 +122,12 @@ std::vector<Subject> certSubjects() {
                          .results = {{kEveryCall, 0}},
                          .partial = kLogged};
     };
-    const auto loads = [](const char* name, uint32_t (*fill)(SSL_CTX*), std::map<std::string, uint64_t> results,
-                          bool ownProcess = false) {
+    const auto loads = [](const char* name, uint32_t (*fill)(SSL_CTX*), std::map<std::string, uint64_t> results) {
         return Operation{.name = name,
                          .run = [=] { return onContext(fill); },
                          .failure = kRefused,
                          .results = std::move(results),
-                         .partial = kDiscarded,
-                         .ownProcess = ownProcess};
+                         .partial = kDiscarded};
     };
     const auto loadCa = [](SSL_CTX* context) {
         ConfCaCertEntry list[1] = {};
@@ -176,9 +175,8 @@ std::vector<Subject> certSubjects() {
              {{kEveryCall, 0}, {"strcpy_s", kEither}, {"OsOpenDir", kRefused}, {"TarnOmCertGetCertPath", kRefused}},
          .partial = "an entry that fails is left out"},
         loads("ConfLoadServerCert", [](SSL_CTX* context) { return ConfLoadServerCert(context, 0); }, {}),
-        loads(
-            "ConfLoadServerCert/engine", [](SSL_CTX* context) { return ConfLoadServerCert(context, 2); },
-            {{"OsMutexLock", 0}, {"ENGINE_by_id", kEither}}, true),
+        loads("ConfLoadServerCert/engine", [](SSL_CTX* context) { return ConfLoadServerCert(context, 2); },
+              {{"OsMutexLock", 0}, {"ENGINE_by_id", kEither}}),
         loads("ConfCertLoadAllCaCert", loadCa, {{kEveryCall, 0}}),
         loads("ConfCertLoadOneCaCert", loadCa, {{kEveryCall, 0}}),
         loads("ConfAddCancelCrlToSslctx", ConfAddCancelCrlToSslctx,
