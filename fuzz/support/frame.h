@@ -13,7 +13,7 @@ namespace tarn::fuzz {
 
 using Bytes = std::vector<uint8_t>;
 
-enum FrameType : uint16_t { kHello = 1, kCall = 2, kPost = 3, kAnswer = 4, kFailure = 5 };
+enum FrameType : uint16_t { kHello = 1, kCall = 2, kPost = 3, kAnswer = 4, kFailure = 5, kAccount = 6 };
 
 struct WireHeader {
     uint32_t magic = 0x4D4E5254;

@@ -1,5 +1,6 @@
-// The answering side of the host platform's sockets: a receiver that answers a call with frames, whole, broken and in
-// pieces. What the caller gets is what plain reading of the same bytes finds, and later calls are none the worse.
+// The answering side of the host platform's sockets: a receiver that answers a call, or the question for the account of
+// its memory, with frames, whole, broken and in pieces. What the caller gets is what plain reading of the same bytes
+// finds, and later calls are none the worse.
 #include <cerrno>
 #include <cstring>
 #include <thread>
@@ -7,6 +8,7 @@
 #include "frame.h"
 #include "host_run.h"
 #include "target.h"
+#include "tarn_host/host_memory.h"
 #include "tarn_platform/os_memory.h"
 
 namespace {
@@ -42,7 +44,7 @@ bool serve(const Socket& connection, Peer& peer) {
         if (request->header.type == kHello) {
             continue;
         }
-        const uint8_t call = request->payload.at(0);
+        const uint8_t call = request->header.type == kAccount ? uint8_t{kFuzzed} : request->payload.at(0);
         if (call == kFuzzed) {
             ++peer.fuzzedCalls;
             connection.send(peer.answer, peer.piece);
@@ -129,6 +131,72 @@ void checkFuzzedCall(const Bytes& bytes, uint32_t kind) {
     OsMsgSynRespFree(answer);
 }
 
+struct Site {
+    TarnHostMemorySite site;
+    std::string name;
+};
+
+// The site's head on the wire: its name follows.
+struct SiteHead {
+    uint32_t line;
+    uint32_t nameBytes;
+    uint64_t counts[5];
+};
+
+// Whether the payload is an account, and its sites.
+bool readAccount(std::span<const uint8_t> bytes, std::vector<Site>& sites) {
+    constexpr uint32_t kLongestName = 4096;
+    if (bytes.size() < sizeof(TarnHostMemoryStatus)) {
+        return false;
+    }
+    bytes = bytes.subspan(sizeof(TarnHostMemoryStatus));
+    while (!bytes.empty()) {
+        SiteHead head = {};
+        if (bytes.size() < sizeof head) {
+            return false;
+        }
+        std::memcpy(&head, bytes.data(), sizeof head);
+        bytes = bytes.subspan(sizeof head);
+        if (head.nameBytes > kLongestName || head.nameBytes > bytes.size()) {
+            return false;
+        }
+        Site site = {{}, std::string(asText(bytes.first(head.nameBytes)))};
+        site.site.line = head.line;
+        site.site.totalBytes = head.counts[4];
+        sites.push_back(std::move(site));
+        bytes = bytes.subspan(head.nameBytes);
+    }
+    return true;
+}
+
+void keepSite(const TarnHostMemorySite* site, void* sites) {
+    static_cast<std::vector<Site>*>(sites)->push_back({*site, site->fileName});
+}
+
+void checkAccount(const Bytes& bytes) {
+    Frame frame;
+    std::vector<Site> wanted;
+    uint32_t code = expected(bytes, 0, frame);
+    if (code == 0 && !readAccount(frame.payload, wanted)) {
+        code = EPROTO;
+    }
+    TarnHostMemoryStatus status;
+    std::memset(&status, 0x5A, sizeof status);
+    const TarnHostMemoryStatus before = status;
+    std::vector<Site> sites;
+    FUZZ_CHECK(TarnHostMemoryOf(kName, kTimeoutMs, &status, keepSite, &sites) == code);
+    if (code != 0) {
+        FUZZ_CHECK(sites.empty() && std::memcmp(&status, &before, sizeof status) == 0);
+        return;
+    }
+    FUZZ_CHECK(std::memcmp(&status, frame.payload.data(), sizeof status) == 0 && sites.size() == wanted.size());
+    for (size_t i = 0; i < sites.size(); ++i) {
+        FUZZ_CHECK(sites[i].name == wanted[i].name.c_str()); // NOLINT(readability-redundant-string-cstr): up to a NUL
+        FUZZ_CHECK(sites[i].site.line == wanted[i].site.line);
+        FUZZ_CHECK(sites[i].site.totalBytes == wanted[i].site.totalBytes);
+    }
+}
+
 void fuzzAnswer(std::span<const uint8_t> bytes) {
     useHostDirectory();
     static const Socket listening = listenAs(kName);
@@ -143,12 +211,17 @@ void fuzzAnswer(std::span<const uint8_t> bytes) {
     if (manner % 4 == 3) {
         sent.resize(sent.size() / 2);
     }
-    Peer peer = {listening, sent, manner / 4U, 0};
+    constexpr uint8_t kAsksForAccount = 0x80;
+    Peer peer = {listening, sent, manner / 4U % 32U, 0};
     std::thread thread([&] {
         while (serve(acceptFrom(listening), peer)) {
         }
     });
-    checkFuzzedCall(sent, kind);
+    if ((manner & kAsksForAccount) != 0) {
+        checkAccount(sent);
+    } else {
+        checkFuzzedCall(sent, kind);
+    }
     // What is left of the broken answer may fail the next call, but no more than that one.
     OsMsgRecord* answer = nullptr;
     call(kNext, kind, answer);

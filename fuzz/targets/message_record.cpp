@@ -111,7 +111,7 @@ void fuzzMessageRecord(std::span<const uint8_t> bytes) {
     const bool attaches = handler == attach || handler == readConfig;
     const bool refused = (choice & 4U) != 0;
     OsMsgRecord record = {};
-    // Who attaches a block is called with a kind that says so; an own loss when not.
+    // Who attaches a block is called with the kind that says so.
     record.kind = attaches ? CONF_MSG_KIND_ANSWER_BLOCK : input.byte();
     record.responseWanted = (choice & 8U) != 0 ? 1 : input.byte();
     const std::span<const uint8_t> content = input.rest();
