@@ -1,75 +1,17 @@
 #include "log/log_files.h"
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <algorithm>
 #include <array>
-#include <cstdio>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 
+#include "file/scratch_directory.h"
 #include "tarn_host/host_log.h"
 #include "tarn_host/host_process.h"
 
 namespace tarn::test {
 namespace {
-
-std::vector<std::string> split(const std::string& text) {
-    std::vector<std::string> lines;
-    std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line);) {
-        lines.push_back(line);
-    }
-    return lines;
-}
-
-} // namespace
-
-uint16_t createLog(const char* name, uint32_t fileCount, uint32_t maxFileBytes, uint32_t recordBytes) {
-    OmLogCreationRecord creation = {recordBytes, fileCount, maxFileBytes, {}};
-    std::strncpy(creation.name, name, sizeof creation.name - 1);
-    ConfLogInfo info = {0, name};
-    EXPECT_EQ(TarnOmLogClientInit("T", 1), 0U);
-    EXPECT_EQ(TarnOmLogCreateLog(&creation, &info), 0U);
-    return info.fileId;
-}
-
-void writeRecord(uint16_t fileId, const std::string& text) {
-    TarnOmLogModuleLogRecord(1, fileId, "log_test", 8, 7, "%s", text.c_str());
-}
-
-std::string logDirectory() {
-    std::array<char, 512> path = {};
-    EXPECT_EQ(TarnHostLogDirectory(nullptr, path.data(), path.size()), 0U);
-    return std::string(path.data()) + "/";
-}
-
-std::string readFile(const std::string& path) {
-    std::ifstream stream(path, std::ios::binary);
-    std::ostringstream text;
-    text << stream.rdbuf();
-    return text.str();
-}
-
-std::vector<std::string> linesOf(const std::string& path) {
-    return split(readFile(path));
-}
-
-std::vector<std::string> allLinesOf(const std::string& path) {
-    int oldest = 0;
-    while (std::filesystem::exists(path + "." + std::to_string(oldest + 1))) {
-        ++oldest;
-    }
-    std::string text;
-    for (int number = oldest; number > 0; --number) {
-        text += readFile(path + "." + std::to_string(number));
-    }
-    return split(text + readFile(path));
-}
 
 std::string textOf(const std::string& line) {
     size_t start = 0;
@@ -83,45 +25,71 @@ std::string textOf(const std::string& line) {
     return line.substr(start);
 }
 
-std::vector<std::string> textsOf(const std::vector<std::string>& lines) {
-    std::vector<std::string> texts;
-    std::transform(lines.begin(), lines.end(), std::back_inserter(texts), textOf);
+} // namespace
+
+std::string LogFile::path() const {
+    return logDirectory() + name;
+}
+
+void LogFile::write(const std::string& text) const {
+    TarnOmLogModuleLogRecord(1, id, "log_test", 8, 7, "%s", text.c_str());
+}
+
+void LogFile::writeMany(const std::string& word, int count) const {
+    for (int i = 0; i < count; ++i) {
+        write(word + " " + std::to_string(i));
+    }
+}
+
+std::string LogFile::last() const {
+    return textOf(linesOf(path()).back());
+}
+
+LogFile createLog(const char* name, uint32_t fileCount, uint32_t maxFileBytes, uint32_t recordBytes) {
+    OmLogCreationRecord creation = {recordBytes, fileCount, maxFileBytes, {}};
+    std::strncpy(creation.name, name, sizeof creation.name - 1);
+    ConfLogInfo info = {0, name};
+    EXPECT_EQ(TarnOmLogClientInit("T", 1), 0U);
+    EXPECT_EQ(TarnOmLogCreateLog(&creation, &info), 0U);
+    return {name, info.fileId};
+}
+
+std::string logDirectory(const char* process) {
+    std::array<char, 512> path = {};
+    EXPECT_EQ(TarnHostLogDirectory(process, path.data(), path.size()), 0U);
+    return std::string(path.data()) + "/";
+}
+
+std::vector<std::string> linesOf(const std::string& path) {
+    return splitLines(readFile(path));
+}
+
+std::vector<std::string> textsOf(const std::string& path) {
+    std::vector<std::string> texts = linesOf(path);
+    for (std::string& line : texts) {
+        line = textOf(line);
+    }
     return texts;
 }
 
-long ChildResult::mentions(const std::string& part) const {
-    const std::vector<std::string> lines = split(standardError);
-    return std::count_if(lines.begin(), lines.end(),
-                         [&part](const std::string& line) { return line.find(part) != std::string::npos; });
+std::vector<std::string> allTextsOf(const std::string& path) {
+    std::vector<std::string> all = textsOf(path);
+    for (int number = 1; std::filesystem::exists(path + "." + std::to_string(number)); ++number) {
+        const std::vector<std::string> older = textsOf(path + "." + std::to_string(number));
+        all.insert(all.begin(), older.begin(), older.end());
+    }
+    return all;
 }
 
-ChildResult runChild(const char* name, const std::function<void()>& body) {
-    std::array<int, 2> pipeEnds = {};
-    if (pipe(pipeEnds.data()) != 0) {
-        ADD_FAILURE() << "no pipe";
-        return {0, -1, {}};
-    }
-    std::fflush(stdout);
-    const pid_t child = fork();
-    if (child == 0) {
-        close(pipeEnds[0]);
-        dup2(pipeEnds[1], STDERR_FILENO);
-        close(pipeEnds[1]);
-        alarm(60);
+Ended runChild(const char* name, const std::function<void()>& body, int expectedEnd) {
+    const CaughtErrors errors;
+    const pid_t child = startForked([&] {
         EXPECT_EQ(TarnHostSetProcessName(name), 0U);
         body();
-        std::fflush(stdout);
-        _exit(testing::Test::HasFailure() ? 1 : 0);
-    }
-    close(pipeEnds[1]);
-    ChildResult result = {child, 0, {}};
-    std::array<char, 4096> buffer;
-    for (ssize_t got = 0; (got = read(pipeEnds[0], buffer.data(), buffer.size())) > 0;) {
-        result.standardError.append(buffer.data(), static_cast<size_t>(got));
-    }
-    close(pipeEnds[0]);
-    EXPECT_EQ(waitpid(child, &result.status, 0), child);
-    return result;
+        return 0;
+    });
+    EXPECT_EQ(endOf(child), expectedEnd) << errors.text();
+    return {child, errors.text()};
 }
 
 } // namespace tarn::test

@@ -1,4 +1,4 @@
-// What the log tests share: small log files, reading them back, and a child process whose standard error is caught.
+// What the log tests share: small log files, reading them back, and a child process with a log of its own.
 #pragma once
 
 #include <cstdint>
@@ -6,41 +6,46 @@
 #include <string>
 #include <vector>
 
+#include "support/processes.h"
 #include "tarn_platform/om_log.h"
 
 namespace tarn::test {
 
-// Connects the client and creates the file; its id.
-uint16_t createLog(const char* name, uint32_t fileCount = 9, uint32_t maxFileBytes = 1U << 20U,
-                   uint32_t recordBytes = 512);
+// A file of this process.
+struct LogFile {
+    std::string name;
+    uint16_t id;
 
-void writeRecord(uint16_t fileId, const std::string& text);
+    std::string path() const;
+    void write(const std::string& text) const;
+    // "WORD 0", "WORD 1" and so on.
+    void writeMany(const std::string& word, int count) const;
+    // The text of its last record.
+    std::string last() const;
+};
 
-// Of this process; ends with a slash.
-std::string logDirectory();
+// Connects the client and creates the file.
+LogFile createLog(const char* name, uint32_t fileCount = 9, uint32_t maxFileBytes = 1U << 20U,
+                  uint32_t recordBytes = 512);
 
-std::string readFile(const std::string& path);
+// Of this process, or where that of another is; ends with a slash.
+std::string logDirectory(const char* process = nullptr);
 
 // The lines of a file; one that is not there has none.
 std::vector<std::string> linesOf(const std::string& path);
 
-// The lines of a file and all its predecessors, oldest first.
-std::vector<std::string> allLinesOf(const std::string& path);
+// The texts of the lines, behind their six fields; and those of all its predecessors before them, oldest first.
+std::vector<std::string> textsOf(const std::string& path);
+std::vector<std::string> allTextsOf(const std::string& path);
 
-// The text of a line, behind its six fields.
-std::string textOf(const std::string& line);
-std::vector<std::string> textsOf(const std::vector<std::string>& lines);
+struct Ended {
+    pid_t pid;
+    std::string errors; // Its standard error.
 
-struct ChildResult {
-    int pid;
-    int status; // As waitpid gives it; 0 when the body had no failed expectation.
-    std::string standardError;
-
-    // Lines on standard error that hold `part`.
-    long mentions(const std::string& part) const;
+    long mentions(const std::string& part) const { return mentionsIn(errors, part); }
 };
 
-// Runs the body in a forked process named `name`.
-ChildResult runChild(const char* name, const std::function<void()>& body);
+// Runs the body in a forked process named `name`, which is expected to end like that.
+Ended runChild(const char* name, const std::function<void()>& body, int expectedEnd = 0);
 
 } // namespace tarn::test

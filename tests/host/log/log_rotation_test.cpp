@@ -3,76 +3,57 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <cstdio>
 #include <filesystem>
-#include <thread>
 
 #include "log/log_files.h"
 
 using namespace tarn::test;
+using testing::ElementsAre;
 namespace fs = std::filesystem;
 
 TEST(LogRotation, KeepsTheNewestFilesWithinTheirSize) {
-    const uint16_t id = createLog("small.log", 3, 2000);
-    const std::string path = logDirectory() + "small.log";
-    for (int i = 0; i < 300; ++i) {
-        writeRecord(id, "record " + std::to_string(i));
-    }
+    const LogFile log = createLog("small.log", 3, 2000);
+    log.writeMany("record", 300);
     for (const char* suffix : {"", ".1", ".2", ".3"}) {
-        ASSERT_TRUE(fs::exists(path + suffix));
-        EXPECT_LE(fs::file_size(path + suffix), 2000U);
-        EXPECT_GE(fs::file_size(path + suffix), suffix[0] == '\0' ? 1U : 1800U);
+        ASSERT_TRUE(fs::exists(log.path() + suffix));
+        EXPECT_LE(fs::file_size(log.path() + suffix), 2000U);
+        EXPECT_GE(fs::file_size(log.path() + suffix), suffix[0] == '\0' ? 1U : 1800U);
     }
-    EXPECT_FALSE(fs::exists(path + ".4"));
-    const std::vector<std::string> texts = textsOf(allLinesOf(path));
+    EXPECT_FALSE(fs::exists(log.path() + ".4"));
+    const std::vector<std::string> texts = allTextsOf(log.path());
     for (size_t i = 0; i < texts.size(); ++i) {
-        EXPECT_EQ(texts[texts.size() - 1 - i], "record " + std::to_string(299 - i));
+        EXPECT_EQ(texts[i], "record " + std::to_string(300 - texts.size() + i));
     }
 }
 
 TEST(LogRotation, LimitsMayBeAsSmallAsOneRecordAndNoPredecessor) {
-    const uint16_t id = createLog("none.log", 0, 1);
-    const std::string path = logDirectory() + "none.log";
-    writeRecord(id, "first");
-    writeRecord(id, "second");
-    EXPECT_THAT(textsOf(linesOf(path)), testing::ElementsAre("second"));
-    EXPECT_FALSE(fs::exists(path + ".1"));
-
-    EXPECT_EQ(createLog("none.log", 2, 1), id);
-    for (const char* text : {"third", "fourth", "fifth"}) {
-        writeRecord(id, text);
-    }
-    EXPECT_THAT(textsOf(allLinesOf(path)), testing::ElementsAre("third", "fourth", "fifth"));
+    const LogFile log = createLog("none.log", 0, 1);
+    log.writeMany("lost", 1);
+    log.write("kept");
+    EXPECT_THAT(allTextsOf(log.path()), ElementsAre("kept"));
+    EXPECT_EQ(createLog("none.log", 2, 1).id, log.id);
+    log.writeMany("new", 3);
+    EXPECT_THAT(allTextsOf(log.path()), ElementsAre("new 0", "new 1", "new 2"));
 }
 
 TEST(LogRotation, ThreadsLoseNothing) {
-    constexpr int kThreads = 8;
     constexpr int kRecords = 1500;
-    const uint16_t id = createLog("threads.log", 250, 8000);
-    std::vector<std::thread> threads;
-    for (int thread = 0; thread < kThreads; ++thread) {
-        threads.emplace_back([id, thread] {
-            for (int i = 0; i < kRecords; ++i) {
-                TarnOmLogModuleLogRecord(1, id, "t", 1, 1, "%d %d %.*s.", thread, i, i % 100,
-                                         "xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxx"
-                                         "xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxx");
-            }
-        });
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
-    const std::string path = logDirectory() + "threads.log";
-    ASSERT_TRUE(fs::exists(path + ".100")) << "the test must rotate often";
-    std::array<int, kThreads> next = {};
-    for (const std::string& text : textsOf(allLinesOf(path))) {
-        int thread = -1;
-        int record = -1;
-        ASSERT_EQ(std::sscanf(text.c_str(), "%d %d", &thread, &record), 2) << text;
-        ASSERT_TRUE(thread >= 0 && thread < kThreads);
-        EXPECT_EQ(text, std::to_string(thread) + " " + std::to_string(record) + " " +
-                            std::string(static_cast<size_t>(record % 100), 'x') + ".");
-        EXPECT_EQ(record, next[static_cast<size_t>(thread)]++);
+    const LogFile log = createLog("threads.log", 250, 8000);
+    const auto textOf = [](size_t thread, int record) {
+        return std::to_string(thread) + " " + std::to_string(record) + " " +
+               std::string(static_cast<size_t>(record % 100), 'x') + ".";
+    };
+    std::array<int, 8> next = {};
+    inThreads(next.size(), [&](size_t thread) {
+        for (int i = 0; i < kRecords; ++i) {
+            log.write(textOf(thread, i));
+        }
+    });
+    ASSERT_TRUE(fs::exists(log.path() + ".100")) << "the test must rotate often";
+    for (const std::string& text : allTextsOf(log.path())) {
+        const auto thread = static_cast<size_t>(text[0] - '0');
+        ASSERT_LT(thread, next.size()) << text;
+        EXPECT_EQ(text, textOf(thread, next[thread]++));
     }
     EXPECT_THAT(next, testing::Each(kRecords));
 }

@@ -8,10 +8,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
 
+#include "file/scratch_directory.h"
 #include "log/log_files.h"
 #include "tarn_host/host_log.h"
 #include "tarn_host/host_process.h"
@@ -24,158 +23,136 @@ namespace fs = std::filesystem;
 
 namespace {
 
-std::string directoryNamed(const char* process) {
-    return std::string(TarnHostDir()) + "/log/" + process + "/";
-}
-
-void writeRecords(uint16_t id, const std::string& word, int count) {
-    for (int i = 0; i < count; ++i) {
-        writeRecord(id, word + " " + std::to_string(i));
-    }
-}
-
-// Records written while there was room stand whole, those after it follow a note of the gap, and nothing is torn.
-void expectGapBetween(const std::string& path, const std::string& lastBefore) {
-    const std::vector<std::string> texts = textsOf(linesOf(path));
-    const auto gap = std::find_if(texts.begin(), texts.end(), [](const std::string& text) {
-        return text == std::to_string(TarnHostLogLostRecords()) + " records before this one were lost";
-    });
+// What was written while there was room stands whole, what came after it follows a note of the gap, nothing is torn.
+void expectGap(const LogFile& log) {
+    log.writeMany("after", 3);
+    const std::vector<std::string> texts = textsOf(log.path());
+    const auto gap = std::find(texts.begin(), texts.end(),
+                               std::to_string(TarnHostLogLostRecords()) + " records before this one were lost");
     ASSERT_NE(gap, texts.end());
-    EXPECT_THAT(std::vector<std::string>(texts.begin(), gap), Each(HasSubstr(lastBefore)));
+    EXPECT_THAT(std::vector<std::string>(texts.begin(), gap), Each(HasSubstr("before")));
     EXPECT_THAT(std::vector<std::string>(gap + 1, texts.end()), ElementsAre("after 0", "after 1", "after 2"));
+}
+
+// A line when the trouble begins and one when it is over, no other.
+void expectTold(const Ended& child, const std::string& begin, const std::string& end) {
+    EXPECT_EQ(child.mentions("a.log " + begin), 1) << child.errors;
+    EXPECT_EQ(child.mentions("a.log " + end), 1) << child.errors;
+    EXPECT_EQ(child.mentions(""), 2) << child.errors;
+}
+
+// For this process alone.
+bool mountSmallDisk(const std::string& directory) {
+    return unshare(CLONE_NEWNS) == 0 && mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+           mount("tmpfs", directory.c_str(), "tmpfs", 0, "size=64k,mode=0700") == 0;
 }
 
 } // namespace
 
 TEST(LogTrouble, FileSizeLimitTearsNothing) {
-    const ChildResult child = runChild("limited", [] {
+    const Ended child = runChild("limited", [] {
         ASSERT_NE(signal(SIGXFSZ, SIG_IGN), SIG_ERR);
-        const uint16_t id = createLog("a.log");
+        const LogFile log = createLog("a.log");
         rlimit limit = {};
         ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &limit), 0);
         const rlimit small = {3000, limit.rlim_max};
         ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
-        writeRecords(id, "before", 100);
+        log.writeMany("before", 100);
         EXPECT_GT(TarnHostLogLostRecords(), 20U);
-        EXPECT_LE(fs::file_size(logDirectory() + "a.log"), 3000U);
+        EXPECT_LE(fs::file_size(log.path()), 3000U);
         ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
-        writeRecords(id, "after", 3);
-        expectGapBetween(logDirectory() + "a.log", "before");
+        expectGap(log);
     });
-    EXPECT_EQ(child.status, 0);
-    EXPECT_EQ(child.mentions("a.log cannot be written: "), 1);
-    EXPECT_EQ(child.mentions("a.log can be written again; "), 1);
-    EXPECT_EQ(child.mentions(""), 2) << child.standardError;
+    expectTold(child, "cannot be written: ", "can be written again; ");
 }
 
 TEST(LogTrouble, FullDisk) {
-    if (geteuid() != 0) {
-        GTEST_SKIP() << "mounting a small file system needs root";
+    if (runForked([] { return mountSmallDisk(TarnHostDir()) ? 0 : 1; }) != 0) {
+        GTEST_SKIP() << "mounting a small file system is not allowed here";
     }
-    const ChildResult child = runChild("full", [] {
-        const std::string directory = directoryNamed("full");
+    const Ended child = runChild("full", [] {
+        const std::string directory = logDirectory("full");
         fs::create_directories(directory);
         fs::permissions(directory, fs::perms::owner_all);
-        if (unshare(CLONE_NEWNS) != 0 || mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
-            mount("tmpfs", directory.c_str(), "tmpfs", 0, "size=64k,mode=0700") != 0) {
-            _exit(77);
-        }
-        const uint16_t id = createLog("a.log");
-        writeRecords(id, "before", 30);
-        std::ofstream(directory + "filler") << std::string(100000, 'f');
-        writeRecords(id, "before", 300);
+        ASSERT_TRUE(mountSmallDisk(directory));
+        const LogFile log = createLog("a.log");
+        log.writeMany("before", 30);
+        writeFile(directory + "filler", std::string(100000, 'f'));
+        log.writeMany("before", 300);
         EXPECT_GT(TarnHostLogLostRecords(), 200U);
         fs::remove(directory + "filler");
-        writeRecords(id, "after", 3);
-        expectGapBetween(directory + "a.log", "before");
+        expectGap(log);
     });
-    if (WIFEXITED(child.status) && WEXITSTATUS(child.status) == 77) {
-        GTEST_SKIP() << "mounting is not allowed here";
-    }
-    EXPECT_EQ(child.status, 0);
-    EXPECT_EQ(child.mentions("a.log cannot be written: No space left on device"), 1);
-    EXPECT_EQ(child.mentions("a.log can be written again; "), 1);
-    EXPECT_EQ(child.mentions(""), 2) << child.standardError;
+    expectTold(child, "cannot be written: No space left on device", "can be written again; ");
 }
 
 TEST(LogTrouble, DirectoryThatCannotBeMade) {
-    const ChildResult child = runChild("blocked", [] {
-        fs::create_directories(directoryNamed("."));
+    const Ended child = runChild("blocked", [] {
         const std::string inTheWay = std::string(TarnHostDir()) + "/log/blocked";
-        std::ofstream(inTheWay) << "in the way";
-        const uint16_t id = createLog("a.log");
-        EXPECT_NE(id, 0U);
-        writeRecords(id, "before", 5);
+        fs::create_directories(logDirectory("."));
+        writeFile(inTheWay, "in the way");
+        const LogFile log = createLog("a.log");
+        EXPECT_NE(log.id, 0U);
+        log.writeMany("before", 5);
         EXPECT_EQ(TarnHostLogLostRecords(), 5U);
         fs::remove(inTheWay);
-        writeRecords(id, "after", 2);
-        EXPECT_THAT(textsOf(linesOf(logDirectory() + "a.log")),
-                    ElementsAre("5 records before this one were lost", "after 0", "after 1"));
+        expectGap(log);
     });
-    EXPECT_EQ(child.status, 0);
-    EXPECT_EQ(child.mentions("a.log cannot be opened: Not a directory"), 1);
-    EXPECT_EQ(child.mentions("a.log can be opened again; 5 records were lost"), 1);
-    EXPECT_EQ(child.mentions(""), 2) << child.standardError;
+    expectTold(child, "cannot be opened: Not a directory", "can be opened again; 5 records were lost");
 }
 
 TEST(LogTrouble, SomethingElseInPlaceOfTheFile) {
-    const ChildResult child = runChild("fifo", [] {
-        const uint16_t other = createLog("other.log");
+    const Ended child = runChild("fifo", [] {
+        const LogFile other = createLog("other.log");
         const std::string path = logDirectory() + "a.log";
         ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
-        const uint16_t id = createLog("a.log"); // must not wait for a reader
-        writeRecords(id, "before", 2);
-        writeRecords(other, "other", 1);
+        const LogFile log = createLog("a.log"); // must not wait for a reader
+        log.write("before");
+        other.write("other");
         fs::remove(path);
-        fs::create_symlink(logDirectory() + "other.log", path);
-        writeRecords(id, "before", 2);
-        EXPECT_THAT(textsOf(linesOf(logDirectory() + "other.log")), ElementsAre("other 0"));
+        fs::create_symlink(other.path(), path);
+        log.write("before");
+        EXPECT_THAT(textsOf(other.path()), ElementsAre("other"));
     });
-    EXPECT_EQ(child.status, 0);
     EXPECT_EQ(child.mentions("a.log cannot be opened: "), 1);
 }
 
 TEST(LogTrouble, RotationThatFailsLosesNothing) {
-    const ChildResult child = runChild("stuck", [] {
-        const uint16_t id = createLog("a.log", 2, 500);
-        const std::string path = logDirectory() + "a.log";
-        fs::create_directories(path + ".2/inside");
-        writeRecords(id, "first", 30);
-        EXPECT_GT(fs::file_size(path), 1500U) << "grows beyond its limit";
-        fs::remove_all(path + ".2");
-        writeRecord(id, "last");
-        EXPECT_THAT(textsOf(linesOf(path)), ElementsAre("last"));
-        EXPECT_EQ(allLinesOf(path).size(), 31U);
+    const Ended child = runChild("stuck", [] {
+        const LogFile log = createLog("a.log", 2, 500);
+        fs::create_directories(log.path() + ".2/inside");
+        log.writeMany("first", 30);
+        EXPECT_GT(fs::file_size(log.path()), 1500U) << "grows beyond its limit";
+        fs::remove_all(log.path() + ".2");
+        log.write("last");
+        EXPECT_THAT(textsOf(log.path()), ElementsAre("last"));
+        EXPECT_THAT(allTextsOf(log.path()), testing::SizeIs(31));
         EXPECT_EQ(TarnHostLogLostRecords(), 0U);
     });
-    EXPECT_EQ(child.status, 0);
-    EXPECT_EQ(child.mentions("a.log cannot be rotated: "), 1);
-    EXPECT_EQ(child.mentions("a.log can be rotated again"), 1);
+    expectTold(child, "cannot be rotated: ", "can be rotated again");
 }
 
 TEST(LogTrouble, RemovedFilesAndDirectoriesComeBack) {
-    const ChildResult child = runChild("removed", [] {
-        const uint16_t id = createLog("a.log");
-        const std::string path = logDirectory() + "a.log";
-        writeRecord(id, "gone");
+    const Ended child = runChild("removed", [] {
+        const LogFile log = createLog("a.log");
+        const std::string path = log.path();
+        log.write("gone");
         fs::remove(path);
-        writeRecord(id, "again");
-        EXPECT_THAT(textsOf(linesOf(path)), ElementsAre("again"));
+        log.write("again");
+        EXPECT_THAT(textsOf(path), ElementsAre("again"));
         fs::remove_all(logDirectory());
-        writeRecord(id, "with its directory");
-        EXPECT_THAT(textsOf(linesOf(path)), ElementsAre("with its directory"));
+        log.write("with its directory");
+        EXPECT_THAT(textsOf(path), ElementsAre("with its directory"));
         EXPECT_TRUE(fs::exists(logDirectory() + ".lock"));
         fs::rename(path, path + ".moved");
-        for (int i = 0; i < 200 && !fs::exists(path); ++i) {
-            usleep(20000);
-            writeRecord(id, "moved");
-        }
-        EXPECT_TRUE(fs::exists(path)) << "a file that was moved away is noticed";
+        EXPECT_TRUE(comesTrue([&] {
+            log.write("moved");
+            return fs::exists(path);
+        })) << "a file that was moved away is noticed";
         fs::resize_file(path, 0);
-        writeRecord(id, "emptied");
-        EXPECT_THAT(textsOf(linesOf(path)), ElementsAre("emptied"));
+        log.write("emptied");
+        EXPECT_THAT(textsOf(path), ElementsAre("emptied"));
         EXPECT_EQ(TarnHostLogLostRecords(), 0U);
     });
-    EXPECT_EQ(child.status, 0);
-    EXPECT_EQ(child.standardError, "");
+    EXPECT_EQ(child.errors, "");
 }
