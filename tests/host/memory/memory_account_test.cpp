@@ -2,19 +2,22 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
 #include <map>
 #include <random>
 #include <string>
-#include <thread>
 #include <vector>
 
+#include "support/processes.h"
 #include "tarn_host/host_memory.h"
 #include "tarn_platform/os_memory.h"
 
 namespace {
+
+using tarn::test::inThreads;
 
 void* allocate(uint32_t size, const char* file, uint32_t line) {
     return OsMemMallocSetCharMon(size, 0, 0, 0, line, file);
@@ -22,6 +25,11 @@ void* allocate(uint32_t size, const char* file, uint32_t line) {
 
 void release(void* block) {
     OSMemTypeFreeMon(block, 0, 0, static_cast<uint32_t>(__LINE__), "memory_test");
+}
+
+template <typename Blocks>
+void releaseAll(const Blocks& blocks) {
+    std::for_each(std::begin(blocks), std::end(blocks), release);
 }
 
 std::vector<TarnHostMemorySite> sitesOf(const char* fileName) {
@@ -39,15 +47,16 @@ TarnHostMemoryStatus status() {
     return now;
 }
 
-struct ModelSite {
-    uint64_t liveBlocks = 0;
-    uint64_t liveBytes = 0;
-    uint64_t peakBytes = 0;
-    uint64_t totalBlocks = 0;
-    uint64_t totalBytes = 0;
-};
+// The account of one place, kept by hand; of the library's record only the numbers count.
+void add(TarnHostMemorySite& site, uint32_t size) {
+    ++site.liveBlocks;
+    ++site.totalBlocks;
+    site.liveBytes += size;
+    site.totalBytes += size;
+    site.peakBytes = std::max(site.peakBytes, site.liveBytes);
+}
 
-// A random walk of allocations and releases, with the account kept by hand.
+// A random walk of allocations and releases.
 class Walk {
  public:
     Walk(const char* file, unsigned seed) : file_(file), random_(seed) {}
@@ -66,128 +75,98 @@ class Walk {
             releaseAt(live_.size() - 1);
         }
     }
-    const std::map<uint32_t, ModelSite>& model() const { return model_; }
+    void expectAccount() const {
+        const std::vector<TarnHostMemorySite> sites = sitesOf(file_);
+        ASSERT_EQ(sites.size(), model_.size());
+        for (const TarnHostMemorySite& site : sites) {
+            const TarnHostMemorySite& expected = model_.at(site.line);
+            EXPECT_STREQ(site.fileName, file_);
+            EXPECT_EQ(site.liveBlocks, expected.liveBlocks);
+            EXPECT_EQ(site.liveBytes, expected.liveBytes);
+            EXPECT_EQ(site.peakBytes, expected.peakBytes);
+            EXPECT_EQ(site.totalBlocks, expected.totalBlocks);
+            EXPECT_EQ(site.totalBytes, expected.totalBytes);
+        }
+    }
+    const TarnHostMemorySite& sum() const { return sum_; }
 
  private:
     struct Block {
-        void* memory;
+        unsigned char* memory;
         uint32_t size;
         uint32_t line;
         unsigned char mark;
     };
 
     void allocateOne() {
-        const Block block = {nullptr, static_cast<uint32_t>(random_() % 3000), static_cast<uint32_t>(1 + random_() % 7),
-                             static_cast<unsigned char>(random_())};
-        void* memory = allocate(block.size, file_, block.line);
-        ASSERT_NE(memory, nullptr);
-        ASSERT_EQ(reinterpret_cast<uintptr_t>(memory) % alignof(std::max_align_t), 0U);
-        std::memset(memory, block.mark, block.size);
-        live_.push_back({memory, block.size, block.line, block.mark});
-        ModelSite& site = model_[block.line];
-        ++site.liveBlocks;
-        ++site.totalBlocks;
-        site.liveBytes += block.size;
-        site.totalBytes += block.size;
-        site.peakBytes = std::max(site.peakBytes, site.liveBytes);
+        Block block = {nullptr, static_cast<uint32_t>(random_() % 3000), static_cast<uint32_t>(1 + random_() % 7),
+                       static_cast<unsigned char>(random_())};
+        block.memory = static_cast<unsigned char*>(allocate(block.size, file_, block.line));
+        ASSERT_NE(block.memory, nullptr);
+        ASSERT_EQ(reinterpret_cast<uintptr_t>(block.memory) % alignof(std::max_align_t), 0U);
+        std::memset(block.memory, block.mark, block.size);
+        live_.push_back(block);
+        add(model_[block.line], block.size);
+        add(sum_, block.size);
     }
 
     void releaseAt(size_t index) {
         const Block block = live_[index];
         live_[index] = live_.back();
         live_.pop_back();
-        const auto* bytes = static_cast<const unsigned char*>(block.memory);
-        ASSERT_TRUE(std::all_of(bytes, bytes + block.size, [&](unsigned char byte) { return byte == block.mark; }));
+        ASSERT_EQ(std::count(block.memory, block.memory + block.size, block.mark), block.size);
         release(block.memory);
-        --model_[block.line].liveBlocks;
-        model_[block.line].liveBytes -= block.size;
+        for (TarnHostMemorySite* site : {&model_[block.line], &sum_}) {
+            --site->liveBlocks;
+            site->liveBytes -= block.size;
+        }
     }
 
     const char* file_;
     std::mt19937 random_;
     std::vector<Block> live_;
-    std::map<uint32_t, ModelSite> model_;
+    std::map<uint32_t, TarnHostMemorySite> model_;
+    TarnHostMemorySite sum_ = {};
 };
-
-void expectAccount(const char* file, const std::map<uint32_t, ModelSite>& model) {
-    const std::vector<TarnHostMemorySite> sites = sitesOf(file);
-    ASSERT_EQ(sites.size(), model.size());
-    for (const TarnHostMemorySite& site : sites) {
-        const ModelSite& expected = model.at(site.line);
-        EXPECT_STREQ(site.fileName, file);
-        EXPECT_EQ(site.liveBlocks, expected.liveBlocks);
-        EXPECT_EQ(site.liveBytes, expected.liveBytes);
-        EXPECT_EQ(site.peakBytes, expected.peakBytes);
-        EXPECT_EQ(site.totalBlocks, expected.totalBlocks);
-        EXPECT_EQ(site.totalBytes, expected.totalBytes);
-    }
-}
 
 } // namespace
 
 TEST(MemoryAccount, AgreesWithAModelWhileThreadsAllocateAtOnce) {
-    const std::array<const char*, 4> files = {"walk_a", "walk_b", "walk_c", "walk_d"};
     const TarnHostMemoryStatus before = status();
-    std::vector<Walk> walks;
-    for (size_t i = 0; i < files.size(); ++i) {
-        walks.emplace_back(files[i], static_cast<unsigned>(i + 1));
-    }
-    std::vector<std::thread> threads;
-    for (Walk& walk : walks) {
-        threads.emplace_back([&walk] { walk.run(8000); });
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
-    ModelSite all;
-    for (size_t i = 0; i < files.size(); ++i) {
-        expectAccount(files[i], walks[i].model());
-        for (const auto& [line, site] : walks[i].model()) {
-            all.liveBlocks += site.liveBlocks;
-            all.liveBytes += site.liveBytes;
-            all.totalBlocks += site.totalBlocks;
-            all.totalBytes += site.totalBytes;
-        }
-    }
+    std::array<Walk, 4> walks = {Walk("walk_a", 1), Walk("walk_b", 2), Walk("walk_c", 3), Walk("walk_d", 4)};
+    inThreads(walks.size(), [&](size_t thread) { walks[thread].run(8000); });
     const TarnHostMemoryStatus full = status();
-    EXPECT_EQ(full.liveBlocks - before.liveBlocks, all.liveBlocks);
-    EXPECT_EQ(full.liveBytes - before.liveBytes, all.liveBytes);
-    EXPECT_EQ(full.totalBlocks - before.totalBlocks, all.totalBlocks);
-    EXPECT_EQ(full.totalBytes - before.totalBytes, all.totalBytes);
+    TarnHostMemoryStatus expected = before;
+    for (const Walk& walk : walks) {
+        walk.expectAccount();
+        expected.liveBlocks += walk.sum().liveBlocks;
+        expected.liveBytes += walk.sum().liveBytes;
+        expected.totalBlocks += walk.sum().totalBlocks;
+        expected.totalBytes += walk.sum().totalBytes;
+    }
+    EXPECT_EQ(full.liveBlocks, expected.liveBlocks);
+    EXPECT_EQ(full.liveBytes, expected.liveBytes);
+    EXPECT_EQ(full.totalBlocks, expected.totalBlocks);
+    EXPECT_EQ(full.totalBytes, expected.totalBytes);
     EXPECT_GE(full.peakBytes, full.liveBytes);
 
-    for (Walk& walk : walks) {
-        walk.releaseAll();
-    }
+    inThreads(walks.size(), [&](size_t thread) { walks[(thread + 1) % walks.size()].releaseAll(); });
     EXPECT_EQ(status().liveBlocks, before.liveBlocks);
     EXPECT_EQ(status().liveBytes, before.liveBytes);
 }
 
 TEST(MemoryAccount, ThreadsShareOneSiteAndFreeEachOthersBlocks) {
     std::array<std::vector<void*>, 4> blocks;
-    std::vector<std::thread> threads;
-    for (auto& mine : blocks) {
-        threads.emplace_back([&mine] {
-            for (int i = 0; i < 5000; ++i) {
-                mine.push_back(allocate(10, "shared", 1));
-            }
-        });
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
-    threads.clear();
+    inThreads(blocks.size(), [&](size_t thread) {
+        for (int i = 0; i < 5000; ++i) {
+            blocks[thread].push_back(allocate(10, "shared", 1));
+        }
+    });
     const std::vector<TarnHostMemorySite> full = sitesOf("shared");
     ASSERT_EQ(full.size(), 1U);
     EXPECT_EQ(full[0].liveBlocks, 20000U);
     EXPECT_EQ(full[0].peakBytes, 200000U);
-    for (size_t i = 0; i < blocks.size(); ++i) {
-        threads.emplace_back(
-            [&others = blocks[(i + 1) % blocks.size()]] { std::for_each(others.begin(), others.end(), release); });
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
+    inThreads(blocks.size(), [&](size_t thread) { releaseAll(blocks[(thread + 1) % blocks.size()]); });
     EXPECT_EQ(sitesOf("shared")[0].liveBlocks, 0U);
     EXPECT_EQ(sitesOf("shared")[0].liveBytes, 0U);
 }
@@ -199,7 +178,7 @@ TEST(MemoryAccount, EqualNamesAtDifferentAddressesAreOneSite) {
     ASSERT_EQ(sitesOf("twice.cpp").size(), 1U);
     EXPECT_EQ(sitesOf("twice.cpp")[0].liveBytes, 3U);
     EXPECT_EQ(sitesOf("(unknown)")[0].liveBytes, 3U);
-    std::for_each(std::begin(blocks), std::end(blocks), release);
+    releaseAll(blocks);
 }
 
 TEST(MemoryAccount, RecordIsSortedCutAtTheCapacityAndChecksItsArguments) {
@@ -221,15 +200,15 @@ TEST(MemoryAccount, RecordIsSortedCutAtTheCapacityAndChecksItsArguments) {
 
     TarnHostMemoryRecord noArray = {nullptr, 1, 7, 8};
     const TarnHostMemoryFilter noName = {nullptr};
-    EXPECT_EQ(OsMemGetMemRec(0, 0, nullptr, &noArray), static_cast<uint32_t>(EINVAL));
-    EXPECT_EQ(OsMemGetMemRec(1, 0, nullptr, &record), static_cast<uint32_t>(EINVAL));
-    EXPECT_EQ(OsMemGetMemRec(1, 0, &noName, &record), static_cast<uint32_t>(EINVAL));
-    EXPECT_EQ(OsMemGetMemRec(0, 0, nullptr, nullptr), static_cast<uint32_t>(EINVAL));
-    EXPECT_EQ(OsMemGetMemStatus(nullptr, 0, 0), static_cast<uint32_t>(EINVAL));
-    EXPECT_EQ(OsMemGetMemScan(nullptr, 0, 0), static_cast<uint32_t>(EINVAL));
-    EXPECT_EQ(OsMemGetMemoryUseMonitor(nullptr, 0, 0), static_cast<uint32_t>(EINVAL));
+    EXPECT_EQ(OsMemGetMemRec(0, 0, nullptr, &noArray), uint32_t{EINVAL});
+    EXPECT_EQ(OsMemGetMemRec(1, 0, nullptr, &record), uint32_t{EINVAL});
+    EXPECT_EQ(OsMemGetMemRec(1, 0, &noName, &record), uint32_t{EINVAL});
+    EXPECT_EQ(OsMemGetMemRec(0, 0, nullptr, nullptr), uint32_t{EINVAL});
+    EXPECT_EQ(OsMemGetMemStatus(nullptr, 0, 0), uint32_t{EINVAL});
+    EXPECT_EQ(OsMemGetMemScan(nullptr, 0, 0), uint32_t{EINVAL});
+    EXPECT_EQ(OsMemGetMemoryUseMonitor(nullptr, 0, 0), uint32_t{EINVAL});
     EXPECT_EQ(noArray.count, 7U);
-    std::for_each(std::begin(blocks), std::end(blocks), release);
+    releaseAll(blocks);
 }
 
 TEST(MemoryAccount, MonitorTellsTheUseSinceItsPreviousCall) {
@@ -252,19 +231,17 @@ TEST(MemoryAccount, MonitorTellsTheUseSinceItsPreviousCall) {
 TEST(MemoryAccount, ReportListsLiveSitesLargestFirst) {
     void* blocks[] = {allocate(100, "report_small", 11), allocate(123456789, "report_large", 22)};
     release(allocate(1, "report_gone", 33));
-    char* text = nullptr;
-    size_t length = 0;
-    FILE* stream = open_memstream(&text, &length);
+    std::array<char, 65536> report = {};
+    FILE* stream = fmemopen(report.data(), report.size(), "w");
     ASSERT_NE(stream, nullptr);
     EXPECT_EQ(TarnHostMemoryReport(stream), status().liveBlocks);
     std::fclose(stream);
-    const std::string report(text, length);
-    std::free(text);
-    EXPECT_THAT(report,
+    EXPECT_THAT(report.data(),
                 testing::ContainsRegex("  live bytes  live blocks   peak bytes   all blocks  site\n"
                                        "   123456789            1    123456789            1  report_large:22\n"));
-    EXPECT_THAT(report, testing::HasSubstr("         100            1          100            1  report_small:11\n"));
-    EXPECT_THAT(report, testing::Not(testing::HasSubstr("report_gone")));
-    EXPECT_THAT(report, testing::ContainsRegex("all [0-9]+ sites\n$"));
-    std::for_each(std::begin(blocks), std::end(blocks), release);
+    EXPECT_THAT(report.data(),
+                testing::HasSubstr("         100            1          100            1  report_small:11\n"));
+    EXPECT_THAT(report.data(), testing::Not(testing::HasSubstr("report_gone")));
+    EXPECT_THAT(report.data(), testing::ContainsRegex("all [0-9]+ sites\n$"));
+    releaseAll(blocks);
 }

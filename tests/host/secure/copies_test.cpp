@@ -48,40 +48,28 @@ class Picker {
 };
 
 bool share(size_t left, size_t leftBytes, size_t right, size_t rightBytes) {
-    for (size_t i = left; i < left + leftBytes; ++i) {
-        if (i >= right && i < right + rightBytes) {
-            return true;
-        }
-    }
-    return false;
+    return leftBytes > 0 && rightBytes > 0 && left < right + rightBytes && right < left + leftBytes;
 }
 
 // What a copy of bytes makes of the arena; true for success.
 bool modelBytes(Arena& arena, const Areas& a, bool mayOverlap) {
     if (a.count > a.bound || (!mayOverlap && share(a.destination, a.count, a.source, a.count))) {
-        std::fill_n(arena.begin() + static_cast<ptrdiff_t>(a.destination), a.bound, '\0');
+        std::fill_n(arena.data() + a.destination, a.bound, '\0');
         return false;
     }
     const Arena before = arena;
-    std::copy_n(before.begin() + static_cast<ptrdiff_t>(a.source), a.count,
-                arena.begin() + static_cast<ptrdiff_t>(a.destination));
+    std::copy_n(before.data() + a.source, a.count, arena.data() + a.destination);
     return true;
 }
 
 // What a copy of a text makes of the arena, `append` telling where it starts.
 bool modelText(Arena& arena, const Areas& a, size_t limit, bool append) {
-    size_t used = 0;
-    while (append && used < a.bound && arena[a.destination + used] != '\0') {
-        ++used;
-    }
-    size_t length = 0;
-    while (length < limit && arena[a.source + length] != '\0') {
-        ++length;
-    }
-    const size_t readBytes = length < limit ? length + 1 : length;
     if (a.bound == 0) {
         return false;
     }
+    const size_t used = append ? strnlen(arena.data() + a.destination, a.bound) : 0;
+    const size_t length = strnlen(arena.data() + a.source, limit);
+    const size_t readBytes = length < limit ? length + 1 : length;
     if (used + length + 1 > a.bound || share(a.destination + used, length + 1, a.source, readBytes)) {
         arena[a.destination] = '\0';
         return false;
@@ -91,108 +79,89 @@ bool modelText(Arena& arena, const Areas& a, size_t limit, bool append) {
     return true;
 }
 
+struct Call {
+    bool (*model)(Arena& arena, const Areas& areas);
+    errno_t (*copy)(char* to, const char* from, const Areas& areas);
+};
+
+constexpr Call kCalls[] = {
+    {[](Arena& arena, const Areas& a) { return modelBytes(arena, a, false); },
+     [](char* to, const char* from, const Areas& a) { return memcpy_s(to, a.bound, from, a.count); }},
+    {[](Arena& arena, const Areas& a) { return modelBytes(arena, a, true); },
+     [](char* to, const char* from, const Areas& a) { return memmove_s(to, a.bound, from, a.count); }},
+    {[](Arena& arena, const Areas& a) { return modelText(arena, a, kArenaBytes, false); },
+     [](char* to, const char* from, const Areas& a) { return strcpy_s(to, a.bound, from); }},
+    {[](Arena& arena, const Areas& a) { return modelText(arena, a, a.count, false); },
+     [](char* to, const char* from, const Areas& a) { return strncpy_s(to, a.bound, from, a.count); }},
+    {[](Arena& arena, const Areas& a) { return modelText(arena, a, kArenaBytes, true); },
+     [](char* to, const char* from, const Areas& a) { return strcat_s(to, a.bound, from); }},
+};
+
 TEST(SecureCopies, AgreeWithTheirModelsWhereverTheAreasLie) {
     Picker pick;
-    std::array<int, 10> outcomes = {};
-    for (int round = 0; round < 30000; ++round) {
-        const Arena start = pick.arena();
-        const Areas a = pick.areas();
-        const size_t call = static_cast<size_t>(round) % 5;
-        Arena expected = start;
-        Arena actual = start;
-        char* const to = actual.data() + a.destination;
-        const char* const from = actual.data() + a.source;
-        bool wanted = false;
-        errno_t code = 0;
-        switch (call) {
-            case 0:
-                wanted = modelBytes(expected, a, false);
-                code = memcpy_s(to, a.bound, from, a.count);
-                break;
-            case 1:
-                wanted = modelBytes(expected, a, true);
-                code = memmove_s(to, a.bound, from, a.count);
-                break;
-            case 2:
-                wanted = modelText(expected, a, kArenaBytes, false);
-                code = strcpy_s(to, a.bound, from);
-                break;
-            case 3:
-                wanted = modelText(expected, a, a.count, false);
-                code = strncpy_s(to, a.bound, from, a.count);
-                break;
-            default:
-                wanted = modelText(expected, a, kArenaBytes, true);
-                code = strcat_s(to, a.bound, from);
-                break;
+    for (size_t call = 0; call < std::size(kCalls); ++call) {
+        int successes = 0;
+        for (int round = 0; round < 6000; ++round) {
+            Arena expected = pick.arena();
+            Arena actual = expected;
+            const Areas a = pick.areas();
+            const bool wanted = kCalls[call].model(expected, a);
+            const errno_t code = kCalls[call].copy(actual.data() + a.destination, actual.data() + a.source, a);
+            ASSERT_EQ(wanted, code == 0) << "call " << call << " round " << round;
+            ASSERT_EQ(expected, actual) << "call " << call << " round " << round;
+            successes += wanted ? 1 : 0;
         }
-        ASSERT_EQ(wanted, code == 0) << "call " << call << " round " << round;
-        ASSERT_EQ(expected, actual) << "call " << call << " round " << round;
-        ++outcomes[call * 2 + (wanted ? 1 : 0)];
+        EXPECT_GT(successes, 200) << call;
+        EXPECT_LT(successes, 5800) << call;
     }
-    EXPECT_GT(*std::min_element(outcomes.begin(), outcomes.end()), 200);
 }
 
 TEST(SecureCopies, BrokenMemoryConstraintsAreAnsweredByZeros) {
     Arena arena;
-    const auto zeroed = [&arena](size_t bytes) {
-        const bool zero =
-            std::all_of(arena.begin(), arena.begin() + static_cast<ptrdiff_t>(bytes), [](char c) { return c == '\0'; });
-        return zero && arena[bytes] == 'x';
-    };
     const auto fresh = [&arena] {
         arena.fill('x');
         return arena.data();
     };
+    // Refused, with so many bytes zeroed.
+    const auto zeroes = [&arena](size_t bytes, errno_t code) {
+        Arena expected;
+        expected.fill('x');
+        std::fill_n(expected.begin(), bytes, '\0');
+        return code != 0 && arena == expected;
+    };
     for (const auto call : {memcpy_s, memmove_s}) {
         EXPECT_NE(0, call(nullptr, 4, "abcd", 4));
-        EXPECT_NE(0, call(fresh(), 4, nullptr, 4));
-        EXPECT_TRUE(zeroed(4));
-        EXPECT_NE(0, call(fresh(), 4, "abcde", 5));
-        EXPECT_TRUE(zeroed(4));
-        EXPECT_NE(0, call(fresh(), 4, "abcd", kTooLarge));
-        EXPECT_TRUE(zeroed(4));
-        EXPECT_NE(0, call(fresh(), kTooLarge, "abcd", 4));
-        EXPECT_TRUE(zeroed(0)) << "a bound that cannot be true must not be written";
-        EXPECT_NE(0, call(fresh(), 0, "abcd", 1));
-        EXPECT_TRUE(zeroed(0));
+        EXPECT_TRUE(zeroes(4, call(fresh(), 4, nullptr, 4)));
+        EXPECT_TRUE(zeroes(4, call(fresh(), 4, "abcde", 5)));
+        EXPECT_TRUE(zeroes(4, call(fresh(), 4, "abcd", kTooLarge)));
+        EXPECT_TRUE(zeroes(0, call(fresh(), kTooLarge, "abcd", 4))) << "a bound that cannot be true is not written to";
+        EXPECT_TRUE(zeroes(0, call(fresh(), 0, "abcd", 1)));
         EXPECT_EQ(0, call(fresh(), 0, "abcd", 0));
-        EXPECT_TRUE(zeroed(0));
     }
     EXPECT_NE(0, memset_s(nullptr, 4, 0, 4));
-    EXPECT_NE(0, memset_s(fresh(), kTooLarge, 0, 4));
-    EXPECT_TRUE(zeroed(0));
-    EXPECT_NE(0, memset_s(fresh(), 4, 0, 5));
-    EXPECT_TRUE(zeroed(4)) << "a refused clearing still clears what there is";
+    EXPECT_TRUE(zeroes(0, memset_s(fresh(), kTooLarge, 0, 4)));
+    EXPECT_TRUE(zeroes(4, memset_s(fresh(), 4, 0, 5))) << "a refused clearing still clears what there is";
     EXPECT_EQ(0, memset_s(fresh(), 4, 0, 3));
-    EXPECT_TRUE(zeroed(3));
+    EXPECT_TRUE(zeroes(3, 1));
 }
 
 TEST(SecureCopies, BrokenTextConstraintsAreAnsweredByAnEmptyText) {
-    char text[4] = "abc";
-    const auto emptied = [&text] {
-        const bool empty = text[0] == '\0' && text[1] == 'b';
-        std::memcpy(text, "abc", 4);
-        return empty;
-    };
+    char text[4];
+    const auto fresh = [&text] { return std::strcpy(text, "abc"); };
+    const auto empties = [&text](errno_t code) { return code != 0 && text[0] == '\0' && text[1] == 'b'; };
+    const auto keeps = [&text](errno_t code) { return code != 0 && std::strcmp(text, "abc") == 0; };
     for (const auto call : {strcpy_s, strcat_s}) {
         EXPECT_NE(0, call(nullptr, 4, "x"));
-        EXPECT_NE(0, call(text, 0, ""));
-        EXPECT_NE(0, call(text, kTooLarge, ""));
-        EXPECT_STREQ("abc", text);
-        EXPECT_NE(0, call(text, 4, nullptr));
-        EXPECT_TRUE(emptied());
+        EXPECT_TRUE(keeps(call(fresh(), 0, "")));
+        EXPECT_TRUE(keeps(call(fresh(), kTooLarge, "")));
+        EXPECT_TRUE(empties(call(fresh(), 4, nullptr)));
     }
     EXPECT_NE(0, strncpy_s(nullptr, 4, "x", 1));
-    EXPECT_NE(0, strncpy_s(text, 0, "", 1));
-    EXPECT_NE(0, strncpy_s(text, kTooLarge, "", 1));
-    EXPECT_STREQ("abc", text);
-    EXPECT_NE(0, strncpy_s(text, 4, nullptr, 1));
-    EXPECT_TRUE(emptied());
-    EXPECT_NE(0, strncpy_s(text, 4, "x", kTooLarge));
-    EXPECT_TRUE(emptied());
-    EXPECT_NE(0, strcat_s(text, 3, "")) << "no NUL within the bound";
-    EXPECT_TRUE(emptied());
+    EXPECT_TRUE(keeps(strncpy_s(fresh(), 0, "", 1)));
+    EXPECT_TRUE(keeps(strncpy_s(fresh(), kTooLarge, "", 1)));
+    EXPECT_TRUE(empties(strncpy_s(fresh(), 4, nullptr, 1)));
+    EXPECT_TRUE(empties(strncpy_s(fresh(), 4, "x", kTooLarge)));
+    EXPECT_TRUE(empties(strcat_s(fresh(), 3, ""))) << "no NUL within the bound";
 }
 
 // An unterminated source is read no further than the destination could hold.

@@ -57,23 +57,19 @@ TEST(SecureFormat, FindsANullTextAmongOtherArguments) {
     ASSERT_NE(nullptr, std::setlocale(LC_ALL, "C.UTF-8"));
     const char* const format =
         "%c %hhd %hd %d %ld %lld %qu %jd %zu %td %Lf %.2f %p %*d %-*.*e %lc %ls %5.3s %#lx %+i %o %m %s";
-    const auto write = [format](const char* last, auto call, char* destination) {
+    char expected[512];
+    char actual[512];
+    const auto write = [format](auto call, char* destination, const char* last) {
+        errno = ENOENT; // for %m
         return call(destination, size_t{512}, format, 'c', 1, 2, 3, 4L, -5LL, 6ULL, intmax_t{-7}, sizeof(int),
                     ptrdiff_t{-9}, 1.5L, 2.5, static_cast<const void*>(format), 4, 10, 9, 3, 0.125, wint_t{0xE4},
                     L"w\xE9", "cut here", 255UL, 11, 12U, last);
     };
-    char expected[512];
-    char actual[512];
-    errno = ENOENT; // for %m
-    const int length = write(
-        "end", [](auto... a) { return std::snprintf(a...); }, expected);
-    errno = ENOENT;
-    EXPECT_EQ(length, write(
-                          "end", [](auto... a) { return formatted(a...); }, actual));
+    const int length = write(std::snprintf, expected, "end");
     EXPECT_GT(length, 0);
+    EXPECT_EQ(length, write(formatted, actual, "end"));
     EXPECT_STREQ(expected, actual);
-    EXPECT_EQ(-1, write(
-                      nullptr, [](auto... a) { return formatted(a...); }, actual));
+    EXPECT_EQ(-1, write(formatted, actual, nullptr));
     EXPECT_STREQ("", actual);
     EXPECT_EQ(-1, formatted(actual, sizeof actual, "%d %ls", 1, nullptr));
     std::setlocale(LC_ALL, "C");
