@@ -3,18 +3,20 @@
 #include <gtest/gtest.h>
 #include <string.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
+#include "file/scratch_directory.h"
+#include "support/processes.h"
 #include "tarn_host/host_key.h"
 #include "tarn_host/host_process.h"
 
 namespace {
+
+using namespace tarn::test;
 
 constexpr const char* kOwner = "TarnUIConf";
 
@@ -43,32 +45,28 @@ const std::string kTampered = std::string("<").append(std::to_string(EBADMSG)).a
 
 // First, as the key must not be there yet.
 TEST(Key, IsOneForProcessesThatStartTogether) {
-    constexpr int kProcesses = 8;
+    std::filesystem::remove(keyPath());
     int go[2];
     int texts[2];
     ASSERT_EQ(pipe(go) | pipe(texts), 0);
     std::vector<pid_t> children;
-    for (int i = 0; i < kProcesses; ++i) {
-        children.push_back(fork());
-        if (children.back() == 0) {
+    for (int i = 0; i < 8; ++i) {
+        children.push_back(startForked([&] {
             close(go[1]);
             char nothing = 0;
-            const bool isReleased = read(go[0], &nothing, 1) == 0; // All at once, by the end of the pipe.
+            EXPECT_EQ(read(go[0], &nothing, 1), 0); // All at once, by the end of the pipe.
             std::string line = encrypted("together");
             line.resize(OM_KEY_MAX_OUTPUT);
-            _exit(isReleased && write(texts[1], line.data(), line.size()) > 0 ? 0 : 1);
-        }
+            EXPECT_EQ(write(texts[1], line.data(), line.size()), std::ssize(line));
+            return 0;
+        }));
     }
     close(go[0]);
     close(go[1]);
     for (const pid_t child : children) {
-        int status = 0;
-        ASSERT_EQ(waitpid(child, &status, 0), child);
-        EXPECT_EQ(status, 0);
-    }
-    char text[OM_KEY_MAX_OUTPUT];
-    for (int i = 0; i < kProcesses; ++i) {
-        ASSERT_EQ(read(texts[0], text, sizeof text), static_cast<ssize_t>(sizeof text));
+        EXPECT_EQ(endOf(child), 0);
+        char text[OM_KEY_MAX_OUTPUT];
+        ASSERT_EQ(read(texts[0], text, sizeof text), std::ssize(text));
         EXPECT_EQ(decrypted(text), "together");
     }
     close(texts[0]);
@@ -76,17 +74,13 @@ TEST(Key, IsOneForProcessesThatStartTogether) {
     struct stat status = {};
     ASSERT_EQ(stat(keyPath().c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 0777U, 0600U);
-    const auto entries = std::filesystem::directory_iterator(std::filesystem::path(keyPath()).parent_path());
-    EXPECT_EQ(std::distance(begin(entries), end(entries)), 1);
+    EXPECT_EQ(namesIn(std::filesystem::path(keyPath()).parent_path()).size(), 1U);
 }
 
 TEST(Key, EncryptsAllSizesThatFit) {
     for (size_t size = 0; size <= 200; ++size) {
-        std::string plain(size, 'p');
-        if (size > 2) {
-            plain[1] = '\0';
-            plain[2] = '\xFF';
-        }
+        std::string plain = std::string("p\0\xFF", 3) + std::string(200, 'p');
+        plain.resize(size);
         const std::string text = encrypted(plain);
         EXPECT_LT(text.size(), size_t{OM_KEY_MAX_OUTPUT});
         EXPECT_EQ(decrypted(text), plain) << size;
@@ -96,12 +90,12 @@ TEST(Key, EncryptsAllSizesThatFit) {
     char output[OM_KEY_MAX_OUTPUT] = "untouched";
     uint32_t length = 77;
     const std::string large(201, 'p');
-    EXPECT_EQ(TarnOmKeymEncrypt(kOwner, large.data(), 201, output, &length), static_cast<uint32_t>(EMSGSIZE));
-    EXPECT_EQ(TarnOmKeymEncrypt(kOwner, large.data(), UINT32_MAX, output, &length), static_cast<uint32_t>(EMSGSIZE));
-    EXPECT_EQ(TarnOmKeymEncrypt(nullptr, "p", 1, output, &length), static_cast<uint32_t>(EINVAL));
-    EXPECT_EQ(TarnOmKeymEncrypt(kOwner, nullptr, 1, output, &length), static_cast<uint32_t>(EINVAL));
-    EXPECT_EQ(TarnOmKeymEncrypt(kOwner, "p", 1, nullptr, &length), static_cast<uint32_t>(EINVAL));
-    EXPECT_EQ(TarnOmKeymEncrypt(kOwner, "p", 1, output, nullptr), static_cast<uint32_t>(EINVAL));
+    EXPECT_EQ(TarnOmKeymEncrypt(kOwner, large.data(), 201, output, &length), uint32_t{EMSGSIZE});
+    EXPECT_EQ(TarnOmKeymEncrypt(kOwner, large.data(), UINT32_MAX, output, &length), uint32_t{EMSGSIZE});
+    EXPECT_EQ(TarnOmKeymEncrypt(nullptr, "p", 1, output, &length), uint32_t{EINVAL});
+    EXPECT_EQ(TarnOmKeymEncrypt(kOwner, nullptr, 1, output, &length), uint32_t{EINVAL});
+    EXPECT_EQ(TarnOmKeymEncrypt(kOwner, "p", 1, nullptr, &length), uint32_t{EINVAL});
+    EXPECT_EQ(TarnOmKeymEncrypt(kOwner, "p", 1, output, nullptr), uint32_t{EINVAL});
     EXPECT_STREQ(output, "untouched");
     EXPECT_EQ(length, 77U);
 }
@@ -119,22 +113,25 @@ TEST(Key, RefusesWhatItDidNotMake) {
     EXPECT_EQ(decrypted("TK1:===="), kTampered);
     char small[14];
     uint32_t length = 0;
-    EXPECT_EQ(TarnHostKeyDecrypt(kOwner, text.c_str(), small, sizeof small, &length), static_cast<uint32_t>(EMSGSIZE));
+    EXPECT_EQ(TarnHostKeyDecrypt(kOwner, text.c_str(), small, sizeof small, &length), uint32_t{EMSGSIZE});
 }
 
 TEST(Key, RefusesAKeyFileThatIsNone) {
     const std::string text = encrypted("kept");
-    char output[OM_KEY_MAX_OUTPUT];
-    uint32_t length = 0;
+    const auto errorOfUse = [] {
+        char output[OM_KEY_MAX_OUTPUT];
+        uint32_t length = 0;
+        return TarnOmKeymEncrypt(kOwner, "p", 1, output, &length);
+    };
     ASSERT_EQ(chmod(keyPath().c_str(), 0640), 0);
-    EXPECT_EQ(TarnOmKeymEncrypt(kOwner, "p", 1, output, &length), static_cast<uint32_t>(EPERM));
+    EXPECT_EQ(errorOfUse(), uint32_t{EPERM});
     ASSERT_EQ(chmod(keyPath().c_str(), 0600), 0);
     EXPECT_EQ(decrypted(text), "kept");
     std::filesystem::resize_file(keyPath(), 31);
-    EXPECT_EQ(TarnOmKeymEncrypt(kOwner, "p", 1, output, &length), static_cast<uint32_t>(EBADMSG));
+    EXPECT_EQ(errorOfUse(), uint32_t{EBADMSG});
     std::filesystem::remove(keyPath());
     std::filesystem::create_symlink("/dev/zero", keyPath());
-    EXPECT_EQ(TarnOmKeymEncrypt(kOwner, "p", 1, output, &length), static_cast<uint32_t>(ELOOP));
+    EXPECT_EQ(errorOfUse(), uint32_t{ELOOP});
     std::filesystem::remove(keyPath());
     EXPECT_EQ(decrypted(text), kTampered);
 }

@@ -1,5 +1,6 @@
 // The launcher, and processes that it started calling each other.
 #include <errno.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/prctl.h>
@@ -7,21 +8,52 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <cstring>
-#include <memory>
 #include <string>
+#include <utility>
 
+#include "support/processes.h"
 #include "tarn_host/host_launcher.h"
 #include "tarn_host/host_process.h"
 
 namespace {
 
+using namespace tarn::test;
+using testing::ContainsRegex;
+using testing::HasSubstr;
+
 constexpr uint32_t kLongMs = 20000;
 
-struct LauncherDestroy {
-    void operator()(TarnHostLauncher* launcher) const { TarnHostLauncherDestroy(launcher); }
+using Entry = int (*)(void* argument);
+
+// A launcher for one test, with short calls.
+class Launching {
+ public:
+    Launching() = default;
+    Launching(const Launching&) = delete;
+    Launching& operator=(const Launching&) = delete;
+    ~Launching() { TarnHostLauncherDestroy(launcher_); }
+
+    uint32_t start(const char* name, Entry entry, void* argument = nullptr) {
+        const TarnHostProcess process = {name, entry, argument};
+        return TarnHostLauncherStart(launcher_, &process);
+    }
+    uint32_t restart(const char* name) { return TarnHostLauncherRestart(launcher_, name); }
+    TarnHostProcessState stateOf(const char* name) {
+        TarnHostProcessState state = {};
+        EXPECT_EQ(TarnHostLauncherState(launcher_, name, &state), 0U);
+        return state;
+    }
+    TarnHostProcessState nextEnded() {
+        TarnHostProcessState state = {};
+        EXPECT_EQ(TarnHostLauncherWait(launcher_, kLongMs, &state), 0U);
+        EXPECT_EQ(state.running, 0U);
+        return state;
+    }
+    operator TarnHostLauncher*() { return launcher_; }
+
+ private:
+    TarnHostLauncher* launcher_ = TarnHostLauncherCreate();
 };
-using LauncherPointer = std::unique_ptr<TarnHostLauncher, LauncherDestroy>;
 
 int endWith(void* code) {
     return *static_cast<int*>(code);
@@ -51,19 +83,17 @@ int checkStart(void* /*argument*/) {
 }
 
 TEST(Launcher, RefusesBadArguments) {
-    const LauncherPointer launcher(TarnHostLauncherCreate());
+    Launching launcher;
     TarnHostProcessState state = {};
     for (const char* name : {static_cast<const char*>(nullptr), "", ".x", "a b", "sixteen-letters!"}) {
-        const TarnHostProcess process = {name, sleepLong, nullptr};
-        EXPECT_EQ(TarnHostLauncherStart(launcher.get(), &process), uint32_t{EINVAL});
+        EXPECT_EQ(launcher.start(name, sleepLong), uint32_t{EINVAL});
     }
-    const TarnHostProcess noEntry = {"name", nullptr, nullptr};
-    EXPECT_EQ(TarnHostLauncherStart(launcher.get(), &noEntry), uint32_t{EINVAL});
-    EXPECT_EQ(TarnHostLauncherStart(launcher.get(), nullptr), uint32_t{EINVAL});
-    EXPECT_EQ(TarnHostLauncherState(launcher.get(), "name", &state), uint32_t{ENOENT});
-    EXPECT_EQ(TarnHostLauncherRestart(launcher.get(), "name"), uint32_t{ENOENT});
-    EXPECT_EQ(TarnHostLauncherWait(launcher.get(), 10, &state), uint32_t{ECHILD});
-    EXPECT_EQ(TarnHostLauncherRun(launcher.get(), 10, nullptr, nullptr, nullptr), 0U);
+    EXPECT_EQ(launcher.start("name", nullptr), uint32_t{EINVAL});
+    EXPECT_EQ(TarnHostLauncherStart(launcher, nullptr), uint32_t{EINVAL});
+    EXPECT_EQ(TarnHostLauncherState(launcher, "name", &state), uint32_t{ENOENT});
+    EXPECT_EQ(launcher.restart("name"), uint32_t{ENOENT});
+    EXPECT_EQ(TarnHostLauncherWait(launcher, 10, &state), uint32_t{ECHILD});
+    EXPECT_EQ(TarnHostLauncherRun(launcher, 10, nullptr, nullptr, nullptr), 0U);
     TarnHostLauncherDestroy(nullptr);
 }
 
@@ -73,35 +103,28 @@ TEST(Launcher, GivesEachProcessACleanStartAndTellsItsEndOnce) {
     sigemptyset(&one);
     sigaddset(&one, SIGUSR2);
     sigprocmask(SIG_BLOCK, &one, nullptr);
-    const LauncherPointer launcher(TarnHostLauncherCreate());
-    int code = 7;
-    const TarnHostProcess checked = {"checked", checkStart, nullptr};
-    const TarnHostProcess seven = {"seven", endWith, &code};
-    const TarnHostProcess sleeper = {"sleeper", sleepLong, nullptr};
-    ASSERT_EQ(TarnHostLauncherStart(launcher.get(), &checked), 0U);
-    ASSERT_EQ(TarnHostLauncherStart(launcher.get(), &sleeper), 0U);
-    EXPECT_EQ(TarnHostLauncherStart(launcher.get(), &sleeper), uint32_t{EALREADY});
-    TarnHostProcessState state = {};
-    ASSERT_EQ(TarnHostLauncherWait(launcher.get(), kLongMs, &state), 0U);
+    Launching launcher;
+    ASSERT_EQ(launcher.start("checked", checkStart), 0U);
+    ASSERT_EQ(launcher.start("sleeper", sleepLong), 0U);
+    EXPECT_EQ(launcher.start("sleeper", sleepLong), uint32_t{EALREADY});
+    TarnHostProcessState state = launcher.nextEnded();
     EXPECT_STREQ(state.name, "checked");
     EXPECT_EQ(state.exitCode, 0);
-    EXPECT_EQ(TarnHostLauncherWait(launcher.get(), 50, &state), uint32_t{ETIMEDOUT});
-    ASSERT_EQ(TarnHostLauncherStart(launcher.get(), &seven), 0U);
-    ASSERT_EQ(TarnHostLauncherWait(launcher.get(), kLongMs, &state), 0U);
-    EXPECT_STREQ(state.name, "seven");
+    EXPECT_EQ(TarnHostLauncherWait(launcher, 50, &state), uint32_t{ETIMEDOUT});
+    int code = 7;
+    ASSERT_EQ(launcher.start("coded", endWith, &code), 0U);
+    state = launcher.nextEnded();
+    EXPECT_STREQ(state.name, "coded");
     EXPECT_EQ(state.exitCode, 7);
     code = 8;
-    ASSERT_EQ(TarnHostLauncherRestart(launcher.get(), "seven"), 0U);
-    ASSERT_EQ(TarnHostLauncherWait(launcher.get(), kLongMs, &state), 0U);
-    EXPECT_EQ(state.exitCode, 8);
-    ASSERT_EQ(TarnHostLauncherState(launcher.get(), "sleeper", &state), 0U);
+    ASSERT_EQ(launcher.restart("coded"), 0U);
+    EXPECT_EQ(launcher.nextEnded().exitCode, 8);
+    state = launcher.stateOf("sleeper");
     EXPECT_EQ(state.running, 1U);
-    EXPECT_EQ(TarnHostLauncherRestart(launcher.get(), "sleeper"), uint32_t{EALREADY});
+    EXPECT_EQ(launcher.restart("sleeper"), uint32_t{EALREADY});
     kill(static_cast<pid_t>(state.pid), SIGKILL);
-    ASSERT_EQ(TarnHostLauncherWait(launcher.get(), kLongMs, &state), 0U);
-    EXPECT_EQ(state.running, 0U);
-    EXPECT_EQ(state.signal, SIGKILL);
-    EXPECT_EQ(TarnHostLauncherWait(launcher.get(), kLongMs, &state), uint32_t{ECHILD});
+    EXPECT_EQ(launcher.nextEnded().signal, SIGKILL);
+    EXPECT_EQ(TarnHostLauncherWait(launcher, kLongMs, &state), uint32_t{ECHILD});
     signal(SIGUSR1, SIG_DFL);
     sigprocmask(SIG_UNBLOCK, &one, nullptr);
 }
@@ -113,17 +136,14 @@ class Pipe {
     Pipe& operator=(const Pipe&) = delete;
     ~Pipe() {
         close(ends_[0]);
-        closeWriting();
+        close(ends_[1]);
     }
     int* writing() { return &ends_[1]; }
-    void closeWriting() {
-        if (ends_[1] >= 0) {
-            close(ends_[1]);
-            ends_[1] = -1;
+    // How many bytes one read gives: 0 when all other writers are gone, and this process gives up writing.
+    ssize_t readOne(bool isLast = false) {
+        if (isLast) {
+            close(std::exchange(ends_[1], -1));
         }
-    }
-    // How many bytes one read gives: 0 when all writers are gone.
-    ssize_t readOne() {
         char byte = 0;
         return read(ends_[0], &byte, 1);
     }
@@ -134,18 +154,13 @@ class Pipe {
 
 TEST(Launcher, StopsTheStubbornAfterTheGrace) {
     Pipe ready;
-    const LauncherPointer launcher(TarnHostLauncherCreate());
-    const TarnHostProcess obedient = {"obedient", sleepLong, nullptr};
-    const TarnHostProcess stubborn = {"stubborn", ignoreTermination, ready.writing()};
-    ASSERT_EQ(TarnHostLauncherStart(launcher.get(), &obedient), 0U);
-    ASSERT_EQ(TarnHostLauncherStart(launcher.get(), &stubborn), 0U);
+    Launching launcher;
+    ASSERT_EQ(launcher.start("obedient", sleepLong), 0U);
+    ASSERT_EQ(launcher.start("stubborn", ignoreTermination, ready.writing()), 0U);
     ASSERT_EQ(ready.readOne(), 1);
-    EXPECT_EQ(TarnHostLauncherStop(launcher.get(), 200), 0U);
-    TarnHostProcessState state = {};
-    EXPECT_EQ(TarnHostLauncherState(launcher.get(), "obedient", &state), 0U);
-    EXPECT_EQ(state.signal, SIGTERM);
-    EXPECT_EQ(TarnHostLauncherState(launcher.get(), "stubborn", &state), 0U);
-    EXPECT_EQ(state.signal, SIGKILL);
+    EXPECT_EQ(TarnHostLauncherStop(launcher, 200), 0U);
+    EXPECT_EQ(launcher.stateOf("obedient").signal, SIGTERM);
+    EXPECT_EQ(launcher.stateOf("stubborn").signal, SIGKILL);
 }
 
 void countEnd(const TarnHostProcessState* ended, void* count) {
@@ -153,17 +168,15 @@ void countEnd(const TarnHostProcessState* ended, void* count) {
 }
 
 TEST(Launcher, RunsUntilAllHaveEnded) {
-    const LauncherPointer launcher(TarnHostLauncherCreate());
+    Launching launcher;
     int codes[] = {0, 3};
     int ends = 0;
     int signal = -1;
-    const TarnHostProcess good = {"good", endWith, &codes[0]};
-    const TarnHostProcess bad = {"bad", endWith, &codes[1]};
-    ASSERT_EQ(TarnHostLauncherStart(launcher.get(), &good), 0U);
-    EXPECT_EQ(TarnHostLauncherRun(launcher.get(), 100, countEnd, &ends, &signal), 0U);
-    ASSERT_EQ(TarnHostLauncherRestart(launcher.get(), "good"), 0U);
-    ASSERT_EQ(TarnHostLauncherStart(launcher.get(), &bad), 0U);
-    EXPECT_EQ(TarnHostLauncherRun(launcher.get(), 100, countEnd, &ends, &signal), uint32_t{ECHILD});
+    ASSERT_EQ(launcher.start("good", endWith, &codes[0]), 0U);
+    EXPECT_EQ(TarnHostLauncherRun(launcher, 100, countEnd, &ends, &signal), 0U);
+    ASSERT_EQ(launcher.restart("good"), 0U);
+    ASSERT_EQ(launcher.start("bad", endWith, &codes[1]), 0U);
+    EXPECT_EQ(TarnHostLauncherRun(launcher, 100, countEnd, &ends, &signal), uint32_t{ECHILD});
     EXPECT_EQ(ends, 3);
     EXPECT_EQ(signal, 0);
 }
@@ -172,47 +185,40 @@ void writeEnd(const TarnHostProcessState* /*ended*/, void* pipeEnd) {
     EXPECT_EQ(write(*static_cast<int*>(pipeEnd), "e", 1), 1);
 }
 
-// A launching process with a child that ignores SIGTERM, running until a signal; its exit code tells what it saw. It
-// has begun to run when two bytes have come.
-pid_t launchInFork(Pipe& ready) {
-    const pid_t pid = fork();
-    if (pid != 0) {
-        return pid;
+// A launching process with a child that ignores SIGTERM; it runs until it is interrupted.
+class LauncherInFork : public testing::Test {
+ protected:
+    void SetUp() override {
+        launcher_ = startForked([this] {
+            Launching launcher;
+            int code = 0;
+            int signal = 0;
+            EXPECT_EQ(launcher.start("stubborn", ignoreTermination, ready_.writing()), 0U);
+            EXPECT_EQ(launcher.start("first", endWith, &code), 0U);
+            EXPECT_EQ(TarnHostLauncherRun(launcher, 60000, writeEnd, ready_.writing(), &signal), uint32_t{ECANCELED});
+            EXPECT_EQ(signal, SIGINT);
+            return 0;
+        });
+        ASSERT_EQ(ready_.readOne(), 1);
+        ASSERT_EQ(ready_.readOne(), 1) << "one process is ready, and the end of the other is told";
     }
-    const LauncherPointer launcher(TarnHostLauncherCreate());
-    const TarnHostProcess stubborn = {"stubborn", ignoreTermination, ready.writing()};
-    int code = 0;
-    const TarnHostProcess first = {"first", endWith, &code};
-    int signal = 0;
-    const bool told = TarnHostLauncherStart(launcher.get(), &stubborn) == 0 &&
-                      TarnHostLauncherStart(launcher.get(), &first) == 0 &&
-                      TarnHostLauncherRun(launcher.get(), 60000, writeEnd, ready.writing(), &signal) == ECANCELED;
-    _exit(told && signal == SIGINT ? 0 : 1);
-}
 
-TEST(Launcher, StopsAllOnASignalAndAtOnceOnTheSecond) {
-    Pipe ready;
-    const pid_t launcher = launchInFork(ready);
-    ASSERT_EQ(ready.readOne(), 1);
-    ASSERT_EQ(ready.readOne(), 1);
-    kill(launcher, SIGINT);
+    Pipe ready_;
+    pid_t launcher_ = -1;
+};
+
+TEST_F(LauncherInFork, StopsAllOnASignalAndAtOnceOnTheSecond) {
+    kill(launcher_, SIGINT);
     usleep(200000);
-    EXPECT_EQ(waitpid(launcher, nullptr, WNOHANG), 0) << "the grace is a minute";
-    kill(launcher, SIGTERM);
-    int status = -1;
-    waitpid(launcher, &status, 0);
-    EXPECT_EQ(status, 0);
+    EXPECT_EQ(waitpid(launcher_, nullptr, WNOHANG), 0) << "the grace is a minute";
+    kill(launcher_, SIGTERM);
+    EXPECT_EQ(endOf(launcher_), 0);
 }
 
-TEST(Launcher, TakesItsProcessesAlongWhenKilled) {
-    Pipe ready;
-    const pid_t launcher = launchInFork(ready);
-    ASSERT_EQ(ready.readOne(), 1);
-    ASSERT_EQ(ready.readOne(), 1);
-    ready.closeWriting();
-    kill(launcher, SIGKILL);
-    waitpid(launcher, nullptr, 0);
-    EXPECT_EQ(ready.readOne(), 0) << "the child still holds the pipe";
+TEST_F(LauncherInFork, TakesItsProcessesAlongWhenKilled) {
+    kill(launcher_, SIGKILL);
+    EXPECT_EQ(endOf(launcher_), -SIGKILL);
+    EXPECT_EQ(ready_.readOne(true), 0) << "the child still holds the pipe";
 }
 
 struct Outcome {
@@ -233,39 +239,33 @@ Outcome runProgram(const std::string& arguments) {
 }
 
 TEST(LaunchProgram, RunsTheProcessesOfAnImage) {
-    const Outcome run = runProgram(LAUNCH_IMAGE " server client");
-    EXPECT_EQ(run.exitCode, 0) << run.output;
-    for (const char* line : {"tarn_launch: process server started (pid ", "tarn_launch: process client started (pid ",
-                             "the client got its answer", "process client (pid ", "ended with exit code 0"}) {
-        EXPECT_NE(run.output.find(line), std::string::npos) << line << " is not in\n" << run.output;
-    }
-    const Outcome failing = runProgram(LAUNCH_IMAGE " failing");
-    EXPECT_EQ(failing.exitCode, 1);
-    EXPECT_NE(failing.output.find("process failing (pid "), std::string::npos) << failing.output;
-    EXPECT_NE(failing.output.find("ended with exit code 5"), std::string::npos) << failing.output;
-    EXPECT_EQ(runProgram("--list " LAUNCH_IMAGE).output, "server\nclient\nfailing\nstopper\n");
-    EXPECT_EQ(runProgram(LAUNCH_IMAGE " stopper").exitCode, 128 + SIGTERM);
+    const Outcome fine = runProgram(LAUNCH_IMAGE " fine");
+    EXPECT_EQ(fine.exitCode, 0);
+    EXPECT_THAT(fine.output, ContainsRegex("tarn_launch: process fine started \\(pid [0-9]+\\)\n"
+                                           ".*process fine \\(pid [0-9]+\\).*ended with exit code 0"));
+    const Outcome both = runProgram(LAUNCH_IMAGE);
+    EXPECT_EQ(both.exitCode, 1);
+    EXPECT_THAT(both.output, ContainsRegex("process fine \\(pid .*ended with exit code 0"));
+    EXPECT_THAT(both.output, ContainsRegex("process failing \\(pid .*ended with exit code 5"));
+    EXPECT_EQ(runProgram("--list " LAUNCH_IMAGE).output, "fine\nfailing\n");
+    EXPECT_EQ(runProgram("--version").exitCode, 0);
 }
 
 TEST(LaunchProgram, SaysWhatIsWrong) {
-    const struct {
-        const char* arguments;
-        const char* text;
-    } cases[] = {
+    const std::pair<const char*, const char*> cases[] = {
         {"", "IMAGE is required"},
         {"absent.so", "./absent.so"},
         {"libtarn_host_platform.so.1", "cannot load the image"},
         {HOST_PLATFORM, "does not export tarnHostImage"},
-        {LAUNCH_IMAGE " server nobody", "has no process nobody"},
+        {LAUNCH_IMAGE " fine nobody", "has no process nobody"},
         {LAUNCH_IMAGE " failing failing", "process failing would be started twice"},
         {"--grace x " LAUNCH_IMAGE, "grace"},
     };
-    for (const auto& wrong : cases) {
-        const Outcome run = runProgram(wrong.arguments);
-        EXPECT_EQ(run.exitCode, 2) << wrong.arguments;
-        EXPECT_NE(run.output.find(wrong.text), std::string::npos) << run.output;
+    for (const auto& [arguments, text] : cases) {
+        const Outcome run = runProgram(arguments);
+        EXPECT_EQ(run.exitCode, 2) << arguments;
+        EXPECT_THAT(run.output, HasSubstr(text));
     }
-    EXPECT_EQ(runProgram("--version").exitCode, 0);
 }
 
 } // namespace

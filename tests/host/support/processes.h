@@ -57,9 +57,7 @@ class Child {
  public:
     explicit Child(const std::function<bool()>& body);
     Child(const Child&) = delete;
-    Child(Child&&) = delete;
     Child& operator=(const Child&) = delete;
-    Child& operator=(Child&&) = delete;
     ~Child() { end(); }
 
     pid_t pid() const { return pid_; }
@@ -76,9 +74,7 @@ class CaughtErrors {
  public:
     CaughtErrors();
     CaughtErrors(const CaughtErrors&) = delete;
-    CaughtErrors(CaughtErrors&&) = delete;
     CaughtErrors& operator=(const CaughtErrors&) = delete;
-    CaughtErrors& operator=(CaughtErrors&&) = delete;
     ~CaughtErrors();
 
     std::string text() const;

@@ -3,6 +3,7 @@
 #include <iconv.h>
 
 #include <array>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -93,22 +94,19 @@ TEST(HostText, NullIsATextWithoutLengthAndLessThanAnyOther) {
 }
 
 TEST(HostText, NumbersAreWholeDecimalTexts) {
-    struct Case {
-        const char* text;
-        int32_t value;
-    };
-    for (const Case& c : {Case{"0", 0},
-                          {"-0", 0},
-                          {"+7", 7},
-                          {"007", 7},
-                          {"2147483647", INT32_MAX},
-                          {"-2147483648", INT32_MIN},
-                          {"00000000000000000000001", 1}}) {
-        int32_t value = 99;
-        EXPECT_EQ(0, MOSS_StrToInt32(c.text, &value)) << c.text;
-        EXPECT_EQ(c.value, value) << c.text;
+    int32_t value = 0;
+    for (const auto& [text, expected] : {std::pair("0", 0),
+                                         {"-0", 0},
+                                         {"+7", 7},
+                                         {"007", 7},
+                                         {"2147483647", INT32_MAX},
+                                         {"-2147483648", INT32_MIN},
+                                         {"00000000000000000000001", 1}}) {
+        value = 99;
+        EXPECT_EQ(0, MOSS_StrToInt32(text, &value)) << text;
+        EXPECT_EQ(expected, value) << text;
     }
-    int32_t value = 99;
+    value = 99;
     for (const char* text : {"", " ", "-", "+", "+-1", "-+1", "--1", " 1", "1 ", "1a", "0x1", "1.0", "2147483648",
                              "-2147483649", "99999999999999999999", static_cast<const char*>(nullptr)}) {
         EXPECT_NE(0, MOSS_StrToInt32(text, &value)) << (text != nullptr ? text : "null");
@@ -122,8 +120,7 @@ TEST(HostText, Addresses) {
     std::array<unsigned char, 17> address;
     address.fill(0xEE);
     EXPECT_EQ(1, MOSS_Inet_Pton(2, "192.0.2.1", address.data()));
-    EXPECT_EQ((std::array<unsigned char, 5>{192, 0, 2, 1, 0xEE}),
-              (std::array<unsigned char, 5>{address[0], address[1], address[2], address[3], address[4]}));
+    EXPECT_EQ(0, std::memcmp(address.data(), "\xC0\0\2\1\xEE", 5));
     EXPECT_EQ(1, MOSS_Inet_Pton(10, "2001:db8::ff", address.data()));
     EXPECT_EQ(0x20, address[0]);
     EXPECT_EQ(0xFF, address[15]);
