@@ -1,13 +1,16 @@
 #include "launcher/forked_process.h"
 
+#include <fcntl.h>
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <utility>
 
 #include "tarn_host/host_process.h"
 
@@ -21,6 +24,26 @@ constexpr int kOrphaned = 125;
 int openProcess(pid_t pid) {
     return static_cast<int>(syscall(SYS_pidfd_open, pid, 0));
 }
+
+bool kernelOpensProcesses() {
+    const Descriptor own = Descriptor::make([] { return openProcess(getpid()); });
+    return own || errno != ENOSYS;
+}
+
+// What tells of a process's end where the kernel has no descriptors of processes: a pipe whose other end is the
+// process's alone.
+struct LifePipe {
+    Descriptor launcherEnd;
+    Descriptor processEnd;
+
+    // False with errno set.
+    bool open() {
+        int ends[2] = {-1, -1};
+        launcherEnd = Descriptor::make([&] { return pipe2(ends, O_CLOEXEC) == 0 ? ends[0] : -1; });
+        processEnd = Descriptor::make([&] { return ends[1]; });
+        return static_cast<bool>(launcherEnd);
+    }
+};
 
 // Handlers of the launcher mean nothing in its children.
 void resetSignals() {
@@ -49,6 +72,10 @@ void ForkedProcess::setEntry(const TarnHostProcess& process) {
 
 int ForkedProcess::start() {
     const pid_t launcher = getpid();
+    LifePipe life;
+    if (!kernelOpensProcesses() && !life.open()) {
+        return errno;
+    }
     std::fflush(nullptr);
     sigset_t all;
     sigset_t old;
@@ -64,7 +91,7 @@ int ForkedProcess::start() {
     if (pid < 0) {
         return error;
     }
-    descriptor_ = Descriptor::make([pid] { return openProcess(pid); });
+    descriptor_ = life.launcherEnd ? std::move(life.launcherEnd) : Descriptor::make([pid] { return openProcess(pid); });
     if (!descriptor_) {
         const int noDescriptor = errno;
         kill(pid, SIGKILL);
@@ -110,7 +137,7 @@ void ForkedProcess::reap() {
     if (!running()) {
         return;
     }
-    if (waitid(P_PIDFD, static_cast<id_t>(descriptor_.get()), &info, WEXITED | WNOHANG) != 0) {
+    if (waitid(P_PID, state_.pid, &info, WEXITED | WNOHANG) != 0) {
         // Someone else has reaped it, and with it how it ended.
         setEnded(-1, 0);
     } else if (info.si_pid != 0) {

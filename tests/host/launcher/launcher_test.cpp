@@ -2,11 +2,15 @@
 #include <errno.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
 #include <signal.h>
 #include <sys/prctl.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstddef>
 #include <cstdio>
 #include <string>
 #include <utility>
@@ -127,6 +131,43 @@ TEST(Launcher, GivesEachProcessACleanStartAndTellsItsEndOnce) {
     EXPECT_EQ(TarnHostLauncherWait(launcher, kLongMs, &state), uint32_t{ECHILD});
     signal(SIGUSR1, SIG_DFL);
     sigprocmask(SIG_UNBLOCK, &one, nullptr);
+}
+
+// Takes the kernel's descriptors of processes from this process and its children.
+bool forgetProcessDescriptors() {
+    sock_filter filter[] = {
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_pidfd_open, 0, 1),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | ENOSYS),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+    };
+    const sock_fprog program = {std::size(filter), filter};
+    return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 && prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0;
+}
+
+TEST(Launcher, NeedsNoProcessDescriptorsOfTheKernel) {
+    const pid_t child = fork();
+    if (child == 0) {
+        if (!forgetProcessDescriptors()) {
+            _exit(77);
+        }
+        const LauncherPointer launcher(TarnHostLauncherCreate());
+        int code = 7;
+        TarnHostProcessState state = {};
+        const TarnHostProcess sleeper = {"sleeper", sleepLong, nullptr};
+        const TarnHostProcess ending = {"ending", endWith, &code};
+        const bool told = TarnHostLauncherStart(launcher.get(), &sleeper) == 0 &&
+                          TarnHostLauncherStart(launcher.get(), &ending) == 0 &&
+                          TarnHostLauncherWait(launcher.get(), kLongMs, &state) == 0 && state.exitCode == 7 &&
+                          std::string(state.name) == "ending" && TarnHostLauncherStop(launcher.get(), 200) == 0;
+        _exit(told ? 0 : 1);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    if (WIFEXITED(status) && WEXITSTATUS(status) == 77) {
+        GTEST_SKIP() << "the kernel takes no filter of system calls";
+    }
+    EXPECT_EQ(status, 0);
 }
 
 class Pipe {
