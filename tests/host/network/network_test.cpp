@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <deque>
+#include <iterator>
 #include <string>
 
 // Internal to the host platform: what is picked is tested without the addresses of this machine.
@@ -14,66 +14,52 @@
 
 namespace {
 
-// A list as getifaddrs makes it.
-class Interfaces {
- public:
-    void add(const char* name, int family, const char* text) {
-        Entry& entry = entries_.emplace_back();
-        entry.address.sin6_family = static_cast<sa_family_t>(family);
-        if (text != nullptr && family == AF_INET) {
-            inet_pton(family, text, &reinterpret_cast<sockaddr_in*>(&entry.address)->sin_addr);
-        } else if (text != nullptr && family == AF_INET6) {
-            inet_pton(family, text, &entry.address.sin6_addr);
-        }
-        entry.link.ifa_name = const_cast<char*>(name);
-        entry.link.ifa_addr = text == nullptr ? nullptr : reinterpret_cast<sockaddr*>(&entry.address);
-        if (entries_.size() > 1) {
-            entries_[entries_.size() - 2].link.ifa_next = &entry.link;
+// An interface as getifaddrs lists it; the digit of its name is its id.
+struct Interface {
+    Interface(const char* name, int family, const char* text) {
+        auto* const general = reinterpret_cast<sockaddr*>(&address);
+        general->sa_family = static_cast<sa_family_t>(family);
+        link.ifa_name = const_cast<char*>(name);
+        link.ifa_addr = text == nullptr ? nullptr : general;
+        if (text != nullptr && family != AF_PACKET) {
+            inet_pton(family, text, numberOf(general));
         }
     }
-
-    std::string pick(int family, uint32_t interfaceId) const {
-        const sockaddr* const address =
-            tarn::host::pickAddress(&entries_.front().link, family, interfaceId,
-                                    [](const char* name) { return static_cast<uint32_t>(name[3] - '0'); });
-        if (address == nullptr) {
-            return "(none)";
-        }
-        char text[INET6_ADDRSTRLEN] = {};
-        inet_ntop(family,
-                  family == AF_INET ? static_cast<const void*>(&reinterpret_cast<const sockaddr_in*>(address)->sin_addr)
-                                    : &reinterpret_cast<const sockaddr_in6*>(address)->sin6_addr,
-                  text, sizeof text);
-        return text;
+    static void* numberOf(sockaddr* general) {
+        return general->sa_family == AF_INET ? static_cast<void*>(&reinterpret_cast<sockaddr_in*>(general)->sin_addr)
+                                             : static_cast<void*>(&reinterpret_cast<sockaddr_in6*>(general)->sin6_addr);
     }
 
- private:
-    struct Entry {
-        sockaddr_in6 address = {};
-        ifaddrs link = {};
-    };
-    std::deque<Entry> entries_;
+    sockaddr_storage address = {};
+    ifaddrs link = {};
 };
 
 TEST(HostNetwork, TheFirstReachableAddressIsPicked) {
-    Interfaces interfaces;
-    interfaces.add("eth1", AF_PACKET, "");
-    interfaces.add("eth1", AF_INET, "127.0.0.1");
-    interfaces.add("eth1", AF_INET6, "::1");
-    interfaces.add("eth2", AF_INET, nullptr);
-    interfaces.add("eth2", AF_INET, "169.254.1.1");
-    interfaces.add("eth2", AF_INET, "192.0.2.2");
-    interfaces.add("eth2", AF_INET, "192.0.2.3");
-    interfaces.add("eth2", AF_INET6, "fe80::2");
-    interfaces.add("eth3", AF_INET, "198.51.100.3");
-    interfaces.add("eth3", AF_INET6, "2001:db8::3");
-    EXPECT_EQ(interfaces.pick(AF_INET, 0), "192.0.2.2");
-    EXPECT_EQ(interfaces.pick(AF_INET, 1), "(none)");
-    EXPECT_EQ(interfaces.pick(AF_INET, 2), "192.0.2.2");
-    EXPECT_EQ(interfaces.pick(AF_INET, 3), "198.51.100.3");
-    EXPECT_EQ(interfaces.pick(AF_INET6, 0), "2001:db8::3");
-    EXPECT_EQ(interfaces.pick(AF_INET6, 2), "(none)");
-    EXPECT_EQ(interfaces.pick(AF_INET, 9), "(none)");
+    Interface list[] = {
+        {"eth1", AF_PACKET, ""},           {"eth1", AF_INET, "127.0.0.1"},   {"eth1", AF_INET6, "::1"},
+        {"eth2", AF_INET, nullptr},        {"eth2", AF_INET, "169.254.1.1"}, {"eth2", AF_INET, "192.0.2.2"},
+        {"eth2", AF_INET, "192.0.2.3"},    {"eth2", AF_INET6, "fe80::2"},    {"eth3", AF_INET, "198.51.100.3"},
+        {"eth3", AF_INET6, "2001:db8::3"},
+    };
+    for (size_t i = 1; i < std::size(list); ++i) {
+        list[i - 1].link.ifa_next = &list[i].link;
+    }
+    const auto pick = [&](int family, uint32_t interfaceId) -> std::string {
+        const sockaddr* const picked = tarn::host::pickAddress(
+            &list[0].link, family, interfaceId, [](const char* name) { return static_cast<uint32_t>(name[3] - '0'); });
+        char text[INET6_ADDRSTRLEN] = "(none)";
+        if (picked != nullptr) {
+            inet_ntop(family, Interface::numberOf(const_cast<sockaddr*>(picked)), text, sizeof text);
+        }
+        return text;
+    };
+    EXPECT_EQ(pick(AF_INET, 0), "192.0.2.2");
+    EXPECT_EQ(pick(AF_INET, 1), "(none)");
+    EXPECT_EQ(pick(AF_INET, 2), "192.0.2.2");
+    EXPECT_EQ(pick(AF_INET, 3), "198.51.100.3");
+    EXPECT_EQ(pick(AF_INET6, 0), "2001:db8::3");
+    EXPECT_EQ(pick(AF_INET6, 2), "(none)");
+    EXPECT_EQ(pick(AF_INET, 9), "(none)");
 }
 
 TEST(HostNetwork, BlocksHoldAnAddressOrStayAsTheyWere) {
