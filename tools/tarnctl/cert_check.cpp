@@ -1,5 +1,5 @@
-// "tarnctl cert check": has the library build for each installed type the TLS context that a process would, and says what
-// fails. The library's own lines say more: TARN_LOG_STDERR=1 shows them.
+// "tarnctl cert check": has the library build for each installed type the TLS context that a process would, and says
+// what fails. The library's own lines say more: TARN_LOG_STDERR=1 shows them.
 #include <openssl/err.h>
 #include <openssl/ssl.h>
 #include <openssl/x509_vfy.h>

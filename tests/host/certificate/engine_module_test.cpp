@@ -23,8 +23,8 @@ std::string& askedPath() {
 
 } // namespace
 
-// Comes before OpenSSL's own: the library is what is shipped, with the device's path of the module in it, and the module
-// stands where it was built.
+// Comes before OpenSSL's own: the library is the one that is shipped, with the device's path of the module in it, and
+// the module stands where it was built.
 #pragma GCC visibility push(default)
 int ENGINE_ctrl_cmd_string(ENGINE* engine, const char* command, const char* argument, int optional) {
     static const auto genuine =

@@ -41,8 +41,8 @@ class OrdinaryRights {
     std::array<__user_cap_data_struct, 2> before_ = {};
 };
 
-// A process with all kinds of certificates: 0 with an encrypted RSA key, 2 keyless with a chain of three, 3 keyless with
-// an encrypted key.
+// A process with all kinds of certificates: type 0 with an encrypted RSA key, type 2 keyless with a chain of three, and
+// type 3 keyless with an encrypted key.
 class LoadersTest : public testing::Test {
  protected:
     void SetUp() override {
