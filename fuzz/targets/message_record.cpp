@@ -1,7 +1,6 @@
 // Incoming message records: a record whose every field a sender chooses, with a payload of exactly its length. A sender
 // of the same image names only functions that exist, so the handler is one of a few.
 #include <cstring>
-#include <memory>
 
 #include "input.h"
 #include "scripted_run.h"
@@ -115,17 +114,16 @@ void fuzzMessageRecord(std::span<const uint8_t> bytes) {
     record.kind = attaches ? CONF_MSG_KIND_ANSWER_BLOCK : input.byte();
     record.responseWanted = (choice & 8U) != 0 ? 1 : input.byte();
     const std::span<const uint8_t> content = input.rest();
-    const auto payload = std::make_unique<uint8_t[]>(content.size());
-    std::copy(content.begin(), content.end(), payload.get());
-    auto* const call = content.empty() ? nullptr : reinterpret_cast<ConfCommMsgPayload*>(payload.get());
+    std::vector<uint8_t> payload(content.begin(), content.end());
+    auto* const call = content.empty() ? nullptr : reinterpret_cast<ConfCommMsgPayload*>(payload.data());
     record.payload = call;
     record.payloadLength = static_cast<uint32_t>(content.size());
     if (content.size() >= sizeof handler) {
-        std::memcpy(payload.get(), &handler, sizeof handler);
+        std::memcpy(payload.data(), &handler, sizeof handler);
     }
-    clearPointer(record, payload.get());
+    clearPointer(record, payload.data());
     mayAttach = record.kind == CONF_MSG_KIND_ANSWER_BLOCK;
-    const std::vector<uint8_t> delivered(payload.get(), payload.get() + content.size());
+    const std::vector<uint8_t> delivered = payload;
     const uint32_t result = expected(record, call, handler);
     if (refused) {
         ScriptedRun::platform().failNth("OsMsgSynSendResp", 1);
@@ -137,13 +135,12 @@ void fuzzMessageRecord(std::span<const uint8_t> bytes) {
     FUZZ_CHECK(seen.count == (result == 0 ? 1U : 0U));
     FUZZ_CHECK(responses.size() == (answered && !refused ? 1U : 0U));
     if (result != 0) {
-        FUZZ_CHECK(std::equal(delivered.begin(), delivered.end(), payload.get()));
+        FUZZ_CHECK(delivered == payload);
         return;
     }
     FUZZ_CHECK(seen.msgId == call->msgId && seen.length == call->dataLength);
-    FUZZ_CHECK(seen.length == 0 || seen.data == payload.get() + kDataOffset);
-    FUZZ_CHECK(responses.empty() || (responses[0].size() == content.size() &&
-                                     std::memcmp(responses[0].data(), payload.get(), content.size()) == 0));
+    FUZZ_CHECK(seen.length == 0 || seen.data == payload.data() + kDataOffset);
+    FUZZ_CHECK(responses.empty() || responses[0] == payload);
     if (attaches && !(answered && refused)) {
         releaseAttached(*call);
     }

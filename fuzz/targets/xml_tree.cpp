@@ -33,10 +33,11 @@ using Variables = std::vector<std::vector<char>>;
 Variables makeVariables(char filling) {
     Variables variables;
     for (uint32_t i = 0; i < kTypeCount * (1 + kInstances); ++i) {
-        std::vector<char> bytes(kTypes[i % kTypeCount].bytes, filling);
-        bytes.back() = i % kTypeCount == kTypeCount - 1 ? '\0' : filling;
-        bytes.shrink_to_fit();
-        variables.push_back(std::move(bytes));
+        const Type& type = kTypes[i % kTypeCount];
+        std::vector<char>& bytes = variables.emplace_back(type.bytes, filling);
+        if (type.type == CONF_XML_ATTR_CHAR) {
+            bytes[type.bytes - 1] = '\0';
+        }
     }
     return variables;
 }
