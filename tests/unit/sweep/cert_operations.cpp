@@ -102,32 +102,25 @@ std::vector<Subject> certSubjects() {
                            },
                        .heap = kOperatorNew};
     const auto path = [](const char* name, auto call) {
-        return Operation{.name = name,
-                         .run = [=] { return call(outputs().text(), 160); },
-                         .failure = kRefused,
-                         .results = {{"strcpy_s", 1}, {"memcpy_s", 1}, {"strncpy_s", 1}},
-                         .partial = "a failed copy leaves what it left"};
+        return op(
+            name, [=] { return call(outputs().text(), 160); },
+            {0, kRefused, {{"strcpy_s", 1}, {"memcpy_s", 1}, {"strncpy_s", 1}}}, "a failed copy leaves what it left");
     };
     const auto handles = [](const char* name, auto call) {
-        return Operation{.name = name,
-                         .run =
-                             [=] {
-                                 call();
-                                 const unsigned long left = ERR_peek_error();
-                                 const ScriptedPlatform& platform = ScriptedPlatform::get();
-                                 const size_t opened =
-                                     platform.count("OsOpenDir") - (platform.failedCall() == "OsOpenDir" ? 1 : 0);
-                                 return left != 0 ? 98 : platform.count("OsCloseDir") != opened ? 97 : 0;
-                             },
-                         .results = {{kEveryCall, 0}},
-                         .partial = kLogged};
+        return op(
+            name,
+            [=] {
+                call();
+                const unsigned long left = ERR_peek_error();
+                const ScriptedPlatform& platform = ScriptedPlatform::get();
+                const size_t opened = platform.count("OsOpenDir") - (platform.failedCall() == "OsOpenDir" ? 1 : 0);
+                return left != 0 ? 98 : platform.count("OsCloseDir") != opened ? 97 : 0;
+            },
+            {0, 1, {{kEveryCall, 0}}}, kLogged);
     };
     const auto loads = [](const char* name, uint32_t (*fill)(SSL_CTX*), std::map<std::string, uint64_t> results) {
-        return Operation{.name = name,
-                         .run = [=] { return onContext(fill); },
-                         .failure = kRefused,
-                         .results = std::move(results),
-                         .partial = kDiscarded};
+        return op(
+            name, [=] { return onContext(fill); }, {0, kRefused, std::move(results)}, kDiscarded);
     };
     const auto loadCa = [](SSL_CTX* context) {
         ConfCaCertEntry list[1] = {};
@@ -141,39 +134,36 @@ std::vector<Subject> certSubjects() {
         handles("ConfCertInit", [] { ConfCertInit(nullptr); }),
         handles("ConfOmCertCallback", [] { ConfOmCertCallback(OM_CERT_EVENT_CA, 0); }),
         handles("ConfOmCertCallback/service", [] { ConfOmCertCallback(OM_CERT_EVENT_SERVICE, 0x103); }),
-        {.name = "ConfCertGetCertSizeAndInfo", .run = fetch},
+        op("ConfCertGetCertSizeAndInfo", fetch),
         path("ConfCertGetSrvCertFilePath",
              [](char* buffer, uint32_t bytes) { return ConfCertGetSrvCertFilePath(0, buffer, bytes); }),
         path("ConfCertGetCaPath", ConfCertGetCaPath),
         path("ConfCertGetCrlPath", ConfCertGetCrlPath),
-        {.name = "ConfCertGetAddrCaPath",
-         .run =
-             [] {
-                 outputs().bytes.resize(CONF_CERT_PATH_LEN);
-                 ConfCertGetAddrCaPath(outputs().text());
-                 return uint64_t{0};
-             },
-         .results = {{kEveryCall, 0}},
-         .partial = "a failed copy leaves what it left"},
-        {.name = "ConfCertGetGmSrvCertInfo",
-         .run =
-             [] {
-                 static ConfCertGmSrvCertInfo info;
-                 return ConfCertGetGmSrvCertInfo(0, &info);
-             },
-         .failure = kRefused,
-         .results = {{"strcpy_s", 1}, {"memcpy_s", 1}, {"strncpy_s", 1}}},
-        {.name = "ConfCertGetCaCertList",
-         .run =
-             [] {
-                 static ConfCaCertEntry list[CONF_CERT_MAX_CA_FILES];
-                 uint32_t count = 0;
-                 return ConfCertGetCaCertList(list, &count);
-             },
-         .failure = kRefused,
-         .results =
-             {{kEveryCall, 0}, {"strcpy_s", kEither}, {"OsOpenDir", kRefused}, {"TarnOmCertGetCertPath", kRefused}},
-         .partial = "an entry that fails is left out"},
+        op(
+            "ConfCertGetAddrCaPath",
+            [] {
+                outputs().bytes.resize(CONF_CERT_PATH_LEN);
+                ConfCertGetAddrCaPath(outputs().text());
+                return uint64_t{0};
+            },
+            {0, 1, {{kEveryCall, 0}}}, "a failed copy leaves what it left"),
+        op("ConfCertGetGmSrvCertInfo",
+           [] {
+               static ConfCertGmSrvCertInfo info;
+               return ConfCertGetGmSrvCertInfo(0, &info);
+           },
+           {0, kRefused, {{"strcpy_s", 1}, {"memcpy_s", 1}, {"strncpy_s", 1}}}),
+        op(
+            "ConfCertGetCaCertList",
+            [] {
+                static ConfCaCertEntry list[CONF_CERT_MAX_CA_FILES];
+                uint32_t count = 0;
+                return ConfCertGetCaCertList(list, &count);
+            },
+            {0,
+             kRefused,
+             {{kEveryCall, 0}, {"strcpy_s", kEither}, {"OsOpenDir", kRefused}, {"TarnOmCertGetCertPath", kRefused}}},
+            "an entry that fails is left out"),
         loads("ConfLoadServerCert", [](SSL_CTX* context) { return ConfLoadServerCert(context, 0); }, {}),
         loads("ConfLoadServerCert/engine", [](SSL_CTX* context) { return ConfLoadServerCert(context, 2); },
               {{"OsMutexLock", 0}, {"ENGINE_by_id", kEither}}),

@@ -107,24 +107,20 @@ void notify() {
 Subject values() {
     Subject subject = {.prepare = [] {}, .state = [] { return outputs().shown(); }, .finish = [] {}};
     const auto reads = [](const char* name, auto call) {
-        return Operation{.name = name,
-                         .run =
-                             [=] {
-                                 const ConfConfigValue value = stringValue("1");
-                                 return static_cast<uint64_t>(call(&value));
-                             },
-                         .success = 1,
-                         .failure = 0,
-                         .tells = {"sscanf_s fail 2"}};
+        return op(name,
+                  [=] {
+                      const ConfConfigValue value = stringValue("1");
+                      return static_cast<uint64_t>(call(&value));
+                  },
+                  {1, 0}, nullptr, {"sscanf_s fail 2"});
     };
     // Into the buffer, which is a bound variable here.
     const auto writes = [](std::string name, ConfConfigValue value, auto call,
                            std::map<std::string, uint64_t> results = {}) {
-        return Operation{.name = std::move(name),
-                         .run = [=] { return static_cast<uint64_t>(call(&value, outputs().text(), 4U)); },
-                         .failure = kRefused,
-                         .results = std::move(results),
-                         .partial = "the variable takes what was read, and the buffer what a failed copy left"};
+        return op(
+            std::move(name), [=] { return static_cast<uint64_t>(call(&value, outputs().text(), 4U)); },
+            {0, kRefused, std::move(results)},
+            "the variable takes what was read, and the buffer what a failed copy left");
     };
     ConfConfigValue data = {};
     ConfConfigData2V(&data, "raw", 4);
@@ -137,8 +133,7 @@ Subject values() {
     ConfConfigValue flag = {};
     ConfConfigBool2V(&flag, 1);
     const auto renders = [&](const char* name, const ConfConfigValue& value, uint64_t code) {
-        return Operation{
-            .name = name, .run = [=] { return ConfConfigV2Str(&value, outputs().text(), 60); }, .failure = code};
+        return op(name, [=] { return ConfConfigV2Str(&value, outputs().text(), 60); }, {0, code});
     };
     const ConfConfigValue five = stringValue("5");
     const std::map<std::string, uint64_t> unread = {{"sscanf_s", 0}};
@@ -152,9 +147,7 @@ Subject values() {
         renders("ConfConfigV2Str/float", real, kRefused),
         renders("ConfConfigV2Str/bool", flag, kCopyCode),
         renders("ConfConfigV2Str/str", five, kCopyCode),
-        {.name = "ConfConfigV2Data",
-         .run = [=] { return ConfConfigV2Data(&data, outputs().text(), 4); },
-         .failure = kCopyCode},
+        op("ConfConfigV2Data", [=] { return ConfConfigV2Data(&data, outputs().text(), 4); }, {0, kCopyCode}),
         writes("ConfConfigCheckStr", stringValue("abc"), ConfConfigCheckStr, {{"strcpy_s", kEither}}),
         writes("ConfConfigInt2D", five, ConfConfigInt2D, unread),
         writes("ConfConfigUInt2D", five, ConfConfigUInt2D, unread),
@@ -191,112 +184,75 @@ Subject registry() {
                        .isSound = registryIsSound};
     static const ConfConfigKeyValue items[] = {item("Conf.a.number", "6"), item("Conf.a.text", "two")};
     constexpr const char* kItems = "each item is carried by itself";
-    const auto done = [](const char* name, auto call, std::map<std::string, uint64_t> results, const char* partial,
-                         std::vector<std::string> tells = {}) {
-        return Operation{.name = name,
-                         .run =
-                             [=] {
-                                 call();
-                                 return uint64_t{0};
-                             },
-                         .results = std::move(results),
-                         .partial = partial,
-                         .tells = std::move(tells)};
-    };
     subject.operations = {
-        {.name = "ConfConfigInit",
-         .run = [] { return ConfConfigInit(bindAll, "owner", "Conf"); },
-         .failure = kRefused,
-         .results = {{kEveryCall, 0}, {"OsMemMallocSetCharMon", kRefused}},
-         .partial = "it starts the registry anew, with the keys that can be bound",
-         .tells = {"[ConfConfigInit]TarnOmConfigInit failed", "[ConfConfigInit]ConfConfigInit Malloc fail"}},
-        {.name = "ConfConfigReInit",
-         .run = [] { return ConfConfigReInit(); },
-         .results = {{kEveryCall, 0}},
-         .tells = {"[ConfConfigReInit]ConfInitOmConfig failed"}},
-        done("ConfConfigBind", [] { ConfConfigBind("Conf.0", CONF_CONFIG_TYPE_INT, &number, 4, nullptr); },
-             {{kEveryCall, 0}}, "a key that cannot be stored is not bound",
-             {"[ConfConfigInsertIndex]conf secure func failed, err = 400!\n",
-              "[ConfConfigAddIndex]conf secure func failed, err = 400!\n"}),
-        done("ConfConfigInitOmCfg", ConfConfigInitOmCfg, {{kEveryCall, 0}}, kItems,
-             {"[ConfConfigInitOmCfg]TarnOmConfigStringGet Conf.a.number failed!!!\n"}),
-        done("ConfConfigClientCallBack", notify, {{kEveryCall, 0}}, "the callbacks are called, or none is",
-             {"malloc fail\n", " ConfConfigDealCallBackList malloc fail\n", " ConfConfigAdditemlist memcpy_s fail\n"}),
-        {.name = "ConfConfigAddOmCfg",
-         .run =
-             [] {
-                 const ConfConfigValue value = stringValue("1");
-                 return ConfConfigAddOmCfg("Conf.x", &value, &batch);
-             },
-         .failure = kRefused,
-         .tells = {"[ConfConfigAddOmCfg]TarnOmConfigcopyStr2Key fail",
-                   "[ConfConfigAddOmCfg]TarnOmConfigcopyStr2Val fail",
-                   "[ConfConfigAddOmCfg]conf secure func failed, err = 400!\n"}},
-        {.name = "ConfConfigAddOmCfg/full",
-         .run =
-             [] {
-                 const ConfConfigValue value = stringValue("1");
-                 batch.count = 2;
-                 return ConfConfigAddOmCfg("Conf.x", &value, &batch);
-             },
-         .failure = kRefused,
-         .results = {{"TarnOmConfigStringMset", 0}},
-         .partial = "what the service does not take is not kept",
-         .tells = {"[ConfConfigAddOmCfg]ConfConfigAddOmCfg ConfConfigSyncOmCfg fail"}},
-        {.name = "ConfConfigSyncOmCfg",
-         .run = [] { return ConfConfigSyncOmCfg(&batch); },
-         .failure = kRefused,
-         .partial = "what the service does not take is not kept"},
-        {.name = "ConfConfigSetList",
-         .run = [] { return static_cast<uint64_t>(ConfConfigSetList(items, 2, 1)); },
-         .success = 2,
-         .results = {{kEveryCall, kEither}, {"TarnOmConfigStringMset", static_cast<uint64_t>(-2)}},
-         .partial = kItems,
-         .tells = {"[ConfConfigSetList]:ConfConfigSyncOmCfg fail.\n"}},
-        {.name = "ConfConfigSyncToOM",
-         .run =
-             [] {
-                 const char* keys[] = {"Conf.a.number", "Conf.a.text"};
-                 return ConfConfigSyncToOM(keys, 2);
-             },
-         .failure = kRefused,
-         .results = {{kEveryCall, 0}, {"OsMemMallocSetCharMon", kRefused}, {"TarnOmConfigStringMset", kRefused}},
-         .partial = kItems,
-         .tells = {"[ConfConfigSyncToOM]Null ptr.", "[ConfConfigSyncToOM]ConfConfigSyncOmCfg fail\n"}},
-        {.name = "ConfConfigSyncByKeyToOM",
-         .run = [] { return ConfConfigSyncByKeyToOM("Conf."); },
-         .failure = kRefused,
-         .results = {{kEveryCall, 0}, {"OsMemMallocSetCharMon", kRefused}, {"TarnOmConfigStringMset", kRefused}},
-         .partial = kItems},
-        {.name = "ConfConfigSetIntValue",
-         .run = [] { return ConfConfigSetIntValue("Conf.x", 3); },
-         .tells = {"[ConfConfigSetIntValue]TarnOmConfigcopyStr2Key fail",
-                   "[ConfConfigSetIntValue]TarnOmConfigsetUintValue fail",
-                   "[ConfConfigSetIntValue]TarnOmConfigStringMset fail"}},
-        {.name = "ConfConfigSetUint64Value", .run = [] { return ConfConfigSetUint64Value("Conf.x", 3); }},
-        {.name = "ConfConfigGetIntValue",
-         .run = [] { return static_cast<uint64_t>(ConfConfigGetIntValue("Conf.a.number")); },
-         .success = 8},
-        {.name = "ConfConfigGetUint64Value",
-         .run = [] { return ConfConfigGetUint64Value("Conf.a.number", &outputs().number); },
-         .tells = {"[ConfConfigGetUint64Value]Call TarnOmConfigcopyStr2Key failed! key:Conf.a.number.\n",
-                   "[ConfConfigGetUint64Value]Call TarnOmConfigStringMget failed! key:Conf.a.number.\n"}},
-        {.name = "SetEnableEofb", .run = [] { return SetEnableEofb(1); }},
-        {.name = "GetEnableEofb", .run = [] { return static_cast<uint64_t>(GetEnableEofb()); }, .success = 1},
-        {.name = "SetSipPreventAttack", .run = [] { return SetSipPreventAttack(1); }},
-        {.name = "GetSipPreventAttack",
-         .run = [] { return static_cast<uint64_t>(GetSipPreventAttack()); },
-         .success = 1},
-        {.name = "ConfConfigSetLocalIp",
-         .run = [] { return ConfConfigSetLocalIp(CONF_LOCAL_IPV4, "192.0.2.1"); },
-         .results = {{"TarnOmConfigcopyStr2Key", 0}, {"TarnOmConfigcopyStr2Val", 0}, {"TarnOmConfigStringSet", 501}},
-         .partial = "a record is written with what could be put into it"},
+        op("ConfConfigInit", [] { return ConfConfigInit(bindAll, "owner", "Conf"); },
+           {0, kRefused, {{kEveryCall, 0}, {"OsMemMallocSetCharMon", kRefused}}},
+           "it starts the registry anew, with the keys that can be bound",
+           {"TarnOmConfigInit failed", "ConfConfigInit Malloc fail"}),
+        op("ConfConfigReInit", [] { return ConfConfigReInit(); }, {0, 1, {{kEveryCall, 0}}}, nullptr,
+           {"ConfInitOmConfig failed"}),
+        op("ConfConfigBind", done([] { ConfConfigBind("Conf.0", CONF_CONFIG_TYPE_INT, &number, 4, nullptr); }),
+           {0, 1, {{kEveryCall, 0}}}, "a key that cannot be stored is not bound",
+           {"[ConfConfigInsertIndex]conf secure func failed, err = 400!\n",
+            "[ConfConfigAddIndex]conf secure func failed, err = 400!\n"}),
+        op("ConfConfigInitOmCfg", done(ConfConfigInitOmCfg), {0, 1, {{kEveryCall, 0}}}, kItems,
+           {"TarnOmConfigStringGet Conf.a.number failed!!!\n"}),
+        op("ConfConfigClientCallBack", done(notify), {0, 1, {{kEveryCall, 0}}}, "the callbacks are called, or none is",
+           {"malloc fail\n", "[ConfConfigDealCallBackList] ConfConfigDealCallBackList malloc fail\n",
+            "[ConfConfigAdditemlist] ConfConfigAdditemlist memcpy_s fail\n"}),
+        op("ConfConfigAddOmCfg",
+           [] {
+               const ConfConfigValue value = stringValue("1");
+               return ConfConfigAddOmCfg("Conf.x", &value, &batch);
+           },
+           {0, kRefused}, nullptr,
+           {"TarnOmConfigcopyStr2Key fail", "TarnOmConfigcopyStr2Val fail", "conf secure func failed, err = 400!\n"}),
+        op("ConfConfigAddOmCfg/full",
+           [] {
+               const ConfConfigValue value = stringValue("1");
+               batch.count = 2;
+               return ConfConfigAddOmCfg("Conf.x", &value, &batch);
+           },
+           {0, kRefused, {{"TarnOmConfigStringMset", 0}}}, "what the service does not take is not kept",
+           {"ConfConfigAddOmCfg ConfConfigSyncOmCfg fail"}),
+        op(
+            "ConfConfigSyncOmCfg", [] { return ConfConfigSyncOmCfg(&batch); }, {0, kRefused},
+            "what the service does not take is not kept"),
+        op("ConfConfigSetList", [] { return static_cast<uint64_t>(ConfConfigSetList(items, 2, 1)); },
+           {2, 1, {{kEveryCall, kEither}, {"TarnOmConfigStringMset", static_cast<uint64_t>(-2)}}}, kItems,
+           {":ConfConfigSyncOmCfg fail.\n"}),
+        op("ConfConfigSyncToOM",
+           [] {
+               const char* keys[] = {"Conf.a.number", "Conf.a.text"};
+               return ConfConfigSyncToOM(keys, 2);
+           },
+           {0, kRefused, {{kEveryCall, 0}, {"OsMemMallocSetCharMon", kRefused}, {"TarnOmConfigStringMset", kRefused}}},
+           kItems, {"Null ptr.", "ConfConfigSyncOmCfg fail\n"}),
+        op(
+            "ConfConfigSyncByKeyToOM", [] { return ConfConfigSyncByKeyToOM("Conf."); },
+            {0, kRefused, {{kEveryCall, 0}, {"OsMemMallocSetCharMon", kRefused}, {"TarnOmConfigStringMset", kRefused}}},
+            kItems),
+        op("ConfConfigSetIntValue", [] { return ConfConfigSetIntValue("Conf.x", 3); }, {}, nullptr,
+           {"TarnOmConfigcopyStr2Key fail", "TarnOmConfigsetUintValue fail", "TarnOmConfigStringMset fail"}),
+        op("ConfConfigSetUint64Value", [] { return ConfConfigSetUint64Value("Conf.x", 3); }),
+        op("ConfConfigGetIntValue", [] { return static_cast<uint64_t>(ConfConfigGetIntValue("Conf.a.number")); }, {8}),
+        op("ConfConfigGetUint64Value", [] { return ConfConfigGetUint64Value("Conf.a.number", &outputs().number); }, {},
+           nullptr,
+           {"Call TarnOmConfigcopyStr2Key failed! key:Conf.a.number.\n",
+            "Call TarnOmConfigStringMget failed! key:Conf.a.number.\n"}),
+        op("SetEnableEofb", [] { return SetEnableEofb(1); }),
+        op("GetEnableEofb", [] { return static_cast<uint64_t>(GetEnableEofb()); }, {1}),
+        op("SetSipPreventAttack", [] { return SetSipPreventAttack(1); }),
+        op("GetSipPreventAttack", [] { return static_cast<uint64_t>(GetSipPreventAttack()); }, {1}),
+        op(
+            "ConfConfigSetLocalIp", [] { return ConfConfigSetLocalIp(CONF_LOCAL_IPV4, "192.0.2.1"); },
+            {0, 1, {{"TarnOmConfigcopyStr2Key", 0}, {"TarnOmConfigcopyStr2Val", 0}, {"TarnOmConfigStringSet", 501}}},
+            "a record is written with what could be put into it"),
     };
     const auto address = [](const char* name, auto call) {
-        return Operation{.name = name,
-                         .run = [=] { return call(7, outputs().text()); },
-                         .results = {{kEveryCall, 0}, {"memcpy_s", kCopyCode}},
-                         .partial = "what the service refuses leaves the buffer as it is"};
+        return op(
+            name, [=] { return call(7, outputs().text()); }, {0, 1, {{kEveryCall, 0}, {"memcpy_s", kCopyCode}}},
+            "what the service refuses leaves the buffer as it is");
     };
     subject.operations.push_back(address("ConfConfigGetLocalIpv4", ConfConfigGetLocalIpv4));
     subject.operations.push_back(address("ConfConfigGetLocalIpv6", ConfConfigGetLocalIpv6));
@@ -321,25 +277,19 @@ Subject meetingServer() {
                                OSMemTypeFreeMon(block, 0, 0, 0, "sweep");
                            }};
     subject.operations = {
-        {.name = "ConfConfigGetConfConfig",
-         .run =
-             [] {
-                 OSMemTypeFreeMon(block->result, 0, 0, 0, "sweep");
-                 block->result = nullptr;
-                 return ConfConfigGetConfConfig(0, block, GetMeetingServerMsgBlockSize(block));
-             },
-         .failure = kRefused,
-         .results = {{"TarnOmConfigStringMget", 501}, {"memset_s", 0}},
-         .partial = "what could not be copied is answered empty",
-         .tells = {"[ConfConfigGetConfConfig]memcpy_s fail\n", "[ConfConfigGetConfConfig]Null ptr.",
-                   "[ConfConfigGetConfConfig][CONFIG_DEVM]Get iconCfg: failed ret = 501.\n"}},
-        {.name = "ConfConfigSetConfConfig",
-         .run = [] { return ConfConfigSetConfConfig(0, block); },
-         .failure = kRefused,
-         .results = {{"TarnOmConfigStringMset", CONF_CONFIG_WRITE_REFUSED}, {"TarnOmKeymEncrypt", 1}},
-         .tells = {"[ConfConfigSetConfConfig][CONFIG_DEVM]Set Cfg: failed ret = 501.\n",
-                   "[ConfConfigSetConfConfig]ConfConfigSetConfConfig memset_s fail\n",
-                   "[ConfConfigSetConfConfig]condition false."}},
+        op("ConfConfigGetConfConfig",
+           [] {
+               OSMemTypeFreeMon(block->result, 0, 0, 0, "sweep");
+               block->result = nullptr;
+               return ConfConfigGetConfConfig(0, block, GetMeetingServerMsgBlockSize(block));
+           },
+           {0, kRefused, {{"TarnOmConfigStringMget", 501}, {"memset_s", 0}}},
+           "what could not be copied is answered empty",
+           {"memcpy_s fail\n", "Null ptr.", "[CONFIG_DEVM]Get iconCfg: failed ret = 501.\n"}),
+        op("ConfConfigSetConfConfig", [] { return ConfConfigSetConfConfig(0, block); },
+           {0, kRefused, {{"TarnOmConfigStringMset", CONF_CONFIG_WRITE_REFUSED}, {"TarnOmKeymEncrypt", 1}}}, nullptr,
+           {"[CONFIG_DEVM]Set Cfg: failed ret = 501.\n", "ConfConfigSetConfConfig memset_s fail\n",
+            "condition false."}),
     };
     return subject;
 }
@@ -366,21 +316,17 @@ Subject settings() {
                                scriptedPaths() = {};
                            },
                        .heap = kOperatorNew,
-                       .losesMemory = true};
+                       .losesHeapBy = {kMemory, "OsFopen", "sprintf_s"}, // a file that cannot be opened
+                       .ownProcess = true};
     const auto loads = [](const char* name, std::function<uint64_t()> read, uint64_t success, uint64_t failure) {
-        return Operation{.name = name,
-                         .run =
-                             [=] {
-                                 const uint32_t loaded = ConfConfigXmlInit();
-                                 EXPECT_EQ(loaded != 0, g_configManager.items == nullptr);
-                                 return read ? read() : loaded;
-                             },
-                         .success = success,
-                         .failure = failure,
-                         .results = {{"OsMutexLock", success}},
-                         .partial = "the file is read once, well or not",
-                         .losesHeapBy = {"OsFopen", "sprintf_s"}, // a file that cannot be opened
-                         .ownProcess = true};
+        return op(
+            name,
+            [=] {
+                const uint32_t loaded = ConfConfigXmlInit();
+                EXPECT_EQ(loaded != 0, g_configManager.items == nullptr);
+                return read ? read() : loaded;
+            },
+            {success, failure, {{"OsMutexLock", success}}}, "the file is read once, well or not");
     };
     subject.operations = {
         loads("ConfConfigXmlInit", {}, 0, 1),

@@ -53,70 +53,55 @@ std::vector<Subject> logSubjects() {
                            },
                        .heap = kOperatorNew};
     logging.operations = {
-        {.name = "ConfLogInit",
-         .run = [] { return ConfLogInit(); },
-         .results = {{"TarnOmLogClientInit", 77}, {"TarnOmLogCreateLog", 79}, {"strcpy_s", 400}}},
-        {.name = "ConfLogUnInit", .run = [] { return ConfLogUnInit(); }, .results = {{"TarnOmLogClientUnInit", 0}}},
-        {.name = "ConfLogPrintf",
-         .run =
-             [] {
-                 ConfLogPrintf(CONF_LOG_ERROR, "f", "file", 1, "%d", 1);
-                 return records();
-             },
-         .success = 1,
-         .results = {{kLog, 0}}},
-        {.name = "ConfLogPrintfStr",
-         .run =
-             [] {
-                 ConfLogPrintfStr(CONF_LOG_ERROR, "f", "file", 1, longText.c_str());
-                 return records();
-             },
-         .success = 2,
-         .results = {{kLog, 1}, {"strncpy_s", kEither}}},
-        {.name = "ConfLogSegmentPrint",
-         .run =
-             [] {
-                 ConfLogSegmentPrint("f.c", 1, CONF_LOG_ERROR, std::string(600, 'x').data(), 600);
-                 return records();
-             },
-         .success = 3,
-         .results = {{kLog, 2}, {"memset_s", 3}, {"memcpy_s", 3}}},
-        {.name = "_Z11GetFileNameRKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE",
-         .run =
-             [] {
-                 static const std::string path = "directory/a name that does not fit into a string.txt";
-                 return GetFileName(path).size();
-             },
-         .success = 42,
-         .results = {{kMemory, 0}}},
+        op("ConfLogInit", [] { return ConfLogInit(); },
+           {0, 1, {{"TarnOmLogClientInit", 77}, {"TarnOmLogCreateLog", 79}, {"strcpy_s", 400}}}),
+        op("ConfLogUnInit", [] { return ConfLogUnInit(); }, {0, 1, {{"TarnOmLogClientUnInit", 0}}}),
+        op("ConfLogPrintf",
+           [] {
+               ConfLogPrintf(CONF_LOG_ERROR, "f", "file", 1, "%d", 1);
+               return records();
+           },
+           {1, 1, {{kLog, 0}}}),
+        op("ConfLogPrintfStr",
+           [] {
+               ConfLogPrintfStr(CONF_LOG_ERROR, "f", "file", 1, longText.c_str());
+               return records();
+           },
+           {2, 1, {{kLog, 1}, {"strncpy_s", kEither}}}),
+        op("ConfLogSegmentPrint",
+           [] {
+               ConfLogSegmentPrint("f.c", 1, CONF_LOG_ERROR, std::string(600, 'x').data(), 600);
+               return records();
+           },
+           {3, 1, {{kLog, 2}, {"memset_s", 3}, {"memcpy_s", 3}}}),
+        op("_Z11GetFileNameRKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE",
+           [] {
+               static const std::string path = "directory/a name that does not fit into a string.txt";
+               return GetFileName(path).size();
+           },
+           {42, 1, {{kMemory, 0}}}),
     };
     Subject masking = {.prepare = [] { ConfFilterSetIPStr("10.20.30.40"); },
                        .state = [] { return outputs().shown() + ownAddressMasked(); },
                        .finish = [] {}};
     constexpr const char* kCleared = "the buffer is cleared before it is filled";
     masking.operations = {
-        {.name = "ConfFilterStr", .run = [] { return filtered(ConfFilterStr, "13812345678"); }, .partial = kCleared},
-        {.name = "ConfFilterCallFilterFn",
-         .run = [] { return filtered(ConfFilterStr, "13812345678"); },
-         .partial = kCleared},
-        {.name = "ConfFilterIPAddrStr",
-         .run = [] { return filtered(ConfFilterIPAddrStr, "10.20.30.40"); },
-         .results = {{"MOSS_Inet_Pton", 0}, {"sprintf_s", 0}},
-         .partial = "an address that cannot be taken apart is masked like any other value"},
-        {.name = "ConfFilterIPAddrStr/IPv6",
-         .run = [] { return filtered(ConfFilterIPAddrStr, "fe80::1:2:3:4"); },
-         .results = {{"MOSS_Inet_Pton", 0}, {"sprintf_s", 0}},
-         .partial = "an address that cannot be taken apart is masked like any other value"},
-        {.name = "ConfFilterIPAddrStr/other",
-         .run = [] { return filtered(ConfFilterIPAddrStr, "host.example"); },
-         .results = {{"MOSS_Inet_Pton", 0}},
-         .partial = kCleared,
-         .tells = {"[ConfFilterIPAddrStr]ConfFilterStr fail.\n"}},
-        {.name = "ConfFilterSetIPStr", .run = [] { return ConfFilterSetIPStr("10.50.60.70"); }},
-        {.name = "ConfReplaceIPAddrStr",
-         .run = replaceAddress,
-         .results = {{"MOSS_Inet_Pton", 0}, {"sprintf_s", 0}},
-         .partial = nullptr},
+        op(
+            "ConfFilterStr", [] { return filtered(ConfFilterStr, "13812345678"); }, {}, kCleared),
+        op(
+            "ConfFilterCallFilterFn", [] { return filtered(ConfFilterStr, "13812345678"); }, {}, kCleared),
+        op(
+            "ConfFilterIPAddrStr", [] { return filtered(ConfFilterIPAddrStr, "10.20.30.40"); },
+            {0, 1, {{"MOSS_Inet_Pton", 0}, {"sprintf_s", 0}}},
+            "an address that cannot be taken apart is masked like any other value"),
+        op(
+            "ConfFilterIPAddrStr/IPv6", [] { return filtered(ConfFilterIPAddrStr, "fe80::1:2:3:4"); },
+            {0, 1, {{"MOSS_Inet_Pton", 0}, {"sprintf_s", 0}}},
+            "an address that cannot be taken apart is masked like any other value"),
+        op("ConfFilterIPAddrStr/other", [] { return filtered(ConfFilterIPAddrStr, "host.example"); },
+           {0, 1, {{"MOSS_Inet_Pton", 0}}}, kCleared, {"ConfFilterStr fail.\n"}),
+        op("ConfFilterSetIPStr", [] { return ConfFilterSetIPStr("10.50.60.70"); }),
+        op("ConfReplaceIPAddrStr", replaceAddress, {0, 1, {{"MOSS_Inet_Pton", 0}, {"sprintf_s", 0}}}),
     };
     return {logging, masking};
 }

@@ -82,39 +82,36 @@ std::vector<Subject> messageSubjects() {
                                        std::to_string(delivered.size());
                             },
                         .finish = [] {}};
-    const auto send = [](const char* name, auto call) {
-        return Operation{.name = name,
-                         .run = [=] { return call(kReceiver, handler, 1, outputs().text(), 8); },
-                         .success = kHandled,
-                         .failure = CONF_MSG_ERR_SEND};
+    const auto send = [](const char* name, auto call, const char* impl, const char* receiver) {
+        const std::string begin = std::string("[") + impl + "]ConfCommMsgSynSend ";
+        return op(name, [=] { return call(kReceiver, handler, 1, outputs().text(), 8); }, {kHandled, CONF_MSG_ERR_SEND},
+                  nullptr,
+                  {begin + "memcpy_s fail!", begin + "memcpy_s fail, ret:400 [8, 8]",
+                   begin + "OsMsgSynSend fail 0x77 " + receiver + " meeting."});
     };
     using Handler = ConfCommMsgHandler;
     messages.operations = {
-        send("ConfCommMsgSynSend", ConfCommMsgSynSend),
-        send("ConfCommMsgSynSendImpl",
-             [](const char* to, Handler with, uint32_t id, void* data, uint32_t length) {
-                 return ConfCommMsgSynSendImpl(to, with, id, data, length, 1);
-             }),
-        send("ConfCommMsgSynSendImplHaveResp",
-             [](const char* to, Handler with, uint32_t id, void* data, uint32_t length) {
-                 return ConfCommMsgSynSendImplHaveResp(to, with, id, data, length, 1);
-             }),
-        {.name = "ConfCommMsgAsynSend",
-         .run = [] { return ConfCommMsgAsynSend(kReceiver, handler, 1, kData, sizeof kData); },
-         .failure = CONF_MSG_ERR_SEND,
-         .tells = {"[ConfCommMsgAsynSend]ConfCommMsgAsynSend OsMsgAsynSend fail 0x78 recvProcName meeting"}},
-        {.name = "ConfCommMsgProcess",
-         .run = process,
-         .results = {{"OsMsgSynSendResp", 0}},
-         .partial = "the handler has run; only its answer is missing",
-         .tells = {"[ConfCommMsgProcess]ConfCommMsgProcess Resp fail! msgId:1, ret:0x79"}},
-        {.name = "ConfCommSendMultiPackNotifyToApp",
-         .run = [] { return ConfCommSendMultiPackNotifyToApp(1, nullptr, 3); },
-         .results = {{"OsMutexLock", 0}}},
-        {.name = "GenerateMeetingServerMsgBlock",
-         .run = [] { return (outputs().block = GenerateMeetingServerMsgBlock(kData, sizeof kData)) != nullptr; },
-         .success = 1,
-         .failure = 0},
+        send("ConfCommMsgSynSend", ConfCommMsgSynSend, "ConfCommMsgSynSendImpl", "recvProcName"),
+        send(
+            "ConfCommMsgSynSendImpl",
+            [](const char* to, Handler with, uint32_t id, void* data, uint32_t length) {
+                return ConfCommMsgSynSendImpl(to, with, id, data, length, 1);
+            },
+            "ConfCommMsgSynSendImpl", "recvProcName"),
+        send(
+            "ConfCommMsgSynSendImplHaveResp",
+            [](const char* to, Handler with, uint32_t id, void* data, uint32_t length) {
+                return ConfCommMsgSynSendImplHaveResp(to, with, id, data, length, 1);
+            },
+            "ConfCommMsgSynSendImplHaveResp", "recvTaskName"),
+        op("ConfCommMsgAsynSend", [] { return ConfCommMsgAsynSend(kReceiver, handler, 1, kData, sizeof kData); },
+           {0, CONF_MSG_ERR_SEND}, nullptr, {"ConfCommMsgAsynSend OsMsgAsynSend fail 0x78 recvProcName meeting"}),
+        op("ConfCommMsgProcess", process, {0, 1, {{"OsMsgSynSendResp", 0}}},
+           "the handler has run; only its answer is missing", {"ConfCommMsgProcess Resp fail! msgId:1, ret:0x79"}),
+        op("ConfCommSendMultiPackNotifyToApp", [] { return ConfCommSendMultiPackNotifyToApp(1, nullptr, 3); },
+           {0, 1, {{"OsMutexLock", 0}}}),
+        op("GenerateMeetingServerMsgBlock",
+           [] { return (outputs().block = GenerateMeetingServerMsgBlock(kData, sizeof kData)) != nullptr; }, {1, 0}),
     };
 
     Subject timers = {.prepare =
@@ -139,32 +136,38 @@ std::vector<Subject> messageSubjects() {
                               ConfCommTimerFuncDeInit();
                           }};
     const auto init = [](const char* name, auto call) {
-        return Operation{.name = name,
-                         .run = [=] { return call(table, 1); },
-                         .tells = {"[ConfCommTimerInit]OsSemInit fail! ret:1", "[InitTimer]SigEmptySet fail:144",
-                                   "[InitTimer]OsSigAddSet fail:145", "[InitTimer]OsPthreadSigmask fail:146",
-                                   "[InitTimer]Init 10ms tiemr failed:128"}};
+        return op(name, [=] { return call(table, 1); }, {}, nullptr,
+                  {"[ConfCommTimerInit]OsSemInit fail! ret:1", "[InitTimer]SigEmptySet fail:144",
+                   "[InitTimer]OsSigAddSet fail:145", "[InitTimer]OsPthreadSigmask fail:146",
+                   "[InitTimer]Init 10ms tiemr failed:128"});
     };
     // A start and, when it says so, an expiry behind it; the start's result.
     const auto start = [](const char* name, std::function<uint64_t()> call, bool expires, std::string function) {
-        return Operation{
-            .name = name,
-            .run =
-                [=] {
-                    const uint64_t result = call();
-                    if (expires && !scriptedTimers().created.empty()) {
-                        scriptedTimers().fire(0);
-                    }
-                    return result;
-                },
-            .results = {{"OsMutexLock", 0},
-                        {"strcpy_s", 0},
-                        {"OsMsgAsynSend", 0},
-                        // of the timer's data or of its message
-                        {"OsMemMallocSetCharMon", expires ? kEither : 1},
-                        {"memcpy_s", expires ? kEither : 1}},
-            .partial = "a timer that has no data or no name runs all the same",
-            .tells = {function + "OsTmrCreate fail! ret:129", function + "conf secure func failed, err = 400!\n"}};
+        std::vector<std::string> tells = {function + "OsTmrCreate fail! ret:129",
+                                          function + "conf secure func failed, err = 400!\n"};
+        if (expires) {
+            tells.emplace_back(function == "[ConfTimerStart]"
+                                   ? "[ConfCommTimerIDOut]ConfCommTimerIDOut send msg fail! ret:989a6c"
+                                   : "[ConfCommTimerOut]ConfCommTimerIDOut send msg fail");
+        }
+        return op(
+            name,
+            [=] {
+                const uint64_t result = call();
+                if (expires && !scriptedTimers().created.empty()) {
+                    scriptedTimers().fire(0);
+                }
+                return result;
+            },
+            // Memory and copies may be those of the expiry's message.
+            {0,
+             1,
+             {{"OsMutexLock", 0},
+              {"strcpy_s", 0},
+              {"OsMsgAsynSend", 0},
+              {"OsMemMallocSetCharMon", expires ? kEither : 1},
+              {"memcpy_s", expires ? kEither : 1}}},
+            "a timer that has no data or no name runs all the same", std::move(tells));
     };
     const auto startTable = [] { return ConfCommTimerStart(70, 5, kData, sizeof kData); };
     const auto startFree = [] { return ConfTimerStart(&freeTimer, 10, 5, kData, sizeof kData); };
@@ -177,8 +180,7 @@ std::vector<Subject> messageSubjects() {
         start("ConfCommTimerStart", startTable, true, "[ConfCommTimerStartEx]"),
         start("ConfTimerStart", startFree, false, "[ConfTimerStart]"),
         start("ConfTimerStart/expiring", startFree, true, "[ConfTimerStart]"),
-        {.name = "ConfBasicGetSysTime",
-         .run = [] { return ConfBasicGetSysTime(reinterpret_cast<ConfSysTime*>(outputs().text())); }},
+        op("ConfBasicGetSysTime", [] { return ConfBasicGetSysTime(reinterpret_cast<ConfSysTime*>(outputs().text())); }),
     };
     Subject running = timers;
     running.prepare = [prepare = timers.prepare, startTable, startFree] {
@@ -187,10 +189,9 @@ std::vector<Subject> messageSubjects() {
         startFree();
     };
     const auto stop = [](const char* name, auto call) {
-        return Operation{.name = name,
-                         .run = [=] { return call(); },
-                         .results = {{kEveryCall, 0}},
-                         .partial = "a timer that the platform does not delete runs on"};
+        return op(
+            name, [=] { return call(); }, {0, 1, {{kEveryCall, 0}}},
+            "a timer that the platform does not delete runs on");
     };
     running.operations = {
         stop("ConfCommTimerFuncDeInit", ConfCommTimerFuncDeInit),

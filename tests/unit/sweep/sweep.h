@@ -20,20 +20,36 @@ constexpr const char* kLog = "log";
 // Stands for every call without an entry of its own.
 constexpr const char* kEveryCall = "";
 
-struct Operation {
-    std::string name; // an exported name; what follows a '/' tells several cases of it apart
-    std::function<uint64_t()> run;
+struct Answers {
     uint64_t success = 0;
     uint64_t failure = 1;
     // By the call that fails, where it is not `failure`. With `success` the call's failure must change nothing at all.
     std::map<std::string, uint64_t> results = {};
-    const char* partial = nullptr;             // why a failure may leave the state changed
-    std::vector<std::string> tells = {};       // records that must be among those of all failures
-    std::map<std::string, size_t> keeps = {};  // accounted blocks that stay, by the call that failed
-    size_t keepsHeap = 0;                      // blocks of the heap that a success keeps
-    std::vector<std::string> losesHeapBy = {}; // calls whose failure leaves blocks of the heap behind
-    bool ownProcess = false;                   // the library does it only once in the life of a process
 };
+
+struct Operation {
+    std::string name; // an exported name; what follows a '/' tells several cases of it apart
+    std::function<uint64_t()> run;
+    Answers answers;
+    const char* partial;            // why a failure may leave the state changed; null when it may not
+    std::vector<std::string> tells; // records, maybe with their "[function]", that must be among those of all failures
+    std::map<std::string, size_t> keeps = {}; // accounted blocks that stay, by the call that failed
+    size_t keepsHeap = 0;                     // blocks of the heap that a success keeps
+};
+
+inline Operation op(std::string name, std::function<uint64_t()> run, Answers answers = {},
+                    const char* partial = nullptr, std::vector<std::string> tells = {}) {
+    return {std::move(name), std::move(run), std::move(answers), partial, std::move(tells)};
+}
+
+// Of a function without a result.
+template <typename Call>
+std::function<uint64_t()> done(Call call) {
+    return [call] {
+        call();
+        return uint64_t{0};
+    };
+}
 
 // What operations write into; each run begins with it as new.
 struct Outputs {
@@ -55,9 +71,10 @@ struct Subject {
     std::function<void()> prepare;
     std::function<std::string()> state; // all that an operation may write
     std::function<void()> finish;
-    std::function<bool()> isSound = {}; // what must hold behind every run
-    unsigned heap = 0;                  // the `HeapOwner`s that can run out
-    bool losesMemory = false;           // tinyxml2 forgets blocks of its own when others run out
+    std::function<bool()> isSound = {};        // what must hold behind every run
+    unsigned heap = 0;                         // the `HeapOwner`s that can run out
+    std::vector<std::string> losesHeapBy = {}; // failures that leave blocks of the heap behind
+    bool ownProcess = false;                   // the library does it only once in the life of a process
     std::vector<Operation> operations = {};
 };
 

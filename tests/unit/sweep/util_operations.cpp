@@ -43,33 +43,22 @@ std::vector<Subject> utilSubjects() {
                      .state = [] { return outputs().shown(); },
                      .finish = [] {}};
     const auto statistics = [](const char* name, auto call) {
-        return Operation{.name = name,
-                         .run = [=] { return call(outputs().text(), 1, 2); },
-                         .failure = 55,
-                         .partial = "what the platform has written stays"};
+        return op(
+            name, [=] { return call(outputs().text(), 1, 2); }, {0, 55}, "what the platform has written stays");
     };
     plain.operations = {
-        {.name = "ConfTrim",
-         .run =
-             [] {
-                 ConfTrim(outputs().text());
-                 return outputs().text() == std::string("10.1.2.3");
-             },
-         .success = 1,
-         .failure = 0,
-         .partial = "the end is trimmed when the beginning cannot be",
-         .tells = {"[ConfTrimLeft]secure func failed, err = 400!\n"}},
-        {.name = "ConfParamCheckValidIp",
-         .run = [] { return ConfParamCheckValidIp("::1"); },
-         .results = {{"MOSS_Inet_Pton", kEither}}},
-        {.name = "ConfParamCheckIpType",
-         .run = [] { return ConfParamCheckIpType("::1"); },
-         .success = 10,
-         .results = {{"MOSS_Inet_Pton", kEither}}},
-        {.name = "ConfMemGetMemRec",
-         .run = [] { return ConfMemGetMemRec("f", outputs().text()); },
-         .failure = 55,
-         .partial = "what the platform has written stays"},
+        op("ConfTrim",
+           [] {
+               ConfTrim(outputs().text());
+               return outputs().text() == std::string("10.1.2.3");
+           },
+           {1, 0}, "the end is trimmed when the beginning cannot be",
+           {"[ConfTrimLeft]secure func failed, err = 400!\n"}),
+        op("ConfParamCheckValidIp", [] { return ConfParamCheckValidIp("::1"); }, {0, 1, {{"MOSS_Inet_Pton", kEither}}}),
+        op("ConfParamCheckIpType", [] { return ConfParamCheckIpType("::1"); }, {10, 1, {{"MOSS_Inet_Pton", kEither}}}),
+        op(
+            "ConfMemGetMemRec", [] { return ConfMemGetMemRec("f", outputs().text()); }, {0, 55},
+            "what the platform has written stays"),
         statistics("ConfMemGetMemStatus", ConfMemGetMemStatus),
         statistics("ConfMemGetMemScan", ConfMemGetMemScan),
         statistics("ConfMemGetMemoryUseMonitor", ConfMemGetMemoryUseMonitor),
@@ -90,43 +79,32 @@ std::vector<Subject> utilSubjects() {
                     .heap = kOperatorNew | kJson};
     constexpr const char* kAdded = "items that were added before stay";
     const auto print = [](const char* name, const char* failed, auto call) {
-        return Operation{.name = name,
-                         .run = [=] { return call(); },
-                         .tells = {std::string(failed), "Create json object failed", "Print to string failed"}};
+        return op(name, [=] { return call(); }, {}, nullptr,
+                  {std::string(failed), "Create json object failed", "Print to string failed"});
     };
     json.operations = {
-        {.name = "_Z13ConfJsonParsePKc",
-         .run =
-             [] {
-                 cJSON* const parsed = ConfJsonParse(R"({"a":[1,"b"]})");
-                 cJSON_Delete(parsed);
-                 return parsed != nullptr;
-             },
-         .success = 1,
-         .failure = 0,
-         .tells = {"ConfJsonParse input is not a valid json string"}},
-        {.name = "_Z17ConfJsonGetStringP5cJSONPKcNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE",
-         .run = [] { return ConfJsonGetString(tree, "s", "") == kLong; },
-         .success = 1,
-         .failure = 0,
-         .tells = {"[ConfJsonGetString]out of memory"}},
-        {.name = "_Z18ConfJsonReplaceStrRNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEEPKcS7_",
-         .run =
-             [] {
-                 ConfJsonReplaceStr(text, "before", kLong);
-                 return text == kLong;
-             },
-         .success = 1,
-         .failure = 0,
-         .tells = {"[ConfJsonReplaceStr]out of memory"}},
-        {.name = "_Z24ConfJsonAddMultipleItemsP5cJSONPK12ConfJsonItemj",
-         .run = [] { return ConfJsonAddMultipleItems(tree, items(), 2); },
-         .partial = kAdded,
-         .tells = {"Add number item key:n failed", "Add string item key:s failed"}},
-        {.name = "_Z35ConfJsonAddMultipleItemsToSubObjectP5cJSONPKcPK12ConfJsonItemj",
-         .run = [] { return ConfJsonAddMultipleItemsToSubObject(tree, "new", items(), 2); },
-         .partial = kAdded,
-         .tells = {"Can't get or create subObject new", "Add multiple items to subObject failed"}},
+        op("_Z13ConfJsonParsePKc",
+           [] {
+               cJSON* const parsed = ConfJsonParse(R"({"a":[1,"b"]})");
+               cJSON_Delete(parsed);
+               return parsed != nullptr;
+           },
+           {1, 0}, nullptr, {"ConfJsonParse input is not a valid json string"}),
+        op("_Z17ConfJsonGetStringP5cJSONPKcNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE",
+           [] { return ConfJsonGetString(tree, "s", "") == kLong; }, {1, 0}, nullptr,
+           {"[ConfJsonGetString]out of memory"}),
+        op("_Z18ConfJsonReplaceStrRNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEEPKcS7_",
+           [] {
+               ConfJsonReplaceStr(text, "before", kLong);
+               return text == kLong;
+           },
+           {1, 0}, nullptr, {"[ConfJsonReplaceStr]out of memory"}),
+        op("_Z24ConfJsonAddMultipleItemsP5cJSONPK12ConfJsonItemj",
+           [] { return ConfJsonAddMultipleItems(tree, items(), 2); }, {}, kAdded,
+           {"Add number item key:n failed", "Add string item key:s failed"}),
+        op("_Z35ConfJsonAddMultipleItemsToSubObjectP5cJSONPKcPK12ConfJsonItemj",
+           [] { return ConfJsonAddMultipleItemsToSubObject(tree, "new", items(), 2); }, {}, kAdded,
+           {"Can't get or create subObject new", "Add multiple items to subObject failed"}),
         print("_Z34ConfJsonCreateAndPrintSingleNumberRNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEEPKcd",
               "Add number item key:a rather long key failed",
               [] { return ConfJsonCreateAndPrintSingleNumber(text, "a rather long key", 1); }),
@@ -149,22 +127,17 @@ std::vector<Subject> utilSubjects() {
                        .heap = kOpenssl};
     const auto output = [] { return reinterpret_cast<unsigned char*>(outputs().text()); };
     digests.operations = {
-        {.name = "ZOR_CRYPT_digest",
-         .run = [=] { return ZOR_CRYPT_digest(1, kLong, 20, output(), nullptr); },
-         .success = 1,
-         .failure = 0,
-         .keepsHeap = 1},
-        {.name = "ZOR_CRYPT_digestInit",
-         .run =
-             [] {
-                 EVP_MD_CTX* started = nullptr;
-                 const uint32_t result = ZOR_CRYPT_digestInit(&started, 1);
-                 EVP_MD_CTX_free(started);
-                 return result;
-             },
-         .success = 1,
-         .failure = 0},
+        op("ZOR_CRYPT_digest", [=] { return ZOR_CRYPT_digest(1, kLong, 20, output(), nullptr); }, {1, 0}),
+        op("ZOR_CRYPT_digestInit",
+           [] {
+               EVP_MD_CTX* started = nullptr;
+               const uint32_t result = ZOR_CRYPT_digestInit(&started, 1);
+               EVP_MD_CTX_free(started);
+               return result;
+           },
+           {1, 0}),
     };
+    digests.operations[0].keepsHeap = 1; // a context for each success
     return {plain, json, digests};
 }
 

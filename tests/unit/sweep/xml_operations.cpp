@@ -90,110 +90,79 @@ ConfXmlParamNote note(const char* url, void* value, bool isString, bool isCodes)
 // An operation that answers whether it made something.
 Operation making(const char* name, std::function<uint64_t()> run, std::vector<std::string> tells = {},
                  const char* partial = nullptr) {
-    return {
-        .name = name, .run = std::move(run), .success = 1, .failure = 0, .partial = partial, .tells = std::move(tells)};
+    return op(name, std::move(run), {1, 0}, partial, std::move(tells));
+}
+
+// The block stays where this call fails.
+Operation keepingBlock(Operation operation, const char* call) {
+    operation.keeps = {{call, 1}};
+    return operation;
 }
 
 std::vector<Operation> nodeOperations() {
     const auto last = [] { return ConfXmlGetNodeNextSibling(ConfXmlGetNodeFirstChild(root)); };
     return {
         making("ConfXmlCreateRootNode", [] { return makes(ConfXmlCreateRootNode(kName)); }),
-        making("ConfXmlParseBodyGetRoot", [] { return makes(ConfXmlParseBodyGetRoot(kBody)); },
-               {"[ConfXmlParseBodyGetRoot]Parse doc failed"}),
-        {.name = "ConfXmlParseFileGetRoot",
-         .run =
-             [] {
-                 writeFile(path("file"), kBody);
-                 const uint64_t parsed = makes(ConfXmlParseFileGetRoot(path("file").c_str()));
-                 scriptedFiles().closeStreams();
-                 return parsed;
-             },
-         .success = 1,
-         .failure = 0,
-         .tells = {"[ConfXmlParseFileGetRoot]LoadFile failed", "[ConfXmlParseFileGetRoot]fp is null"},
-         .losesHeapBy = {"OsFopen"}},
+        making("ConfXmlParseBodyGetRoot", [] { return makes(ConfXmlParseBodyGetRoot(kBody)); }, {"Parse doc failed"}),
+        op("ConfXmlParseFileGetRoot",
+           [] {
+               writeFile(path("file"), kBody);
+               const uint64_t parsed = makes(ConfXmlParseFileGetRoot(path("file").c_str()));
+               scriptedFiles().closeStreams();
+               return parsed;
+           },
+           {1, 0}, nullptr, {"LoadFile failed", "fp is null"}),
         making("ConfXmlCreateFirstChildNode", [] { return ConfXmlCreateFirstChildNode(root, kName) != nullptr; }),
         making("ConfXmlCreateLastChildNode", [] { return ConfXmlCreateLastChildNode(root, kName) != nullptr; }),
-        {.name = "ConfXmlAddAttr",
-         .run = [] { return ConfXmlAddAttr(root, kName, CONF_XML_STRING, kName); },
-         .failure = kBad},
-        {.name = "ConfXmlAddAttr/replacing",
-         .run = [] { return ConfXmlAddAttr(root, "k", CONF_XML_STRING, kName); },
-         .failure = kBad,
-         .partial = "the old value is gone by then"},
-        {.name = "ConfXmlSetNodeText",
-         .run = [] { return ConfXmlSetNodeText(root, CONF_XML_STRING, kName); },
-         .failure = kBad},
-        {.name = "ConfXmlSetNodeText/replacing",
-         .run = [=] { return ConfXmlSetNodeText(last(), CONF_XML_STRING, kName); },
-         .failure = kBad,
-         .partial = "the old text is gone by then"},
+        op("ConfXmlAddAttr", [] { return ConfXmlAddAttr(root, kName, CONF_XML_STRING, kName); }, {0, kBad}),
+        op(
+            "ConfXmlAddAttr/replacing", [] { return ConfXmlAddAttr(root, "k", CONF_XML_STRING, kName); }, {0, kBad},
+            "the old value is gone by then"),
+        op("ConfXmlSetNodeText", [] { return ConfXmlSetNodeText(root, CONF_XML_STRING, kName); }, {0, kBad}),
+        op(
+            "ConfXmlSetNodeText/replacing", [=] { return ConfXmlSetNodeText(last(), CONF_XML_STRING, kName); },
+            {0, kBad}, "the old text is gone by then"),
         making("ConfXmlTransformStr", [] { return ConfXmlTransformStr(root) != nullptr; }),
         making("_ZN15ConfXMLDocument10GetXmlBodyEv",
                [] {
                    auto* const document = static_cast<tinyxml2::XMLElement*>(root)->GetDocument();
                    return static_cast<ConfXMLDocument*>(document)->GetXmlBody() != nullptr;
                }),
-        {.name = "ConfXmlTransformFile",
-         .run = [] { return ConfXmlTransformFile(root, path("out").c_str()); },
-         .failure = kBad},
+        op("ConfXmlTransformFile", [] { return ConfXmlTransformFile(root, path("out").c_str()); }, {0, kBad}),
     };
 }
 
 std::vector<Operation> encodingOperations() {
     constexpr const char* kAdded = "what was added before stays";
     const auto encodes = [](const char* name, auto call) {
-        const std::string function = std::string("[") + name + "]";
-        return Operation{.name = name,
-                         .run = [=] { return (outputs().block = call()) != nullptr; },
-                         .success = 1,
-                         .failure = 0,
-                         .tells = {function + "Null ptr.", function + "ConfXmlAdptAddChildNodes fail, ret = 15!",
-                                   function + "tempXmlBuf is nullptr!", function + "xmlBuf is nullptr!",
-                                   function + "memcpy_s fail, ret:400"},
-                         .keeps = {{"memcpy_s", 1}}};
+        return keepingBlock(making(name, [=] { return (outputs().block = call()) != nullptr; },
+                                   {"Null ptr.", "ConfXmlAdptAddChildNodes fail, ret = 15!", "tempXmlBuf is nullptr!",
+                                    "xmlBuf is nullptr!", "memcpy_s fail, ret:400"}),
+                            "memcpy_s");
     };
     static const ConfXmlEncodeReq request = {kName, children, 2};
     return {
-        {.name = "ConfXmlAdptAddNodeAttrs",
-         .run = [] { return ConfXmlAdptAddNodeAttrs(root, attributes, 2); },
-         .failure = kBad,
-         .partial = kAdded,
-         .tells = {"[ConfXmlAdptAddNodeAttrs]ConfXmlAddAttr fail, ret = 15!"}},
-        {.name = "ConfXmlAdptAddChildNodes",
-         .run = [] { return ConfXmlAdptAddChildNodes(root, children, 2); },
-         .failure = kBad,
-         .partial = kAdded,
-         .tells = {"[ConfXmlAdptAddChildNodes]tempNode is nullptr!",
-                   "[ConfXmlAdptAddChildNodes]ConfXmlSetNodeText fail, ret = 15!",
-                   "[ConfXmlAdptAddChildNodes]ConfXmlAdptAddNodeAttrs fail, ret = 15!"}},
-        {.name = "ConfXmlCreateRootNodeByNodeSet",
-         .run = [] { return makes(ConfXmlCreateRootNodeByNodeSet(tree)); },
-         .success = 1,
-         .results = {{kMemory, kEither}},
-         .partial = "only the element itself is a must",
-         .tells = {"[ConfXmlCreateRootNodeByNodeSet]ConfXmlCreateRootNode failed!",
-                   "[ConfXmlSetAttrByNodeSet]add attr failed!"}},
-        {.name = "ConfXmlCreateChildNodeByNodeSet",
-         .run = [] { return ConfXmlCreateChildNodeByNodeSet(root, tree) != nullptr; },
-         .success = 1,
-         .results = {{kMemory, kEither}},
-         .partial = "only the element itself is a must",
-         .tells = {"[ConfXmlCreateChildNodeByNodeSet]ConfXmlCreateRootNode failed!"}},
+        op("ConfXmlAdptAddNodeAttrs", [] { return ConfXmlAdptAddNodeAttrs(root, attributes, 2); }, {0, kBad}, kAdded,
+           {"ConfXmlAddAttr fail, ret = 15!"}),
+        op("ConfXmlAdptAddChildNodes", [] { return ConfXmlAdptAddChildNodes(root, children, 2); }, {0, kBad}, kAdded,
+           {"tempNode is nullptr!", "ConfXmlSetNodeText fail, ret = 15!", "ConfXmlAdptAddNodeAttrs fail, ret = 15!"}),
+        op("ConfXmlCreateRootNodeByNodeSet", [] { return makes(ConfXmlCreateRootNodeByNodeSet(tree)); },
+           {1, 1, {{kMemory, kEither}}}, "only the element itself is a must",
+           {"ConfXmlCreateRootNode failed!", "[ConfXmlSetAttrByNodeSet]add attr failed!"}),
+        op("ConfXmlCreateChildNodeByNodeSet", [] { return ConfXmlCreateChildNodeByNodeSet(root, tree) != nullptr; },
+           {1, 1, {{kMemory, kEither}}}, "only the element itself is a must", {"ConfXmlCreateRootNode failed!"}),
         encodes("ConfXmlAdptEncode", [] { return ConfXmlAdptEncode(&request); }),
         encodes("ConfXmlAdptEncodeWithRootAttr", [] { return ConfXmlAdptEncodeWithRootAttr(&tree); }),
-        {.name = "ConfXmlDumpWithHeader",
-         .run =
-             [] {
-                 char* text = nullptr;
-                 const uint32_t result = ConfXmlDumpWithHeader("<a/>", &text);
-                 outputs().block = text;
-                 return result;
-             },
-         .failure = kBad,
-         .results = {{"sprintf_s", CONF_XML_FORMAT_FAILED}},
-         .tells = {"[ConfXmlDumpWithHeader]tempBody is nullptr!", "[ConfXmlDumpWithHeader]sprintf_s fail, err = -1!"},
-         .keeps = {{"sprintf_s", 1}}},
+        keepingBlock(op("ConfXmlDumpWithHeader",
+                        [] {
+                            char* text = nullptr;
+                            const uint32_t result = ConfXmlDumpWithHeader("<a/>", &text);
+                            outputs().block = text;
+                            return result;
+                        },
+                        {0, kBad, {{"sprintf_s", CONF_XML_FORMAT_FAILED}}}, nullptr,
+                        {"tempBody is nullptr!", "sprintf_s fail, err = -1!"}),
+                     "sprintf_s"),
     };
 }
 
@@ -203,15 +172,11 @@ std::vector<Operation> treeOperations() {
     static const ValueSpec spec = {CONF_XML_ATTR_CHAR, kName, 20};
     const auto child = [] { return ConfXmlGetNodeNextSibling(ConfXmlGetNodeFirstChild(root)); };
     const auto parts = [](const char* name, std::function<uint64_t()> run, std::vector<std::string> tells = {}) {
-        return Operation{.name = name,
-                         .run = std::move(run),
-                         .partial = "the description is filled field by field",
-                         .tells = std::move(tells)};
+        return op(name, std::move(run), {}, "the description is filled field by field", std::move(tells));
     };
     return {
         making("ConfXmlAddSingleStructNode", [] { return makes(ConfXmlAddSingleStructNode(nullptr, kName)); },
-               {"[ConfXmlAddSingleStructNode]Create child node fail",
-                "[ConfXmlAddSingleStructNode]ConfXmlAddAttr fail, ret = 15!"}),
+               {"Create child node fail", "ConfXmlAddAttr fail, ret = 15!"}),
         making(
             "ConfXmlAddSingleStructNode/child", [] { return ConfXmlAddSingleStructNode(root, kName) != nullptr; }, {},
             kHalf),
@@ -258,45 +223,38 @@ std::vector<Operation> treeOperations() {
                   return ConfXmlGetXmlNodeAttrAndValue(made,
                                                        reinterpret_cast<tagCONF_XML_NODE_INFO*>(outputs().text()));
               },
-              {"[ConfXmlGetXmlNodeAttrAndValue]strcpy_s fail!",
-               "[ConfXmlGetXmlNodeAttrAndValue]ConfXmlGetXmlNodeAttr fail!"}),
-        {.name = "ConfXmlMatchNode", .run = [] { return ConfXmlMatchNode(made, made, ConfXmlCompareNode); }},
-        {.name = "ConfXmlFindMatchNode",
-         .run =
-             [=] {
-                 void* found = nullptr;
-                 const uint32_t result = ConfXmlFindMatchNode(child(), root, ConfXmlCompareNode, &found);
-                 return result == (found == nullptr ? 1U : 0U) ? result : 99;
-             }},
-        {.name = "ConfXmlCopyXmlNodeValueToIndex",
-         .run =
-             [] {
-                 const tagCONF_XML_VALUE value = {CONF_XML_ATTR_CHAR, {.text = "new"}};
-                 tagCONF_XML_NODE_INFO info = {};
-                 info.type = CONF_XML_ATTR_CHAR;
-                 info.charLen = 9;
-                 return ConfXmlCopyXmlNodeValueToIndex(&value, &info, variable);
-             }},
-        {.name = "ConfXmlSetXmlNodeValue",
-         .run =
-             [] {
-                 const tagCONF_XML_VALUE value = {CONF_XML_ATTR_CHAR, {.text = kName}};
-                 return ConfXmlSetXmlNodeValue(root, &value);
-             },
-         .failure = kBad,
-         .tells = {"[ConfXmlSetXmlNodeValue]ConfXmlSetNodeText fail, ret = 15!"}},
-        {.name = "ConfXmlTraverseXmlTree",
-         .run =
-             [] {
-                 const TransXMLContext context = {};
-                 return ConfXmlTraverseXmlTree(root, &context, [](tagCONF_XML_NODE_INFO*, TransXMLContext*) {
-                     ++outputs().number;
-                     return 0U;
-                 });
-             },
-         .results = {{"strcpy_s", kEither}},
-         .partial = "an element that fails takes what is below it out of the walk",
-         .tells = {"[ConfXmlTraverseXmlTree]ConfXmlGetXmlNodeAttrAndValue fail"}},
+              {"strcpy_s fail!", "ConfXmlGetXmlNodeAttr fail!"}),
+        op("ConfXmlMatchNode", [] { return ConfXmlMatchNode(made, made, ConfXmlCompareNode); }),
+        op("ConfXmlFindMatchNode",
+           [=] {
+               void* found = nullptr;
+               const uint32_t result = ConfXmlFindMatchNode(child(), root, ConfXmlCompareNode, &found);
+               return result == (found == nullptr ? 1U : 0U) ? result : 99;
+           }),
+        op("ConfXmlCopyXmlNodeValueToIndex",
+           [] {
+               const tagCONF_XML_VALUE value = {CONF_XML_ATTR_CHAR, {.text = "new"}};
+               tagCONF_XML_NODE_INFO info = {};
+               info.type = CONF_XML_ATTR_CHAR;
+               info.charLen = 9;
+               return ConfXmlCopyXmlNodeValueToIndex(&value, &info, variable);
+           }),
+        op("ConfXmlSetXmlNodeValue",
+           [] {
+               const tagCONF_XML_VALUE value = {CONF_XML_ATTR_CHAR, {.text = kName}};
+               return ConfXmlSetXmlNodeValue(root, &value);
+           },
+           {0, kBad}, nullptr, {"ConfXmlSetNodeText fail, ret = 15!"}),
+        op("ConfXmlTraverseXmlTree",
+           [] {
+               const TransXMLContext context = {};
+               return ConfXmlTraverseXmlTree(root, &context, [](tagCONF_XML_NODE_INFO*, TransXMLContext*) {
+                   ++outputs().number;
+                   return 0U;
+               });
+           },
+           {0, 1, {{"strcpy_s", kEither}}}, "an element that fails takes what is below it out of the walk",
+           {"ConfXmlGetXmlNodeAttrAndValue fail"}),
     };
 }
 
@@ -316,60 +274,49 @@ Subject files() {
                        .finish = [] { scriptedFiles().closeStreams(); },
                        .isSound = variablesAreSound,
                        .heap = kOperatorNew,
-                       .losesMemory = true};
+                       .losesHeapBy = {kMemory, "OsFopen"}};
     const auto callback = [](const char* name, auto call, std::vector<std::string> tells = {}) {
-        return Operation{.name = name,
-                         .run =
-                             [=] {
-                                 void* const table = indexTable(0);
-                                 void* const other = call == ConfXmlLoadCallBack
-                                                         ? ConfXmlParseFileGetRoot(path("tree").c_str())
-                                                         : ConfXmlAddSingleStructNode(nullptr, "Root");
-                                 tagCONF_XML_NODE_INFO info = {};
-                                 info.node = table;
-                                 std::strcpy(info.nodeName, "cfg");
-                                 TransXMLContext context = {other, nullptr};
-                                 const uint32_t result = call(&info, &context);
-                                 if (table != nullptr) {
-                                     ConfXmlFreeRootNode(table);
-                                 }
-                                 if (other != nullptr) {
-                                     ConfXmlFreeRootNode(other);
-                                 }
-                                 return uint64_t{result};
-                             },
-                         .results = {{kEveryCall, kEither}},
-                         .partial = "it is the walk's",
-                         .tells = std::move(tells),
-                         .losesHeapBy = {"OsFopen"}};
+        return op(
+            name,
+            [=] {
+                void* const table = indexTable(0);
+                void* const other = call == ConfXmlLoadCallBack ? ConfXmlParseFileGetRoot(path("tree").c_str())
+                                                                : ConfXmlAddSingleStructNode(nullptr, "Root");
+                tagCONF_XML_NODE_INFO info = {};
+                info.node = table;
+                std::strcpy(info.nodeName, "cfg");
+                TransXMLContext context = {other, nullptr};
+                const uint32_t result = call(&info, &context);
+                if (table != nullptr) {
+                    ConfXmlFreeRootNode(table);
+                }
+                if (other != nullptr) {
+                    ConfXmlFreeRootNode(other);
+                }
+                return uint64_t{result};
+            },
+            {0, 1, {{kEveryCall, kEither}}}, "it is the walk's", std::move(tells));
     };
     subject.operations = {
-        {.name = "ConfXmlLoad",
-         .run =
-             [] {
-                 setVariables("", 0);
-                 return ConfXmlLoad(indexTable, path("tree").c_str(), path("bak").c_str());
-             },
-         .results = {{kEveryCall, kEither}, {"OsFopen", 0}, {"memset_s", 0}},
-         .partial = "each value is loaded by itself",
-         .tells = {"[ConfXmlLoadCallBack]ConfXmlGetXmlNodeAttrAndValue fail",
-                   "[ConfXmlLoadCallBack]ConfXmlCopyXmlNodeValueToIndex fail", "[ConfXmlLoad]Traverse XML tree fail",
-                   "[ConfXmlLoad]Create call index table fail", "[ConfXmlLoad]conf secure func failed, err = 400!\n"},
-         .losesHeapBy = {"OsFopen"}},
-        {.name = "ConfXmlSave",
-         .run = [] { return ConfXmlSave(indexTable, path("tree").c_str(), path("bak").c_str()); },
-         .results = {{"memset_s", 0}, {"OsCopyFile", 0}, {"strcpy_s", kEither}, {kMemory, kEither}},
-         .tells = {"[ConfXmlSave]Create XML tree fail", "[ConfXmlSave]Create call index table fail",
-                   "[ConfXmlSave]Traverse XML tree fail", "[ConfXmlSave]conf secure func failed, err = 400!\n"}},
-        {.name = "ConfXmlBakFile",
-         .run =
-             [] {
-                 ConfXmlBakFile(path("tree").c_str(), path("new").c_str());
-                 return std::filesystem::exists(path("new"));
-             },
-         .success = 1,
-         .failure = 0,
-         .tells = {"[ConfXmlBakFile]OsCopyFile fail, ret:5"}},
+        op("ConfXmlLoad",
+           [] {
+               setVariables("", 0);
+               return ConfXmlLoad(indexTable, path("tree").c_str(), path("bak").c_str());
+           },
+           {0, 1, {{kEveryCall, kEither}, {"OsFopen", 0}, {"memset_s", 0}}}, "each value is loaded by itself",
+           {"[ConfXmlLoadCallBack]ConfXmlGetXmlNodeAttrAndValue fail",
+            "[ConfXmlLoadCallBack]ConfXmlCopyXmlNodeValueToIndex fail", "Traverse XML tree fail",
+            "Create call index table fail", "conf secure func failed, err = 400!\n"}),
+        op("ConfXmlSave", [] { return ConfXmlSave(indexTable, path("tree").c_str(), path("bak").c_str()); },
+           {0, 1, {{"memset_s", 0}, {"OsCopyFile", 0}, {"strcpy_s", kEither}, {kMemory, kEither}}}, nullptr,
+           {"Create XML tree fail", "Create call index table fail", "Traverse XML tree fail",
+            "conf secure func failed, err = 400!\n"}),
+        op("ConfXmlBakFile",
+           [] {
+               ConfXmlBakFile(path("tree").c_str(), path("new").c_str());
+               return std::filesystem::exists(path("new"));
+           },
+           {1, 0}, nullptr, {"OsCopyFile fail, ret:5"}),
         callback("ConfXmlLoadCallBack", ConfXmlLoadCallBack),
         callback("ConfXmlWriteCallBack", ConfXmlWriteCallBack),
     };
@@ -379,16 +326,14 @@ Subject files() {
 std::vector<Operation> paramOperations() {
     const auto reads = [](const char* name, ConfXmlParamNote (*wanted)(), std::map<std::string, uint64_t> results,
                           std::vector<std::string> tells) {
-        return Operation{.name = name,
-                         .run =
-                             [=] {
-                                 ConfXmlParamNote asked = wanted();
-                                 std::memset(outputs().text(), 0, 16);
-                                 return ConfXmlParseSingleNote(root, &asked);
-                             },
-                         .results = std::move(results),
-                         .partial = "a failed copy leaves what it left",
-                         .tells = std::move(tells)};
+        return op(
+            name,
+            [=] {
+                ConfXmlParamNote asked = wanted();
+                std::memset(outputs().text(), 0, 16);
+                return ConfXmlParseSingleNote(root, &asked);
+            },
+            {0, 1, std::move(results)}, "a failed copy leaves what it left", std::move(tells));
     };
     return {
         reads("ConfXmlParseSingleNote", [] { return note("a", outputs().text(), true, true); }, {{kEveryCall, 0}},
@@ -396,22 +341,17 @@ std::vector<Operation> paramOperations() {
                "[ConfXmlGetStringFromAscii]conf secure func failed, err = 400!\n"}),
         reads("ConfXmlParseSingleNote/number", [] { return note("b", &outputs().number, false, false); },
               {{"MOSS_StrToInt32", 0}}, {}),
-        {.name = "ConfXmlParaseStringParams",
-         .run = [] { return ConfXmlParaseStringParams("a", root, outputs().text(), 16, true); },
-         .results = {{"strcpy_s", 0}},
-         .partial = "a failed copy leaves what it left",
-         .tells = {"[ConfXmlParaseStringParams]strcpy_s failed, err = 400."}},
-        {.name = "ConfXmlParaseIntParams",
-         .run =
-             [] {
-                 uint32_t value = 0;
-                 return ConfXmlParaseIntParams("b", root, &value, false);
-             },
-         .results = {{"MOSS_StrToInt32", 0}}},
-        {.name = "ConfXmlGetStringFromAscii",
-         .run = [] { return ConfXmlGetStringFromAscii("72,20320", outputs().text(), 16); },
-         .results = {{"memcpy_s", 0}},
-         .partial = "what was decoded before stays"},
+        op("ConfXmlParaseStringParams", [] { return ConfXmlParaseStringParams("a", root, outputs().text(), 16, true); },
+           {0, 1, {{"strcpy_s", 0}}}, "a failed copy leaves what it left", {"strcpy_s failed, err = 400."}),
+        op("ConfXmlParaseIntParams",
+           [] {
+               uint32_t value = 0;
+               return ConfXmlParaseIntParams("b", root, &value, false);
+           },
+           {0, 1, {{"MOSS_StrToInt32", 0}}}),
+        op(
+            "ConfXmlGetStringFromAscii", [] { return ConfXmlGetStringFromAscii("72,20320", outputs().text(), 16); },
+            {0, 1, {{"memcpy_s", 0}}}, "what was decoded before stays"),
     };
 }
 
@@ -439,7 +379,7 @@ std::vector<Subject> xmlSubjects() {
                                  SetLogLevel(CONF_LOG_INFO);
                              },
                          .heap = kOperatorNew,
-                         .losesMemory = true};
+                         .losesHeapBy = {kMemory, "OsFopen"}};
     for (const auto& operations : {nodeOperations(), encodingOperations(), treeOperations(), paramOperations()}) {
         documents.operations.insert(documents.operations.end(), operations.begin(), operations.end());
     }
