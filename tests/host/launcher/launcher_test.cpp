@@ -151,15 +151,13 @@ TEST(Launcher, NeedsNoProcessDescriptorsOfTheKernel) {
         if (!forgetProcessDescriptors()) {
             _exit(77);
         }
-        const LauncherPointer launcher(TarnHostLauncherCreate());
+        Launching launching;
         int code = 7;
-        TarnHostProcessState state = {};
-        const TarnHostProcess sleeper = {"sleeper", sleepLong, nullptr};
-        const TarnHostProcess ending = {"ending", endWith, &code};
-        const bool told = TarnHostLauncherStart(launcher.get(), &sleeper) == 0 &&
-                          TarnHostLauncherStart(launcher.get(), &ending) == 0 &&
-                          TarnHostLauncherWait(launcher.get(), kLongMs, &state) == 0 && state.exitCode == 7 &&
-                          std::string(state.name) == "ending" && TarnHostLauncherStop(launcher.get(), 200) == 0;
+        const bool started =
+            launching.start("sleeper", sleepLong) == 0 && launching.start("ending", endWith, &code) == 0;
+        const TarnHostProcessState state = launching.nextEnded();
+        const bool told = started && state.exitCode == 7 && std::string(state.name) == "ending" &&
+                          TarnHostLauncherStop(launching, 200) == 0;
         _exit(told ? 0 : 1);
     }
     int status = 0;
