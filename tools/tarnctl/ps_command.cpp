@@ -2,6 +2,7 @@
 #include <cstdio>
 #include <ctime>
 #include <memory>
+#include <string_view>
 
 #include "command.h"
 #include "json.h"
@@ -17,8 +18,10 @@ std::string timeText(uint64_t seconds) {
     std::array<char, 32> text = {};
     localtime_r(&time, &parts);
     std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S%z", &parts);
-    std::string result = text.data();
-    return result.insert(result.size() - 2, ":");
+    // strftime writes the zone as +hhmm.
+    const std::string_view whole = text.data();
+    const size_t minutes = whole.size() - 2;
+    return std::string(whole.substr(0, minutes)).append(":").append(whole.substr(minutes));
 }
 
 void print(const std::vector<TarnHostReceiver>& receivers) {
