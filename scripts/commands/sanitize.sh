@@ -34,7 +34,9 @@ check_tsan() { ./run test --tsan; }
 # Of a process that ended by itself the log ends in a summary. The demonstration kills some; what they did until then
 # counts as well.
 memcheck_findings() {
-  grep -E '^==[0-9]+== +([1-9][0-9,]* .*definitely lost in|Invalid |Mismatched |Conditional jump|Use of uninit|Syscall param|Source and dest|Process terminating with default action of signal (4|6|8|11))' "$@"
+  local finding='[1-9][0-9,]* .*definitely lost in|Invalid |Mismatched |Conditional jump|Use of uninit|Syscall param'
+  finding+='|Source and dest|Process terminating with default action of signal (4|6|8|11)'
+  grep -E "^==[0-9]+== +($finding)" "$@"
 }
 
 check_memcheck() {

@@ -1,4 +1,4 @@
-// The heap under the library: blocks that it, tinyxml2, cJSON and OpenSSL ask for run out when a test says so. Blocks of
+// The heap under the library: blocks that it, tinyxml2, cJSON and OpenSSL ask for run out when a test says so. Those of
 // the test itself never do.
 #pragma once
 
