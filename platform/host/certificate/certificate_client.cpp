@@ -12,8 +12,8 @@
 
 #include "base/host_directory.h"
 #include "base/report.h"
+#include "base/service_thread.h"
 #include "certificate/certificate_types.h"
-#include "message/message_thread.h"
 #include "tarn_platform/om_certificate.h"
 
 namespace tarn::host {
@@ -89,7 +89,7 @@ int CertificateClient::start() {
     int error = makeFolders();
     error = error != 0 ? error : watch_.open();
     if (error == 0) {
-        error = startMessageThread(thread_, "cert-changes", [this, epoch = epoch_] { run(epoch); });
+        error = startServiceThread(thread_, "cert-changes", [this, epoch = epoch_] { run(epoch); });
     }
     if (error != 0) {
         watch_.close();

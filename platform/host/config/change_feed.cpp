@@ -13,7 +13,7 @@
 #include <string_view>
 
 #include "base/report.h"
-#include "message/message_thread.h"
+#include "base/service_thread.h"
 #include "tarn_host/host_process.h"
 
 namespace tarn::host {
@@ -49,7 +49,7 @@ int ChangeFeed::start() {
     }
     int error = events_.load() < 0 ? errno : watchDirectory();
     if (error == 0) {
-        error = startMessageThread(thread_, "config-changes", [this] { run(); });
+        error = startServiceThread(thread_, "config-changes", [this] { run(); });
     }
     if (error != 0) {
         report("changes of the configuration cannot be watched: %s", std::strerror(error));

@@ -10,9 +10,9 @@
 #include <new>
 #include <thread>
 
+#include "base/deadline.h"
 #include "base/host_directory.h"
 #include "base/report.h"
-#include "message/deadline.h"
 
 namespace tarn::host {
 namespace {

@@ -11,9 +11,9 @@
 #include <string_view>
 #include <vector>
 
+#include "base/deadline.h"
 #include "base/process_name.h"
 #include "launcher/forked_process.h"
-#include "message/deadline.h"
 #include "tarn_host/host_launcher.h"
 
 using tarn::host::Deadline;

@@ -6,9 +6,9 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "base/deadline.h"
 #include "base/report.h"
-#include "message/deadline.h"
-#include "message/message_thread.h"
+#include "base/service_thread.h"
 #include "message/outgoing_connection.h"
 
 namespace tarn::host {
@@ -37,7 +37,7 @@ int Flusher::startThread() {
     if (!wake_ || std::atexit([] { service().flusher->drain(); }) != 0) {
         return wake_ ? ENOMEM : errno;
     }
-    return startMessageThread(thread_, "msg-flush", [this] { run(); });
+    return startServiceThread(thread_, "msg-flush", [this] { run(); });
 }
 
 int Flusher::add(std::shared_ptr<OutgoingConnection> connection) {

@@ -5,7 +5,7 @@
 #include <cerrno>
 #include <new>
 
-#include "message/deadline.h"
+#include "base/deadline.h"
 
 namespace tarn::host {
 namespace {

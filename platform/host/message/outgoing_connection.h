@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "message/deadline.h"
+#include "base/deadline.h"
 #include "message/descriptor.h"
 #include "message/frame.h"
 

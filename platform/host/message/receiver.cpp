@@ -9,13 +9,13 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "base/deadline.h"
 #include "base/report.h"
+#include "base/service_thread.h"
 #include "memory/account_code.h"
 #include "message/address.h"
 #include "message/answer_block.h"
-#include "message/deadline.h"
 #include "message/image.h"
-#include "message/message_thread.h"
 
 namespace tarn::host {
 namespace {
@@ -102,7 +102,7 @@ int Receiver::listen() {
 }
 
 int Receiver::startThread(const std::shared_ptr<Receiver>& self) {
-    return startMessageThread(thread_, "msg-" + name_, [self] { self->run(); });
+    return startServiceThread(thread_, "msg-" + name_, [self] { self->run(); });
 }
 
 void Receiver::close() {

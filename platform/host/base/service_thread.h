@@ -1,4 +1,4 @@
-// Starts the threads of the message service: they take no signal and carry a name that a person finds in a list.
+// Starts the threads of the services: they take no signal and carry a name that a person finds in a list.
 #pragma once
 
 #include <pthread.h>
@@ -12,7 +12,7 @@ namespace tarn::host {
 
 // 0 or an errno.
 template <typename Body>
-int startMessageThread(std::thread& thread, const std::string& name, Body body) {
+int startServiceThread(std::thread& thread, const std::string& name, Body body) {
     sigset_t all;
     sigset_t old;
     sigfillset(&all);
