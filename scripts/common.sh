@@ -57,6 +57,7 @@ configure() {
 install_packages_of() {
   case $1 in
     release) ./run setup --bench ;;
+    coverage) ./run setup --coverage ;;
     fuzz) ./run setup --fuzz ;;
     *) ./run setup ;;
   esac
