@@ -81,26 +81,7 @@ uint64_t fetch() {
     return result;
 }
 
-} // namespace
-
-std::vector<Subject> certSubjects() {
-    Subject subject = {.prepare =
-                           [] {
-                               device().serve();
-                               ScriptedEngine::get().keyDirectory = scratch().path();
-                               ConfOmCertCallback(OM_CERT_EVENT_SERVICE, 0x103);
-                               ConfCertNotifyCallback([](uint32_t) { ++outputs().number; });
-                               ConfCertUpdateNotifyCallback([] { ++outputs().number; });
-                           },
-                       .state = [] { return outputs().shown() + std::to_string(storedNames().size()); },
-                       .finish =
-                           [] {
-                               ConfCertNotifyCallback(nullptr);
-                               ConfCertUpdateNotifyCallback(nullptr);
-                               ScriptedEngine::get().unload();
-                               scriptedPaths() = {};
-                           },
-                       .heap = kOperatorNew};
+std::vector<Operation> inventoryOperations() {
     const auto path = [](const char* name, auto call) {
         return op(
             name, [=] { return call(outputs().text(), 160); },
@@ -118,19 +99,7 @@ std::vector<Subject> certSubjects() {
             },
             {0, 1, {{kEveryCall, 0}}}, kLogged);
     };
-    const auto loads = [](const char* name, uint32_t (*fill)(SSL_CTX*), std::map<std::string, uint64_t> results) {
-        return op(
-            name, [=] { return onContext(fill); }, {0, kRefused, std::move(results)}, kDiscarded);
-    };
-    const auto loadCa = [](SSL_CTX* context) {
-        ConfCaCertEntry list[1] = {};
-        const std::string file = scratch() / "ca/root.pem";
-        file.copy(list[0].path, sizeof list[0].path - 1);
-        list[0].fileType = 1;
-        ConfCertLoadOneCaCert(context, list[0].path, 1);
-        return ConfCertLoadAllCaCert(context, list, 1);
-    };
-    subject.operations = {
+    return {
         handles("ConfCertInit", [] { ConfCertInit(nullptr); }),
         handles("ConfOmCertCallback", [] { ConfOmCertCallback(OM_CERT_EVENT_CA, 0); }),
         handles("ConfOmCertCallback/service", [] { ConfOmCertCallback(OM_CERT_EVENT_SERVICE, 0x103); }),
@@ -164,6 +133,23 @@ std::vector<Subject> certSubjects() {
              kRefused,
              {{kEveryCall, 0}, {"strcpy_s", kEither}, {"OsOpenDir", kRefused}, {"TarnOmCertGetCertPath", kRefused}}},
             "an entry that fails is left out"),
+    };
+}
+
+std::vector<Operation> tlsOperations() {
+    const auto loads = [](const char* name, uint32_t (*fill)(SSL_CTX*), std::map<std::string, uint64_t> results) {
+        return op(
+            name, [=] { return onContext(fill); }, {0, kRefused, std::move(results)}, kDiscarded);
+    };
+    const auto loadCa = [](SSL_CTX* context) {
+        ConfCaCertEntry list[1] = {};
+        const std::string file = scratch() / "ca/root.pem";
+        file.copy(list[0].path, sizeof list[0].path - 1);
+        list[0].fileType = 1;
+        ConfCertLoadOneCaCert(context, list[0].path, 1);
+        return ConfCertLoadAllCaCert(context, list, 1);
+    };
+    return {
         loads("ConfLoadServerCert", [](SSL_CTX* context) { return ConfLoadServerCert(context, 0); }, {}),
         loads("ConfLoadServerCert/engine", [](SSL_CTX* context) { return ConfLoadServerCert(context, 2); },
               {{"OsMutexLock", 0}, {"ENGINE_by_id", kEither}}),
@@ -172,6 +158,31 @@ std::vector<Subject> certSubjects() {
         loads("ConfAddCancelCrlToSslctx", ConfAddCancelCrlToSslctx,
               {{kEveryCall, 0}, {"sprintf_s", kEither}, {"OsOpenDir", 1}}),
     };
+}
+
+} // namespace
+
+std::vector<Subject> certSubjects() {
+    Subject subject = {.prepare =
+                           [] {
+                               device().serve();
+                               ScriptedEngine::get().keyDirectory = scratch().path();
+                               ConfOmCertCallback(OM_CERT_EVENT_SERVICE, 0x103);
+                               ConfCertNotifyCallback([](uint32_t) { ++outputs().number; });
+                               ConfCertUpdateNotifyCallback([] { ++outputs().number; });
+                           },
+                       .state = [] { return outputs().shown() + std::to_string(storedNames().size()); },
+                       .finish =
+                           [] {
+                               ConfCertNotifyCallback(nullptr);
+                               ConfCertUpdateNotifyCallback(nullptr);
+                               ScriptedEngine::get().unload();
+                               scriptedPaths() = {};
+                           },
+                       .heap = kOperatorNew};
+    for (const auto& operations : {inventoryOperations(), tlsOperations()}) {
+        subject.operations.insert(subject.operations.end(), operations.begin(), operations.end());
+    }
     return {subject};
 }
 

@@ -162,29 +162,10 @@ Subject values() {
     return subject;
 }
 
-Subject registry() {
-    Subject subject = {.prepare =
-                           [] {
-                               ScriptedConfig::get().reset();
-                               ScriptedConfig::get().held = {{"Conf.a.number", "8"}};
-                               SetLogLevel(CONF_LOG_DEBUG);
-                               number = 5;
-                               std::strcpy(text, "one");
-                               called.clear();
-                               batch = {1, 2, batchRecords};
-                               std::memset(batchRecords, 0, sizeof batchRecords);
-                               ConfConfigInit(bindAll, "owner", "Conf");
-                           },
-                       .state = shownRegistry,
-                       .finish =
-                           [] {
-                               ConfConfigDeInit();
-                               SetLogLevel(CONF_LOG_INFO);
-                           },
-                       .isSound = registryIsSound};
+std::vector<Operation> registryOperations() {
     static const ConfConfigKeyValue items[] = {item("Conf.a.number", "6"), item("Conf.a.text", "two")};
     constexpr const char* kItems = "each item is carried by itself";
-    subject.operations = {
+    return {
         op("ConfConfigInit", [] { return ConfConfigInit(bindAll, "owner", "Conf"); },
            {0, kRefused, {{kEveryCall, 0}, {"OsMemMallocSetCharMon", kRefused}}},
            "it starts the registry anew, with the keys that can be bound",
@@ -232,6 +213,17 @@ Subject registry() {
             "ConfConfigSyncByKeyToOM", [] { return ConfConfigSyncByKeyToOM("Conf."); },
             {0, kRefused, {{kEveryCall, 0}, {"OsMemMallocSetCharMon", kRefused}, {"TarnOmConfigStringMset", kRefused}}},
             kItems),
+    };
+}
+
+// What goes past the registry, straight to the service.
+std::vector<Operation> serviceOperations() {
+    const auto address = [](const char* name, auto call) {
+        return op(
+            name, [=] { return call(7, outputs().text()); }, {0, 1, {{kEveryCall, 0}, {"memcpy_s", kCopyCode}}},
+            "what the service refuses leaves the buffer as it is");
+    };
+    return {
         op("ConfConfigSetIntValue", [] { return ConfConfigSetIntValue("Conf.x", 3); }, {}, nullptr,
            {"TarnOmConfigcopyStr2Key fail", "TarnOmConfigsetUintValue fail", "TarnOmConfigStringMset fail"}),
         op("ConfConfigSetUint64Value", [] { return ConfConfigSetUint64Value("Conf.x", 3); }),
@@ -248,14 +240,34 @@ Subject registry() {
             "ConfConfigSetLocalIp", [] { return ConfConfigSetLocalIp(CONF_LOCAL_IPV4, "192.0.2.1"); },
             {0, 1, {{"TarnOmConfigcopyStr2Key", 0}, {"TarnOmConfigcopyStr2Val", 0}, {"TarnOmConfigStringSet", 501}}},
             "a record is written with what could be put into it"),
+        address("ConfConfigGetLocalIpv4", ConfConfigGetLocalIpv4),
+        address("ConfConfigGetLocalIpv6", ConfConfigGetLocalIpv6),
     };
-    const auto address = [](const char* name, auto call) {
-        return op(
-            name, [=] { return call(7, outputs().text()); }, {0, 1, {{kEveryCall, 0}, {"memcpy_s", kCopyCode}}},
-            "what the service refuses leaves the buffer as it is");
-    };
-    subject.operations.push_back(address("ConfConfigGetLocalIpv4", ConfConfigGetLocalIpv4));
-    subject.operations.push_back(address("ConfConfigGetLocalIpv6", ConfConfigGetLocalIpv6));
+}
+
+Subject registry() {
+    Subject subject = {.prepare =
+                           [] {
+                               ScriptedConfig::get().reset();
+                               ScriptedConfig::get().held = {{"Conf.a.number", "8"}};
+                               SetLogLevel(CONF_LOG_DEBUG);
+                               number = 5;
+                               std::strcpy(text, "one");
+                               called.clear();
+                               batch = {1, 2, batchRecords};
+                               std::memset(batchRecords, 0, sizeof batchRecords);
+                               ConfConfigInit(bindAll, "owner", "Conf");
+                           },
+                       .state = shownRegistry,
+                       .finish =
+                           [] {
+                               ConfConfigDeInit();
+                               SetLogLevel(CONF_LOG_INFO);
+                           },
+                       .isSound = registryIsSound};
+    subject.operations = registryOperations();
+    const std::vector<Operation> straight = serviceOperations();
+    subject.operations.insert(subject.operations.end(), straight.begin(), straight.end());
     return subject;
 }
 

@@ -62,26 +62,32 @@ std::string shownTimers() {
     return shown + (table[0].platformTimer != nullptr ? "t" : "") + (ConfTimerIsVaild(&freeTimer) ? "f" : "");
 }
 
-} // namespace
+uint64_t startTable() {
+    return ConfCommTimerStart(70, 5, kData, sizeof kData);
+}
 
-std::vector<Subject> messageSubjects() {
-    Subject messages = {.prepare =
-                            [] {
-                                scriptedMessages() = {};
-                                scriptedMessages().answer = answered;
-                                delivered.clear();
-                                ConfRegisterNotifyFunc([](uint32_t, void*, uint32_t length, uint32_t) {
-                                    delivered.push_back(length);
-                                    return 0U;
-                                });
-                            },
-                        .state =
-                            [] {
-                                return outputs().shown() + std::to_string(scriptedMessages().asynchronous.size()) +
-                                       std::to_string(scriptedMessages().responses.size()) +
-                                       std::to_string(delivered.size());
-                            },
-                        .finish = [] {}};
+uint64_t startFree() {
+    return ConfTimerStart(&freeTimer, 10, 5, kData, sizeof kData);
+}
+
+Subject messages() {
+    Subject subject = {.prepare =
+                           [] {
+                               scriptedMessages() = {};
+                               scriptedMessages().answer = answered;
+                               delivered.clear();
+                               ConfRegisterNotifyFunc([](uint32_t, void*, uint32_t length, uint32_t) {
+                                   delivered.push_back(length);
+                                   return 0U;
+                               });
+                           },
+                       .state =
+                           [] {
+                               return outputs().shown() + std::to_string(scriptedMessages().asynchronous.size()) +
+                                      std::to_string(scriptedMessages().responses.size()) +
+                                      std::to_string(delivered.size());
+                           },
+                       .finish = [] {}};
     const auto send = [](const char* name, auto call, const char* impl, const char* receiver) {
         const std::string begin = std::string("[") + impl + "]ConfCommMsgSynSend ";
         return op(name, [=] { return call(kReceiver, handler, 1, outputs().text(), 8); }, {kHandled, CONF_MSG_ERR_SEND},
@@ -90,7 +96,7 @@ std::vector<Subject> messageSubjects() {
                    begin + "OsMsgSynSend fail 0x77 " + receiver + " meeting."});
     };
     using Handler = ConfCommMsgHandler;
-    messages.operations = {
+    subject.operations = {
         send("ConfCommMsgSynSend", ConfCommMsgSynSend, "ConfCommMsgSynSendImpl", "recvProcName"),
         send(
             "ConfCommMsgSynSendImpl",
@@ -113,28 +119,31 @@ std::vector<Subject> messageSubjects() {
         op("GenerateMeetingServerMsgBlock",
            [] { return (outputs().block = GenerateMeetingServerMsgBlock(kData, sizeof kData)) != nullptr; }, {1, 0}),
     };
+    return subject;
+}
 
-    Subject timers = {.prepare =
-                          [] {
-                              scriptedTimers() = {};
-                              scriptedMessages() = {};
-                              freeTimer = {};
-                              table[0] = {};
-                              table[0].timerId = 70;
-                              table[0].mode = CONF_TIMER_ONE_SHOT;
-                              table[0].defaultDurationMs = 25;
-                              table[0].recvProcName = kReceiver;
-                              table[0].handler = handler;
-                              ConfCommTimerFuncInit(table, 1);
-                              ConfTimerInit(&freeTimer, 9, CONF_TIMER_ONE_SHOT, kReceiver, handler);
-                          },
-                      .state = [] { return shownTimers() + std::to_string(scriptedMessages().asynchronous.size()); },
-                      .finish =
-                          [] {
-                              ConfCommTimerInit(table, 1);
-                              ConfTimerStop(&freeTimer);
-                              ConfCommTimerFuncDeInit();
-                          }};
+Subject timers() {
+    Subject subject = {.prepare =
+                           [] {
+                               scriptedTimers() = {};
+                               scriptedMessages() = {};
+                               freeTimer = {};
+                               table[0] = {};
+                               table[0].timerId = 70;
+                               table[0].mode = CONF_TIMER_ONE_SHOT;
+                               table[0].defaultDurationMs = 25;
+                               table[0].recvProcName = kReceiver;
+                               table[0].handler = handler;
+                               ConfCommTimerFuncInit(table, 1);
+                               ConfTimerInit(&freeTimer, 9, CONF_TIMER_ONE_SHOT, kReceiver, handler);
+                           },
+                       .state = [] { return shownTimers() + std::to_string(scriptedMessages().asynchronous.size()); },
+                       .finish =
+                           [] {
+                               ConfCommTimerInit(table, 1);
+                               ConfTimerStop(&freeTimer);
+                               ConfCommTimerFuncDeInit();
+                           }};
     const auto init = [](const char* name, auto call) {
         return op(name, [=] { return call(table, 1); }, {}, nullptr,
                   {"[ConfCommTimerInit]OsSemInit fail! ret:1", "[InitTimer]SigEmptySet fail:144",
@@ -169,9 +178,7 @@ std::vector<Subject> messageSubjects() {
               {"memcpy_s", expires ? kEither : 1}}},
             "a timer that has no data or no name runs all the same", std::move(tells));
     };
-    const auto startTable = [] { return ConfCommTimerStart(70, 5, kData, sizeof kData); };
-    const auto startFree = [] { return ConfTimerStart(&freeTimer, 10, 5, kData, sizeof kData); };
-    timers.operations = {
+    subject.operations = {
         init("ConfCommTimerFuncInit", ConfCommTimerFuncInit),
         init("ConfCommTimerInit", ConfCommTimerInit),
         start(
@@ -182,8 +189,12 @@ std::vector<Subject> messageSubjects() {
         start("ConfTimerStart/expiring", startFree, true, "[ConfTimerStart]"),
         op("ConfBasicGetSysTime", [] { return ConfBasicGetSysTime(reinterpret_cast<ConfSysTime*>(outputs().text())); }),
     };
-    Subject running = timers;
-    running.prepare = [prepare = timers.prepare, startTable, startFree] {
+    return subject;
+}
+
+Subject runningTimers() {
+    Subject subject = timers();
+    subject.prepare = [prepare = subject.prepare] {
         prepare();
         startTable();
         startFree();
@@ -193,7 +204,7 @@ std::vector<Subject> messageSubjects() {
             name, [=] { return call(); }, {0, 1, {{kEveryCall, 0}}},
             "a timer that the platform does not delete runs on");
     };
-    running.operations = {
+    subject.operations = {
         stop("ConfCommTimerFuncDeInit", ConfCommTimerFuncDeInit),
         stop("ConfCommTimerDeInit", ConfCommTimerDeInit),
         stop("ConfCommTimerStop", [] { return ConfCommTimerStop(70); }),
@@ -201,7 +212,13 @@ std::vector<Subject> messageSubjects() {
         stop("ConfTimerStop", [] { return ConfTimerStop(&freeTimer); }),
         stop("ConfTimerFree", [] { return ConfTimerFree(&freeTimer); }),
     };
-    return {messages, timers, running};
+    return subject;
+}
+
+} // namespace
+
+std::vector<Subject> messageSubjects() {
+    return {messages(), timers(), runningTimers()};
 }
 
 } // namespace tarn::test

@@ -36,17 +36,15 @@ std::string shownTree() {
     return shown;
 }
 
-} // namespace
-
-std::vector<Subject> utilSubjects() {
-    Subject plain = {.prepare = [] { std::strcpy(outputs().text(), "  10.1.2.3 "); },
-                     .state = [] { return outputs().shown(); },
-                     .finish = [] {}};
+Subject plain() {
+    Subject subject = {.prepare = [] { std::strcpy(outputs().text(), "  10.1.2.3 "); },
+                       .state = [] { return outputs().shown(); },
+                       .finish = [] {}};
     const auto statistics = [](const char* name, auto call) {
         return op(
             name, [=] { return call(outputs().text(), 1, 2); }, {0, 55}, "what the platform has written stays");
     };
-    plain.operations = {
+    subject.operations = {
         op("ConfTrim",
            [] {
                ConfTrim(outputs().text());
@@ -63,26 +61,29 @@ std::vector<Subject> utilSubjects() {
         statistics("ConfMemGetMemScan", ConfMemGetMemScan),
         statistics("ConfMemGetMemoryUseMonitor", ConfMemGetMemoryUseMonitor),
     };
+    return subject;
+}
 
-    Subject json = {.prepare =
-                        [] {
-                            tree = cJSON_Parse((std::string(R"({"s":")") + kLong + R"(","o":{}})").c_str());
-                            text = "before";
-                        },
-                    .state = [] { return text + shownTree(); },
-                    .finish =
-                        [] {
-                            cJSON_Delete(tree);
-                            tree = nullptr;
-                            std::string().swap(text);
-                        },
-                    .heap = kOperatorNew | kJson};
+Subject json() {
+    Subject subject = {.prepare =
+                           [] {
+                               tree = cJSON_Parse((std::string(R"({"s":")") + kLong + R"(","o":{}})").c_str());
+                               text = "before";
+                           },
+                       .state = [] { return text + shownTree(); },
+                       .finish =
+                           [] {
+                               cJSON_Delete(tree);
+                               tree = nullptr;
+                               std::string().swap(text);
+                           },
+                       .heap = kOperatorNew | kJson};
     constexpr const char* kAdded = "items that were added before stay";
     const auto print = [](const char* name, const char* failed, auto call) {
         return op(name, [=] { return call(); }, {}, nullptr,
                   {std::string(failed), "Create json object failed", "Print to string failed"});
     };
-    json.operations = {
+    subject.operations = {
         op("_Z13ConfJsonParsePKc",
            [] {
                cJSON* const parsed = ConfJsonParse(R"({"a":[1,"b"]})");
@@ -115,8 +116,11 @@ std::vector<Subject> utilSubjects() {
               "Add multiple items to json failed",
               [] { return ConfJsonCreateAndPrintMultipleItems(text, items(), 2); }),
     };
+    return subject;
+}
 
-    Subject digests = {.prepare =
+Subject digests() {
+    Subject subject = {.prepare =
                            [] {
                                context = nullptr;
                                EVP_MD_fetch(nullptr, "none", nullptr); // makes the thread's error queue
@@ -126,7 +130,7 @@ std::vector<Subject> utilSubjects() {
                        .finish = [] { EVP_MD_CTX_free(context); },
                        .heap = kOpenssl};
     const auto output = [] { return reinterpret_cast<unsigned char*>(outputs().text()); };
-    digests.operations = {
+    subject.operations = {
         op("ZOR_CRYPT_digest", [=] { return ZOR_CRYPT_digest(1, kLong, 20, output(), nullptr); }, {1, 0}),
         op("ZOR_CRYPT_digestInit",
            [] {
@@ -137,8 +141,14 @@ std::vector<Subject> utilSubjects() {
            },
            {1, 0}),
     };
-    digests.operations[0].keepsHeap = 1; // a context for each success
-    return {plain, json, digests};
+    subject.operations[0].keepsHeap = 1; // a context for each success
+    return subject;
+}
+
+} // namespace
+
+std::vector<Subject> utilSubjects() {
+    return {plain(), json(), digests()};
 }
 
 } // namespace tarn::test

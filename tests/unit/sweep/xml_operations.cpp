@@ -166,14 +166,10 @@ std::vector<Operation> encodingOperations() {
     };
 }
 
-std::vector<Operation> treeOperations() {
+std::vector<Operation> buildingOperations() {
     constexpr const char* kHalf = "the half-made element stays";
     static const char* const nameAndType[2] = {kName, "CHAR"};
     static const ValueSpec spec = {CONF_XML_ATTR_CHAR, kName, 20};
-    const auto child = [] { return ConfXmlGetNodeNextSibling(ConfXmlGetNodeFirstChild(root)); };
-    const auto parts = [](const char* name, std::function<uint64_t()> run, std::vector<std::string> tells = {}) {
-        return op(name, std::move(run), {}, "the description is filled field by field", std::move(tells));
-    };
     return {
         making("ConfXmlAddSingleStructNode", [] { return makes(ConfXmlAddSingleStructNode(nullptr, kName)); },
                {"Create child node fail", "ConfXmlAddAttr fail, ret = 15!"}),
@@ -216,6 +212,15 @@ std::vector<Operation> treeOperations() {
              "[ConfXmlCloneSelfAsLastChildNode]ConfXmlAddAttr name fail!",
              "[ConfXmlCloneSelfAsLastChildNode]ConfXmlAddAttr type fail"},
             "an attribute that cannot be copied takes the document with it"),
+    };
+}
+
+std::vector<Operation> pieceOperations() {
+    const auto child = [] { return ConfXmlGetNodeNextSibling(ConfXmlGetNodeFirstChild(root)); };
+    const auto parts = [](const char* name, std::function<uint64_t()> run, std::vector<std::string> tells = {}) {
+        return op(name, std::move(run), {}, "the description is filled field by field", std::move(tells));
+    };
+    return {
         parts("ConfXmlGetXmlNodeAttr",
               [=] { return ConfXmlGetXmlNodeAttr(made, reinterpret_cast<tagCONF_XML_NODE_INFO*>(outputs().text())); }),
         parts("ConfXmlGetXmlNodeAttrAndValue",
@@ -380,7 +385,8 @@ std::vector<Subject> xmlSubjects() {
                              },
                          .heap = kOperatorNew,
                          .losesHeapBy = {kMemory, "OsFopen"}};
-    for (const auto& operations : {nodeOperations(), encodingOperations(), treeOperations(), paramOperations()}) {
+    for (const auto& operations :
+         {nodeOperations(), encodingOperations(), buildingOperations(), pieceOperations(), paramOperations()}) {
         documents.operations.insert(documents.operations.end(), operations.begin(), operations.end());
     }
     return {documents, files()};
