@@ -140,7 +140,14 @@ int Database::create() {
 // Nothing is changed in a file that is no configuration.
 int Database::adopt() {
     int64_t version = 0;
-    int error = examine(version);
+    // In one transaction, because another process may make the tables between two looks.
+    int error = execute("BEGIN");
+    if (error == 0) {
+        error = examine(version);
+    }
+    if (error == 0) {
+        error = execute("COMMIT");
+    }
     if (error == 0) {
         // Readers then neither wait for a writer nor make it wait.
         error = execute("PRAGMA journal_mode=WAL");
