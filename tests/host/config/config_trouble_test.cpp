@@ -26,6 +26,26 @@ sqlite3* openDatabase(const std::string& path, const char* sql) {
     return database;
 }
 
+// An endpoint's processes start together, also on an empty directory.
+TEST_F(ConfigTrouble, ManyMakeTheFileAtOnce) {
+    for (int round = 0; round < 40; ++round) {
+        std::filesystem::remove(databasePath());
+        std::filesystem::remove(databasePath() + "-wal");
+        std::filesystem::remove(databasePath() + "-shm");
+        std::vector<pid_t> children;
+        for (int i = 0; i < 6; ++i) {
+            const std::string key = "Conf.start." + std::to_string(i);
+            children.push_back(startForked([&key] {
+                const Connection own;
+                return static_cast<int>(put(key, "up"));
+            }));
+        }
+        for (const pid_t child : children) {
+            EXPECT_EQ(endOf(child), 0);
+        }
+    }
+}
+
 TEST_F(ConfigTrouble, KilledWritersLoseNothingForOthers) {
     constexpr int kKills = 50;
     const std::string lastOfMine = std::to_string(kKills - 1);
