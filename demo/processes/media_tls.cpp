@@ -18,7 +18,7 @@ constexpr const char* kLine = "media: how is the conference?";
 
 // Trusts the CA files of the device and looks into its revocation lists. Null when that fails.
 TlsContext makeClientContext(uint32_t& caFiles) {
-    const TlsContext context = makeTlsContext(TLS_client_method());
+    TlsContext context = makeTlsContext(TLS_client_method());
     std::array<ConfCaCertEntry, CONF_CERT_MAX_CA_FILES> files = {};
     if (context == nullptr || ConfCertGetCaCertList(files.data(), &caFiles) != 0 ||
         ConfCertLoadAllCaCert(context.get(), files.data(), caFiles) != 0 ||
