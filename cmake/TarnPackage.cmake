@@ -33,6 +33,8 @@ if(TARN_BUILD_HOST)
   list(APPEND CPACK_COMPONENTS_ALL host)
   set(CPACK_DEBIAN_HOST_PACKAGE_NAME tarn-host-platform)
   set(CPACK_DEBIAN_HOST_PACKAGE_SECTION devel)
+  # tarnctl checks certificates with the library, which the search among installed packages cannot know.
+  set(CPACK_DEBIAN_HOST_PACKAGE_DEPENDS "${CPACK_DEBIAN_LIBRARY_PACKAGE_NAME} (= ${PROJECT_VERSION})")
   set(CPACK_DEBIAN_HOST_PACKAGE_RECOMMENDS libtarn-conference-common-dev)
   set(CPACK_COMPONENT_HOST_DESCRIPTION "The platform of libtarn_conference_common for plain Linux, with its tools
 Every call of the platform contract, working between the processes of one user, without a daemon; tarnctl shows and
