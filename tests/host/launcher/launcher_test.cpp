@@ -146,26 +146,25 @@ bool forgetProcessDescriptors() {
 }
 
 TEST(Launcher, NeedsNoProcessDescriptorsOfTheKernel) {
-    const pid_t child = fork();
-    if (child == 0) {
+    constexpr int kNoFilter = 77;
+    const int end = runForked([] {
         if (!forgetProcessDescriptors()) {
-            _exit(77);
+            return kNoFilter;
         }
-        Launching launching;
+        Launching launcher;
         int code = 7;
-        const bool started =
-            launching.start("sleeper", sleepLong) == 0 && launching.start("ending", endWith, &code) == 0;
-        const TarnHostProcessState state = launching.nextEnded();
-        const bool told = started && state.exitCode == 7 && std::string(state.name) == "ending" &&
-                          TarnHostLauncherStop(launching, 200) == 0;
-        _exit(told ? 0 : 1);
-    }
-    int status = 0;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    if (WIFEXITED(status) && WEXITSTATUS(status) == 77) {
+        EXPECT_EQ(launcher.start("sleeper", sleepLong), 0U);
+        EXPECT_EQ(launcher.start("ending", endWith, &code), 0U);
+        const TarnHostProcessState state = launcher.nextEnded();
+        EXPECT_STREQ(state.name, "ending");
+        EXPECT_EQ(state.exitCode, 7);
+        EXPECT_EQ(TarnHostLauncherStop(launcher, 200), 0U);
+        return 0;
+    });
+    if (end == kNoFilter) {
         GTEST_SKIP() << "the kernel takes no filter of system calls";
     }
-    EXPECT_EQ(status, 0);
+    EXPECT_EQ(end, 0);
 }
 
 class Pipe {

@@ -32,12 +32,12 @@ constexpr uint32_t kNoTimer = ENOENT;
 OsTimerParam timerOf(const Action& action, uint32_t periodTicks = 0) {
     OsTimerParam param = {};
     const Action* const address = &action;
-    std::memcpy(param.userData, &address, sizeof address);
+    std::memcpy(param.userData, &address, sizeof(void*));
     param.repeat = periodTicks == 0 ? 0 : 1;
     param.periodTicks = periodTicks;
     param.callback = [](void* record) -> uint32_t {
         const Action* called = nullptr;
-        std::memcpy(&called, static_cast<const OsTimerParam*>(record)->userData, sizeof called);
+        std::memcpy(&called, static_cast<const OsTimerParam*>(record)->userData, sizeof(void*));
         (*called)();
         return 0;
     };
@@ -101,7 +101,7 @@ TEST_F(TimerManagerTest, RefusesBadArgumentsAndWorksOnlyWhileItRuns) {
 
 TEST_F(TimerManagerTest, OneShotsExpireOnceInTheirOrderAndNeverEarly) {
     struct Timed {
-        uint32_t ticks;
+        uint32_t ticks = 0;
         void* handle = nullptr;
         Clock::time_point created = Clock::now();
         std::atomic<int64_t> elapsed = -1;
@@ -111,7 +111,8 @@ TEST_F(TimerManagerTest, OneShotsExpireOnceInTheirOrderAndNeverEarly) {
     };
     std::deque<Timed> timers; // Later ones first; the last is at the next tick.
     for (const uint32_t ticks : {40U, 20U, 5U, 1U, 0U}) {
-        Timed& timer = timers.emplace_back(ticks);
+        Timed& timer = timers.emplace_back();
+        timer.ticks = ticks;
         timer.handle = create(timer.takeTime, ticks);
     }
     ASSERT_TRUE(comesTrue([] { return info().timers == 0; }));
