@@ -23,6 +23,12 @@ if(CCACHE_PROGRAM AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
   set(CMAKE_CXX_COMPILER_LAUNCHER "${CMAKE_COMMAND}" -E env CCACHE_SLOPPINESS=pch_defines,time_macros "${CCACHE_PROGRAM}")
 endif()
 
+# For folders of programs that nobody steps through for long: in a debug build, lines for back traces but no variables,
+# and no optimisation. They compile a third quicker.
+macro(tarn_compile_quickly)
+  add_compile_options("$<$<CONFIG:Debug>:-O0;-g1>")
+endmacro()
+
 find_package(Threads REQUIRED)
 
 # Every target of the project links this one privately.
