@@ -51,5 +51,5 @@ if(TARN_BUILD_HOST)
       FILES_MATCHING PATTERN "*.${section}")
   endforeach()
   install(DIRECTORY tools/completion/ DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions"
-    COMPONENT host FILES_MATCHING PATTERN "tarn*" PATTERN "*.txt" EXCLUDE)
+    COMPONENT host FILES_MATCHING PATTERN "tarn*")
 endif()

@@ -8,6 +8,9 @@
 
 namespace tarnctl {
 
+using tarn::tool::Argument;
+using tarn::tool::Command;
+
 enum ExitCode { kDone = 0, kFailed = 1, kUsage = 2, kNotFound = 3 };
 
 void addCertCommand(Command app);

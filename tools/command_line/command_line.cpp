@@ -3,30 +3,12 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
-#include <cctype>
 
-#include "command.h"
-#include "tarn_host/host_process.h"
-
-namespace tarnctl {
+namespace tarn::tool {
 namespace {
 
-bool isNegativeNumber(const std::string& word) {
-    return word.size() > 1 && word[0] == '-' && std::isdigit(static_cast<unsigned char>(word[1])) != 0;
-}
-
-// The words of the command line, last one first, as CLI11 takes them. "config set KEY -5" means the number: without a
-// "--" behind "set" the parser would look for an option of that name.
-std::vector<std::string> wordsOf(int argc, char** argv) {
-    std::vector<std::string> words(argv + 1, argv + argc);
-    const bool sets = words.size() > 2 && words[0] == "config" && words[1] == "set";
-    if (sets && std::count(words.begin(), words.end(), "--") == 0 &&
-        std::any_of(words.begin() + 2, words.end(), isNegativeNumber)) {
-        words.insert(words.begin() + 2, "--");
-    }
-    std::reverse(words.begin(), words.end());
-    return words;
-}
+constexpr int kDone = 0;
+constexpr int kUsage = 2;
 
 } // namespace
 
@@ -95,23 +77,23 @@ void Command::runs(Action action) {
     app_->callback([chosen = chosen_, action = std::move(action)] { *chosen = action; });
 }
 
-int runCommandLine(int argc, char** argv, const std::function<void(Command)>& define) {
-    CLI::App app(
-        "Shows and drives the host platform. Everything it looks at stands below TARN_HOST_DIR\n"
-        "(without it $XDG_RUNTIME_DIR/tarn, else /tmp/tarn-UID).",
-        "tarnctl");
-    app.footer("Exit codes: 0 done; 1 failed; 2 wrong usage; 3 the key, file or process is not there.");
-    app.set_version_flag("--version", "tarnctl " TARN_VERSION);
-    app.require_subcommand(1);
+std::vector<std::string> wordsOf(int argc, char** argv) {
+    return {argv + std::min(argc, 1), argv + argc};
+}
+
+int runCommandLine(const Program& program, std::vector<std::string> words, const std::function<void(Command)>& define) {
+    CLI::App app(program.description, program.name);
+    app.footer(program.footer);
+    app.set_version_flag("--version", program.name + " " TARN_VERSION);
     Action chosen;
     define(Command(app, chosen));
+    std::reverse(words.begin(), words.end()); // as CLI11 takes them
     try {
-        app.parse(wordsOf(argc, argv));
-        TarnHostSetProcessName("tarnctl");
-        return chosen();
+        app.parse(std::move(words));
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? kDone : kUsage;
     }
+    return chosen();
 }
 
-} // namespace tarnctl
+} // namespace tarn::tool

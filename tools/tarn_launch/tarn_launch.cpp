@@ -2,7 +2,6 @@
 #include <dlfcn.h>
 #include <signal.h>
 #include <string.h>
-#include <CLI/CLI.hpp>
 
 #include <algorithm>
 #include <cstdio>
@@ -11,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "command_line.h"
 #include "tarn_host/host_launcher.h"
 
 namespace {
@@ -155,33 +155,29 @@ int launch(const Options& options) {
     return signal != 0 ? kSignalBase + signal : result == 0 ? 0 : kProcessFailed;
 }
 
-int parseAndLaunch(int argc, char** argv) {
-    CLI::App app(
-        "Starts the processes of an image, a shared object that exports a table of processes, and takes them\n"
-        "down together. SIGINT and SIGTERM stop them; none is restarted.",
-        "tarn_launch");
-    app.footer(
-        "Exit codes: 0 all processes ended with 0; 1 one did not; 2 nothing was run; 128 + signal when stopped.");
-    Options options;
-    app.add_option("IMAGE", options.image, "The shared object")->required();
-    app.add_option("NAME", options.names, "Processes to start, in this order; without names, all of the table");
-    app.add_flag("-l,--list", options.list, "Print the names of the processes and start none");
-    app.add_option("-g,--grace", options.graceMs, "Milliseconds that processes have to end after SIGTERM")
-        ->capture_default_str();
-    app.set_version_flag("--version", "tarn_launch " TARN_VERSION);
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? 0 : kCannotStart;
-    }
-    return launch(options);
+void addArguments(tarn::tool::Command tool) {
+    const auto options = std::make_shared<Options>();
+    tool.value("IMAGE", options->image, "The shared object").required();
+    tool.value("NAME", options->names, "Processes to start, in this order; without names, all of the table");
+    tool.flag("-l,--list", options->list, "Print the names of the processes and start none");
+    tool.value("-g,--grace", options->graceMs, "Milliseconds that processes have to end after SIGTERM").showsDefault();
+    tool.runs([options] { return launch(*options); });
+}
+
+int run(int argc, char** argv) {
+    return tarn::tool::runCommandLine(
+        {"tarn_launch",
+         "Starts the processes of an image, a shared object that exports a table of processes, and takes them\n"
+         "down together. SIGINT and SIGTERM stop them; none is restarted.",
+         "Exit codes: 0 all processes ended with 0; 1 one did not; 2 nothing was run; 128 + signal when stopped."},
+        tarn::tool::wordsOf(argc, argv), addArguments);
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
     try {
-        return parseAndLaunch(argc, argv);
+        return run(argc, argv);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "tarn_launch: %s\n", error.what());
         return kCannotStart;

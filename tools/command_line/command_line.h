@@ -1,4 +1,4 @@
-// The command line, in front of the library that reads it: that one is all templates, and each command would compile it
+// The command line, in front of the library that reads it: that one is all templates, and each file would compile it
 // again.
 #pragma once
 
@@ -13,7 +13,7 @@ class App;
 class Option;
 } // namespace CLI
 
-namespace tarnctl {
+namespace tarn::tool {
 
 // What a command does; returns the exit code.
 using Action = std::function<int()>;
@@ -57,7 +57,18 @@ class Command {
     Action* chosen_;
 };
 
-// Reads the command line of tarnctl and runs what it chooses; the exit code. `define` adds the commands.
-int runCommandLine(int argc, char** argv, const std::function<void(Command)>& define);
+// What the help of a program says around its options.
+struct Program {
+    std::string name;
+    std::string description;
+    std::string footer;
+};
 
-} // namespace tarnctl
+// The words behind the name of the program, first one first.
+std::vector<std::string> wordsOf(int argc, char** argv);
+
+// Reads the words and runs what they choose; its exit code, or 2 with a line on standard error for wrong usage.
+// `define` adds the arguments and commands.
+int runCommandLine(const Program& program, std::vector<std::string> words, const std::function<void(Command)>& define);
+
+} // namespace tarn::tool
