@@ -12,6 +12,7 @@
 #include "cert.h"
 #include "demo_ca.h"
 #include "item_text.h"
+#include "json.h"
 #include "tarn_conference/conf_cert.h"
 #include "tarn_conference/conf_tls.h"
 #include "tarn_platform/om_certificate.h"
@@ -25,21 +26,43 @@ constexpr std::array<uint32_t, 4> kOmTypes = {0x107, 0x109, 0x103, 0x104}; // of
 using ContextPointer = std::unique_ptr<SSL_CTX, OpensslFree<SSL_CTX_free>>;
 using StorePointer = std::unique_ptr<X509_STORE_CTX, OpensslFree<X509_STORE_CTX_free>>;
 
-// What is wrong with one file or type.
+struct Finding {
+    bool isError = false;
+    std::string where; // the file or type
+    std::string text;
+};
+
+// What is wrong. A warning is no reason to fail.
 class Findings {
  public:
-    void add(const std::string& where, const std::string& text) {
-        std::printf("%s: %s\n", valueText(where).c_str(), text.c_str());
-        isGood_ = false;
+    void add(const std::string& where, const std::string& text) { all_.push_back({true, where, text}); }
+    void warn(const std::string& where, const std::string& text) { all_.push_back({false, where, text}); }
+    const std::vector<Finding>& all() const { return all_; }
+    bool isGood() const {
+        return std::none_of(all_.begin(), all_.end(), [](const Finding& finding) { return finding.isError; });
     }
-    void warn(const std::string& where, const std::string& text) const {
-        std::printf("%s: %s\n", valueText(where).c_str(), text.c_str());
-    }
-    bool isGood() const { return isGood_; }
 
  private:
-    bool isGood_ = true;
+    std::vector<Finding> all_;
 };
+
+void print(const Findings& findings) {
+    for (const Finding& finding : findings.all()) {
+        std::printf("%s: %s\n", valueText(finding.where).c_str(), finding.text.c_str());
+    }
+}
+
+void printAsJson(const Findings& findings) {
+    const Json array = makeArray();
+    for (const Finding& finding : findings.all()) {
+        Json object = makeObject();
+        addMember(*object, "severity", finding.isError ? "error" : "warning");
+        addMember(*object, "name", finding.where);
+        addMember(*object, "text", finding.text);
+        addElement(*array, std::move(object));
+    }
+    printText(*array);
+}
 
 std::string opensslReason() {
     const unsigned long error = ERR_peek_last_error();
@@ -135,7 +158,7 @@ void checkCaCount(const std::vector<TarnHostCertFacts>& all, Findings& findings)
     }
 }
 
-int check() {
+int check(bool json) {
     std::vector<TarnHostCertFacts> all;
     const int read = readFacts(all);
     if (read != kDone) {
@@ -153,6 +176,11 @@ int check() {
             checkService(facts, findings);
         }
     }
+    if (json) {
+        printAsJson(findings);
+    } else {
+        print(findings);
+    }
     const int end = finish();
     return end != kDone || findings.isGood() ? end : kFailed;
 }
@@ -162,7 +190,9 @@ int check() {
 void addCertCheck(Command cert) {
     Command command = cert.subcommand(
         "check", "Builds the TLS context of each installed type as a process would; says what fails and ends with 1");
-    command.runs(check);
+    auto json = std::make_shared<bool>(false);
+    command.flag("--json", *json, "Print a JSON array of what is wrong");
+    command.runs([json] { return check(*json); });
 }
 
 } // namespace tarnctl

@@ -62,6 +62,11 @@ TEST(TarnctlCert, InstallsChecksAndRevokes) {
     result = cert("check");
     EXPECT_EQ(result.code, 1);
     EXPECT_EQ(result.output, "0x107: peers refuse it: certificate revoked\n");
+    result = cert("check --json");
+    EXPECT_EQ(result.code, 1);
+    EXPECT_THAT(result.output, HasSubstr(R"("severity":	"error",
+		"name":	"0x107",
+		"text":	"peers refuse it: certificate revoked")"));
     expectDone("install 0x107 --cert authority/third.pem --key authority/third.key");
     expectDone("check");
     const std::string root(TarnHostDir());
