@@ -9,7 +9,7 @@
  *
  * A path is element names with one blank between them: "Conf Param Item".
  *
- * Bad arguments are logged and answered, never followed. There is no lock: one document is used by one thread at a
+ * Bad arguments are answered, most of them with a record, and never followed. There is no lock: one document is used by one thread at a
  * time, different documents by any threads.
  */
 #ifndef TARN_CONFERENCE_CONF_XML_H
@@ -143,7 +143,7 @@ void* ConfXmlGetNodeIterator(void* pstNode);
 const char* ConfXmlGetNodeName(void* node);
 
 /**
- * @brief Text of an element: that of its first child if that is a text.
+ * @brief Text of an element: that of its first child, comments passed over, if that is a text.
  * @param node  The element.
  * @return it, which belongs to the document; null for null or for none.
  */

@@ -278,7 +278,7 @@ uint32_t ConfXmlWriteCallBack(tagCONF_XML_NODE_INFO* info, TransXMLContext* cont
 
 /**
  * @brief Reads a file into the variables. Those whose element is missing, has no known type or another kind of value
- *        keep what they have.
+ *        that is not 0 or empty keep what they have.
  * @param createIndexTable  Makes the index table.
  * @param file              The file.
  * @param bakFile           Read when `file` cannot be opened or is no XML.

@@ -1,5 +1,6 @@
 // Documents: making, reading, printing, saving and releasing them. A file that was read stays open, because processes
 // count on the descriptors they have; nothing here closes it.
+#include <cstdio>
 #include <memory>
 
 #include "base/log.h"
@@ -13,6 +14,12 @@ using tarn::detail::elementOf;
 using tarn::detail::unlessOutOfMemory;
 
 constexpr const char* kLogName = "xmlAdapter";
+
+// The document would leave a file that it opened itself open when memory runs out.
+struct CloseStream {
+    void operator()(FILE* stream) const { std::fclose(stream); }
+};
+using StreamOwner = std::unique_ptr<FILE, CloseStream>;
 
 // The root of a document takes over the ownership; a document without an element has nobody to own it.
 void* handOver(std::unique_ptr<ConfXMLDocument> document) {
@@ -138,6 +145,11 @@ uint32_t ConfXmlTransformFile(void* rootNode, const char* fileName) {
     if (rootNode == nullptr || fileName == nullptr) {
         return CONF_XML_BAD_ARGUMENT;
     }
-    return unlessOutOfMemory(uint32_t{CONF_XML_BAD_ARGUMENT},
-                             [&] { return static_cast<uint32_t>(documentOf(rootNode)->SaveFile(fileName, false)); });
+    const StreamOwner stream(std::fopen(fileName, "w"));
+    if (stream == nullptr) {
+        return tinyxml2::XML_ERROR_FILE_COULD_NOT_BE_OPENED;
+    }
+    return unlessOutOfMemory(uint32_t{CONF_XML_BAD_ARGUMENT}, [&] {
+        return static_cast<uint32_t>(documentOf(rootNode)->SaveFile(stream.get(), false));
+    });
 }

@@ -65,7 +65,7 @@ bool copyAttributes(void* node, const tagCONF_XML_NODE_INFO& info) {
     const bool isChar = type != nullptr && std::strcmp(type, kCharType) == 0;
     return copyText(node, kNameAttribute, attribute(kNameAttribute), "ConfXmlAddAttr name fail!") &&
            copyText(node, kTypeAttribute, type, "ConfXmlAddAttr type fail") &&
-           copyNumber(node, kCharLenAttribute, isChar, info.charLen) &&
+           copyNumber(node, kCharLenAttribute, isChar && attribute(kCharLenAttribute) != nullptr, info.charLen) &&
            copyNumber(node, kNumOfInstAttribute, attribute(kNumOfInstAttribute) != nullptr, info.numOfInst) &&
            copyNumber(node, kInstIdAttribute, attribute(kInstIdAttribute) != nullptr, info.instId);
 }

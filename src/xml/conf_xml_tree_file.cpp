@@ -61,9 +61,10 @@ uint32_t failLoad(const char* text) {
     return kFailed;
 }
 
-// A text is never stored as a number, nor a number as a text: files are not to be trusted with addresses.
-bool isSameKind(uint8_t left, uint8_t right) {
-    return (left == CONF_XML_ATTR_CHAR) == (right == CONF_XML_ATTR_CHAR);
+// A text is never stored as a number, nor a number as a text: files are not to be trusted with addresses. Nothing at
+// all can be stored as either.
+bool isStorable(const tagCONF_XML_VALUE& value, uint8_t type) {
+    return value.value.text == nullptr || (value.type == CONF_XML_ATTR_CHAR) == (type == CONF_XML_ATTR_CHAR);
 }
 
 uint32_t loadValue(void* loaded, const tagCONF_XML_NODE_INFO& info) {
@@ -75,8 +76,7 @@ uint32_t loadValue(void* loaded, const tagCONF_XML_NODE_INFO& info) {
     if (ConfXmlGetValue(loaded, loadedInfo.type, &value) != 0) {
         return failLoad("ConfXmlGetValue fail");
     }
-    if (!isSameKind(value.type, info.type) ||
-        ConfXmlCopyXmlNodeValueToIndex(&value, &info, variableOf(info.node)) != 0) {
+    if (!isStorable(value, info.type) || ConfXmlCopyXmlNodeValueToIndex(&value, &info, variableOf(info.node)) != 0) {
         return failLoad("ConfXmlCopyXmlNodeValueToIndex fail");
     }
     return 0;

@@ -31,8 +31,9 @@ struct Operation {
     std::string name; // an exported name; what follows a '/' tells several cases of it apart
     std::function<uint64_t()> run;
     Answers answers;
-    const char* partial;            // why a failure may leave the state changed; null when it may not
-    std::vector<std::string> tells; // records, maybe with their "[function]", that must be among those of all failures
+    const char* partial; // why a failure may leave the state changed; null when it may not
+    // Records, maybe with their "[function]", that some failure must log, as errors where no level is named.
+    std::vector<std::string> tells;
     std::map<std::string, size_t> keeps = {}; // accounted blocks that stay, by the call that failed
     size_t keepsHeap = 0;                     // blocks of the heap that a success keeps
 };

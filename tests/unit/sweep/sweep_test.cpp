@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <set>
@@ -14,6 +15,7 @@
 #include "failing_heap.h"
 #include "meant_leaks.h"
 #include "scripted_platform.h"
+#include "tarn_conference/conf_log.h"
 #include "tarn_platform/os_memory.h"
 
 namespace tarn::test {
@@ -167,6 +169,11 @@ std::vector<Row> allRows() {
     return rows;
 }
 
+size_t openDescriptors() {
+    const std::filesystem::directory_iterator all("/proc/self/fd");
+    return static_cast<size_t>(std::distance(begin(all), end(all)));
+}
+
 std::string baseName(const Operation& operation) {
     return operation.name.substr(0, operation.name.find('/'));
 }
@@ -219,6 +226,7 @@ class Sweep : public testing::TestWithParam<Row> {
         const size_t blocksBefore = platform.liveBlocks();
         outputs() = {};
         const size_t heapBefore = liveHeapBlocks(subject.heap);
+        const size_t descriptorsBefore = openDescriptors();
         prepare();
         const std::string stateBefore = subject.state();
         platform.reset();
@@ -229,14 +237,16 @@ class Sweep : public testing::TestWithParam<Row> {
         failHeapBlock(0, 0);
         platform.failNthOfAny(0);
         SCOPED_TRACE(testing::Message() << n << ", failing: " << failed);
-        for (const std::string& text : platform.logTexts()) {
-            told.insert(text);
+        for (const LogRecord& record : platform.logs()) {
+            told.insert(record.level == CONF_LOG_ERROR ? record.text
+                                                       : record.text + " at level " + std::to_string(record.level));
         }
         checkOutcome(failed, result, stateBefore);
         EXPECT_TRUE(!subject.isSound || subject.isSound()) << "values that nobody gave: " << subject.state();
         EXPECT_EQ(platform.heldMutexes(), 0) << "a platform mutex is still held";
         finish();
         checkLeaks(failed, blocksBefore, heapBefore);
+        EXPECT_EQ(openDescriptors(), descriptorsBefore) << "descriptors are left open";
         return !failed.empty();
     }
 

@@ -26,7 +26,10 @@ namespace {
 
 constexpr uint64_t kBad = CONF_XML_BAD_ARGUMENT;
 constexpr const char* kName = "a name that does not fit into a string";
-constexpr const char* kBody = "<r k='v'><a>72,20320</a><b type='CHAR' CharLen='9' InstID='2'>x</b></r>";
+// Nested so deep that it cannot be printed without a block for the depth.
+constexpr const char* kBody =
+    "<r k='v'><a>72,20320</a><b type='CHAR' CharLen='9' InstID='2'>x</b>"
+    "<n><n><n><n><n><n><n><n><n><n><n><n/></n></n></n></n></n></n></n></n></n></n></n></r>";
 constexpr const char* kTable =
     "<cfg name='Root'><cfg name='group' NumOfInst='1'/><val name='v' type='CHAR' "
     "CharLen='9'>%p</val><val name='w' type='UINT16'>%p</val></cfg>";
