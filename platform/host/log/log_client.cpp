@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cinttypes>
 #include <cstdio>
@@ -120,7 +121,8 @@ uint32_t LogClient::createFile(const OmLogCreationRecord& creation, uint16_t& fi
     file->limits = {creation.maxFileBytes, creation.fileCount};
     // A file that cannot be opened now is tried again with every record.
     open(*file);
-    fileId = static_cast<uint16_t>(file - files_.data() + 1);
+    // Callers publish it to threads that are logging already.
+    std::atomic_ref(fileId).store(static_cast<uint16_t>(file - files_.data() + 1), std::memory_order_relaxed);
     return 0;
 }
 
