@@ -26,7 +26,8 @@ std::string wantedDirectory() {
     return "/tmp/tarn-" + std::to_string(getuid());
 }
 
-// Creates the directory if it is absent; 0 or an errno. A directory that another user could have prepared is refused.
+// Creates the directory if it is absent; 0 or an errno. One that another user prepared, or can put files into, is refused
+// with EPERM.
 int makeOwnDirectory(const std::string& path) {
     if (mkdir(path.c_str(), 0700) != 0 && errno != EEXIST) {
         return errno;
@@ -38,7 +39,11 @@ int makeOwnDirectory(const std::string& path) {
     if (!S_ISDIR(status.st_mode)) {
         return ENOTDIR;
     }
-    return status.st_uid == geteuid() ? 0 : EPERM;
+    return status.st_uid == geteuid() && (status.st_mode & (S_IWGRP | S_IWOTH)) == 0 ? 0 : EPERM;
+}
+
+const char* reasonText(int error) {
+    return error == EPERM ? "it must be your own, and writable for nobody else" : std::strerror(error);
 }
 
 std::string absolutePath(std::string path) {
@@ -64,7 +69,7 @@ const std::string& directory() {
         const int error = makeOwnDirectory(wanted);
         if (error != 0) {
             report("cannot use the directory %s: %s; set TARN_HOST_DIR to a directory of your own", wanted.c_str(),
-                   std::strerror(error));
+                   reasonText(error));
             wanted.clear();
         }
         return wanted;
@@ -98,7 +103,7 @@ std::string hostSubdirectory(const std::string& name) {
         return path;
     }
     if (!path.empty()) {
-        report("cannot use the directory %s: %s", path.c_str(), std::strerror(error));
+        report("cannot use the directory %s: %s", path.c_str(), reasonText(error));
     }
     return {};
 }
