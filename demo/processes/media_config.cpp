@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstring>
+#include <mutex>
 
 #include "processes/inbox.h"
 #include "tarn_conference/conf_config.h"
@@ -24,6 +25,7 @@ struct MediaConfig {
 };
 
 MediaConfig config;
+std::mutex configMutex; // changes come on a thread of the service
 
 Reply valuesNow() {
     return {{"frameRate", std::to_string(config.frameRate)},
@@ -57,10 +59,12 @@ void noteChange(const char* kind, ConfConfigKeyValue* items, uint8_t count) {
 }
 
 void onMediaChange(ConfConfigKeyValue* items, uint8_t count) {
+    const std::lock_guard lock(configMutex);
     noteChange("media-change", items, count);
 }
 
 void onServerChange(ConfConfigKeyValue* items, uint8_t count) {
+    const std::lock_guard lock(configMutex);
     noteChange("server-change", items, count);
 }
 
@@ -83,6 +87,7 @@ void bindItems() {
 
 Reply startConfig(const Arguments&) {
     const uint32_t result = ConfConfigInit(bindItems, "TarnUIConf", "Conf");
+    const std::lock_guard lock(configMutex);
     ConfConfigInitOmCfg();
     Reply reply = valuesNow();
     reply["result"] = std::to_string(result);
@@ -90,10 +95,12 @@ Reply startConfig(const Arguments&) {
 }
 
 Reply configValues(const Arguments&) {
+    const std::lock_guard lock(configMutex);
     return valuesNow();
 }
 
 Reply pushConfig(const Arguments&) {
+    const std::lock_guard lock(configMutex);
     config.gain = 2.5;
     config.muted = 1;
     return {{"result", std::to_string(ConfConfigSyncByKeyToOM(kPrefix))}};

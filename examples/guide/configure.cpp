@@ -67,7 +67,10 @@ int main() {
     if (ConfConfigInit(bindKeys, "Media", "Conf") != 0) {
         return 1;
     }
-    ConfConfigInitOmCfg(); // loads the variables
+    {
+        const std::lock_guard lock(mediaMutex); // a change may come meanwhile
+        ConfConfigInitOmCfg();                  // loads the variables
+    }
     // [/start]
     guide::promise(holds(25, "H264"), "the value held, and the default");
     std::puts("ready");

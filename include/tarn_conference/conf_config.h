@@ -68,17 +68,24 @@ static_assert(sizeof(ConfConfigOmBatch) == 8 + sizeof(void*), "batch size is par
  * @return 0; `CONF_CONFIG_FAILED` for a null argument or when memory is out. A service that refuses the connection is
  *         logged and does not fail the start.
  *
- * On a registry that is started already the old keys are gone.
+ * On a registry that is started already the old keys are gone; call `ConfConfigUnInit` first, because a notification
+ * that comes meanwhile would look for them. Changes that come before all keys are bound are not told.
  */
 uint32_t ConfConfigInit(ConfConfigInitFn initFn, const char* owner, const char* domain);
 
 /** @brief Connects to the service again, as "TarnUIConf" for "Conf"; the keys stay bound. @return 0 always. */
 uint32_t ConfConfigReInit(void);
 
-/** @brief Disconnects from the service; the keys stay bound. @return 0 always. */
+/**
+ * @brief Disconnects from the service's domain "Conf", whichever `ConfConfigInit` named; the keys stay bound.
+ * @return 0 always.
+ */
 uint32_t ConfConfigUnInit(void);
 
-/** @brief Unbinds all keys and frees the registry; the connection to the service stays. */
+/**
+ * @brief Unbinds all keys and frees the registry; the connection to the service stays. Call `ConfConfigUnInit` first
+ *        where notifications can come.
+ */
 void ConfConfigDeInit(void);
 
 /**
@@ -93,7 +100,9 @@ void ConfConfigBind(const char* key, uint32_t type, void* data, uint32_t size, C
 
 /**
  * @brief Loads the bound variables from the service. Keys that it does not hold, data, and texts whose buffer has less
- *        than 2 bytes keep their values. No callback is called.
+ *        than 2 bytes keep their values; a text too long for its buffer empties it. No callback is called.
+ *
+ * Callbacks can come meanwhile on the service's thread: hold the lock that guards the variables.
  */
 void ConfConfigInitOmCfg(void);
 

@@ -246,7 +246,7 @@ uint32_t ConfConfigFloat2D(const ConfConfigValue* value, void* address, uint32_t
 uint32_t ConfConfigBool2D(const ConfConfigValue* value, void* address, uint32_t width);
 /**
  * @brief Renders a holder into a text buffer unless the buffer's text is the same but for ASCII case.
- * @param value       Types 1 to 5. A text of 1024 bytes and more, with its NUL, is always a change.
+ * @param value       Types 1 to 5. A text of more than 1024 bytes with its NUL is always a change.
  * @param buffer      The text variable.
  * @param bufferSize  Bytes at `buffer`.
  * @return 0 when written; `CONF_CONFIG_UNCHANGED`; `CONF_CONFIG_FAILED` for null, another type, or a text that does not

@@ -53,9 +53,8 @@ bool listLengthIsValid(const char* function, uint32_t listLen) {
     return true;
 }
 
-// A field that is no whole text is treated as one that does not fit.
 bool copyKey(const char* function, ConfConfigOmRecord& record, const ConfConfigKeyValue& item) {
-    if (isTerminated(item.key, sizeof item.key) && TarnOmConfigcopyStr2Key(&record.key, item.key) == 0) {
+    if (TarnOmConfigcopyStr2Key(&record.key, item.key) == 0) {
         return true;
     }
     TARN_LOG_AS(function, CONF_LOG_ERROR, "TarnOmConfigcopyStr2Key fail");
@@ -125,8 +124,12 @@ uint32_t attachAnswers(const char* function, ConfMeetingServerMsgBlock& block, c
     return 0;
 }
 
+bool store(const char* function, ConfConfigOmRecord& record, const ConfConfigKeyValue& item, const char* text) {
+    return copyKey(function, record, item) && copyValue(function, record, text);
+}
+
 // Stores the value encrypted and wipes the caller's copy.
-uint32_t encryptItem(const char* function, ConfConfigKeyValue& item, ConfConfigOmRecord& record) {
+uint32_t storeEncrypted(const char* function, ConfConfigKeyValue& item, ConfConfigOmRecord& record) {
     char encrypted[OM_KEY_MAX_OUTPUT + 1] = {};
     uint32_t length = OM_KEY_MAX_OUTPUT;
     if (TarnOmKeymEncrypt(kKeyOwner, item.value, static_cast<uint32_t>(std::strlen(item.value)), encrypted, &length) !=
@@ -135,11 +138,12 @@ uint32_t encryptItem(const char* function, ConfConfigKeyValue& item, ConfConfigO
         return kConditionFailed;
     }
     std::memset(item.value, 0, sizeof item.value);
-    return copyValue(function, record, encrypted) ? 0 : CONF_CONFIG_FAILED;
+    return store(function, record, item, encrypted) ? 0 : CONF_CONFIG_FAILED;
 }
 
 uint32_t fillRecord(const char* function, ConfConfigKeyValue& item, ConfConfigOmRecord& record) {
-    if (!copyKey(function, record, item)) {
+    if (!isTerminated(item.key, sizeof item.key)) {
+        TARN_LOG_AS(function, CONF_LOG_ERROR, "TarnOmConfigcopyStr2Key fail");
         return CONF_CONFIG_FAILED;
     }
     TARN_LOG_AS(function, CONF_LOG_ERROR, "ConfConfigSetConfConfig key= %s.\n", item.key);
@@ -148,12 +152,12 @@ uint32_t fillRecord(const char* function, ConfConfigKeyValue& item, ConfConfigOm
         return CONF_CONFIG_FAILED;
     }
     if (isEncryptedKey(item.key)) {
-        return encryptItem(function, item, record);
+        return storeEncrypted(function, item, record);
     }
     if (!isProtectedKey(item.key)) {
         TARN_LOG_AS(function, CONF_LOG_ERROR, "ConfConfigSetConfConfig val= %s.\n", item.value);
     }
-    return copyValue(function, record, item.value) ? 0 : CONF_CONFIG_FAILED;
+    return store(function, record, item, item.value) ? 0 : CONF_CONFIG_FAILED;
 }
 
 } // namespace

@@ -2,6 +2,8 @@
 // empty entry.
 #include <strings.h>
 
+#include <atomic>
+
 #include "base/accounted.h"
 #include "base/log.h"
 #include "config/config_index.h"
@@ -18,6 +20,7 @@ constexpr int32_t kGrowth = 200;
 ConfConfigIndexItem* g_itemIndex = nullptr;
 int32_t g_itemNum = 0;
 int32_t g_itemCache = 0; // entries allocated; 0 while the registry is not started
+std::atomic<bool> isComplete = false;
 
 constexpr uint32_t bytesOf(int32_t items) {
     return static_cast<uint32_t>(static_cast<size_t>(items) * sizeof(ConfConfigIndexItem));
@@ -97,10 +100,19 @@ bool openIndex() {
 }
 
 void closeIndex() {
+    isComplete.store(false, std::memory_order_relaxed);
     g_itemCache = 0;
     g_itemNum = 0;
     TARN_FREE(g_itemIndex);
     g_itemIndex = nullptr;
+}
+
+void declareIndexComplete() {
+    isComplete.store(true, std::memory_order_release);
+}
+
+bool indexIsComplete() {
+    return isComplete.load(std::memory_order_acquire);
 }
 
 std::span<ConfConfigIndexItem> boundItems() {

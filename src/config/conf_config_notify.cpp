@@ -94,8 +94,10 @@ uint8_t ConfConfigAddCallBackCount(GroupTable& table, const ConfConfigIndexItem&
 
 void ConfConfigAddCountByitemlist(GroupTable& table, const ConfConfigKeyValue* items, uint32_t count) {
     uint8_t* const groupOfItems = table.groupOfItems();
+    // What is not bound yet is read by `ConfConfigInitOmCfg` later.
+    const bool isBound = tarn::detail::indexIsComplete();
     for (uint32_t i = 0; i < count; ++i) {
-        const ConfConfigIndexItem* const item = tarn::detail::findItem(items[i].key);
+        const ConfConfigIndexItem* const item = isBound ? tarn::detail::findItem(items[i].key) : nullptr;
         groupOfItems[i] = item == nullptr ? kNoGroup : ConfConfigAddCallBackCount(table, *item);
     }
     for (uint8_t i = 0; i < table.count; ++i) {

@@ -14,7 +14,7 @@ constexpr const char* kServiceOwner = "TarnUIConf";
 constexpr const char* kServiceDomain = "Conf";
 constexpr uint32_t kShortestText = 2;
 
-// A variable that refuses the service's text keeps its value.
+// A number that refuses the service's text keeps its value; a text that is too short for it becomes empty.
 void loadVariable(const ConfConfigIndexItem& item, const ConfConfigOmRecord& record) {
     const auto type = static_cast<uint32_t>(item.type);
     if (type == CONF_CONFIG_TYPE_STR && item.size < kShortestText) {
@@ -49,6 +49,7 @@ uint32_t ConfConfigInit(ConfConfigInitFn initFn, const char* owner, const char* 
         return CONF_CONFIG_FAILED;
     }
     initFn();
+    tarn::detail::declareIndexComplete();
     return 0;
 }
 

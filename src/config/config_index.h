@@ -31,6 +31,11 @@ bool indexIsOpen();
 bool openIndex();
 void closeIndex();
 
+// Notifications come as soon as the client is started, on a thread of its own, while keys are still being bound: until
+// they are declared complete such a thread must not look at the index.
+void declareIndexComplete();
+bool indexIsComplete();
+
 // The bound keys in order; none when the registry is not started.
 std::span<ConfConfigIndexItem> boundItems();
 
