@@ -95,11 +95,13 @@ uint32_t expected(const OsMsgRecord& record, const ConfCommMsgPayload* payload, 
     if (record.kind != CONF_MSG_KIND_PLAIN && record.kind != CONF_MSG_KIND_ANSWER_BLOCK) {
         return 1;
     }
-    if (payload == nullptr || record.payloadLength < CONF_MSG_PAYLOAD_OVERHEAD ||
-        payload->dataLength > record.payloadLength - kDataOffset) {
+    if (payload == nullptr || record.payloadLength < CONF_MSG_PAYLOAD_OVERHEAD) {
         return CONF_MSG_ERR_PAYLOAD;
     }
-    return handler == nullptr ? 1 : 0;
+    if (handler == nullptr) {
+        return 1;
+    }
+    return payload->dataLength > record.payloadLength - kDataOffset ? CONF_MSG_ERR_PAYLOAD : 0;
 }
 
 void fuzzMessageRecord(std::span<const uint8_t> bytes) {

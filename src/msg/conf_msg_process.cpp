@@ -53,13 +53,13 @@ uint32_t ConfCommMsgProcess(ConfCommMsgRecord* record) {
         TARN_LOG(CONF_LOG_ERROR, "Check param fail! dataLen:%u invalid.", record->payloadLength);
         return CONF_MSG_ERR_PAYLOAD;
     }
-    if (!payloadHoldsItsData(*payload, record->payloadLength)) {
-        TARN_LOG(CONF_LOG_ERROR, "Check param fail! dataLen:%u invalid.", payload->dataLength);
-        return CONF_MSG_ERR_PAYLOAD;
-    }
     if (payload->handler == nullptr) {
         TARN_LOG(CONF_LOG_ERROR, "%s", kNullPointerText);
         return 1;
+    }
+    if (!payloadHoldsItsData(*payload, record->payloadLength)) {
+        TARN_LOG(CONF_LOG_ERROR, "Check param fail! dataLen:%u invalid.", payload->dataLength);
+        return CONF_MSG_ERR_PAYLOAD;
     }
     uint8_t* const data = payload->dataLength == 0 ? nullptr : payloadData(payload);
     payload->result = payload->handler(payload->msgId, data, payload->dataLength);

@@ -1,4 +1,5 @@
 // Sending calls. A call is one accounted payload and one record; both live only as long as the send.
+#include <cstddef>
 #include <cstring>
 #include <limits>
 #include <utility>
@@ -62,7 +63,8 @@ class Answer {
     // The answered payload; null when none came, and for one that claims up to `longest` bytes of data without having
     // them. More than `longest` are never read, so that claim stands.
     const ConfCommMsgPayload* payload(uint32_t longest) const {
-        if (record_ == nullptr || record_->payload == nullptr || record_->payloadLength < CONF_MSG_PAYLOAD_OVERHEAD) {
+        if (record_ == nullptr || record_->payload == nullptr ||
+            record_->payloadLength < offsetof(ConfCommMsgPayload, data)) {
             return nullptr;
         }
         const auto* payload = static_cast<const ConfCommMsgPayload*>(record_->payload);
@@ -135,7 +137,8 @@ uint32_t sendAndWait(const SynchronousKind& kind, const Call& call, void* data, 
     attachPayload(record, kind.kind, *payload);
 
     const uint32_t sent = OsMsgSynSend(&record, answer.receive(), timeout);
-    const ConfCommMsgPayload* const answered = sent == 0 ? answer.payload(call.dataLength) : nullptr;
+    const ConfCommMsgPayload* const answered =
+        sent == 0 ? answer.payload(data == nullptr ? 0 : call.dataLength) : nullptr;
     if (answered == nullptr) {
         TARN_LOG_AS(kind.function, CONF_LOG_ERROR, "ConfCommMsgSynSend OsMsgSynSend fail 0x%x %s %s.", sent,
                     kind.receiverWord, call.receiver);
