@@ -36,7 +36,7 @@ void fillEntry(const char* function, ConfCaCertEntry& entry, const char* directo
 } // namespace
 
 uint32_t ConfCertGetCaCertList(ConfCaCertEntry* list, uint32_t* count) {
-    if (list == nullptr || count == nullptr) {
+    if (list == nullptr) {
         TARN_LOG(CONF_LOG_ERROR, "invalid params!");
         return CONF_CERT_FAILED;
     }
@@ -62,7 +62,9 @@ uint32_t ConfCertGetCaCertList(ConfCaCertEntry* list, uint32_t* count) {
             }
         }
     }
-    *count = found;
+    if (count != nullptr) {
+        *count = found;
+    }
     TARN_LOG(CONF_LOG_INFO, "CA file number:%u", found);
     return 0;
 }

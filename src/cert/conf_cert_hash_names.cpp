@@ -65,12 +65,13 @@ int ConfCertCreateCrlSoftLink(const char* storeDir, const char* fileName) {
 }
 
 OwnedCertificate readStoredCertificate(const char* path) {
-    const OwnedBio file = tarn::detail::openFile(path);
+    OwnedBio file = tarn::detail::openFile(path);
     if (file == nullptr) {
         TARN_LOG_AS(kSoftLink, CONF_LOG_ERROR, "BIO_new_file err.");
         return nullptr;
     }
     OwnedCertificate certificate = tarn::detail::readCertificate(file);
+    file.reset();
     if (certificate == nullptr) {
         TARN_LOG_AS(kSoftLink, CONF_LOG_ERROR, "PEM_read_bio_X509 err.");
     }

@@ -54,14 +54,14 @@ void copyFixedPath(PathBuffer& out, const char* path) {
 
 // Logs the length of a path that was joined well, as it would log the failure: readers of the log know the rebuild by
 // these lines.
-void appendSlash(PathBuffer& out, const PathBuffer& path) {
-    const int length = joinPath(out, path.data(), "/");
+void appendSlash(PathBuffer& out, const char* path) {
+    const int length = joinPath(out, path, "/");
     if (length != 0) {
         TARN_LOG_AS(kRebuild, CONF_LOG_ERROR, kSecureFunctionText, length);
     }
 }
 
-// A storage path that is too long leaves the store where it was: its empty copy would name the root directory.
+// A storage path that is too long leaves no store: its empty copy would name the root directory.
 void followStoragePath() {
     const char* const storagePath = TarnOmCustUtilGetStoragePath();
     if (storagePath == nullptr || storagePath[0] == '\0') {
@@ -71,10 +71,9 @@ void followStoragePath() {
     const errno_t copied = strcpy_s(storage.data(), storage.size(), storagePath);
     if (copied != 0) {
         TARN_LOG_AS(kRebuild, CONF_LOG_ERROR, kSecureFunctionText, copied);
-        return;
     }
     PathBuffer store = {};
-    appendSlash(store, storage);
+    appendSlash(store, copied == 0 ? storage.data() : storagePath);
     setStoreDirectory(store);
 }
 
@@ -85,7 +84,7 @@ void followServicePath(PathBuffer& source, uint32_t (*ask)(char*, uint32_t), con
         TARN_LOG_AS(kRebuild, CONF_LOG_ERROR, "%s", failedText);
         return;
     }
-    appendSlash(source, directory);
+    appendSlash(source, directory.data());
 }
 
 void ConfCertCopyDirFile(const char* srcDir, const char* storeDir) {

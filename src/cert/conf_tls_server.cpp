@@ -25,18 +25,24 @@ constexpr size_t kCapabilityCount = 10;
 // gone.
 class PassPhrase {
  public:
-    PassPhrase(SSL_CTX* ctx, const char* text) : ctx_(ctx), before_(SSL_CTX_get_default_passwd_cb_userdata(ctx)) {
-        if (text[0] != '\0') {
+    PassPhrase(SSL_CTX* ctx, const char* text)
+        : ctx_(ctx), before_(SSL_CTX_get_default_passwd_cb_userdata(ctx)), isSet_(text[0] != '\0') {
+        if (isSet_) {
             SSL_CTX_set_default_passwd_cb_userdata(ctx, const_cast<char*>(text));
         }
     }
-    ~PassPhrase() { SSL_CTX_set_default_passwd_cb_userdata(ctx_, before_); }
+    ~PassPhrase() {
+        if (isSet_) {
+            SSL_CTX_set_default_passwd_cb_userdata(ctx_, before_);
+        }
+    }
     PassPhrase(const PassPhrase&) = delete;
     PassPhrase& operator=(const PassPhrase&) = delete;
 
  private:
     SSL_CTX* const ctx_;
     void* const before_;
+    const bool isSet_;
 };
 
 bool ConfCertIsSupportKeyless(uint32_t type, uint8_t& keyless) {
