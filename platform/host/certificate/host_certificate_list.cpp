@@ -118,7 +118,11 @@ class Lister {
         for (const CertificateType& type : kCertificateTypes) {
             TarnHostCertFacts facts = {};
             bool isThere = false;
-            const int error = useServiceFolder(type, [&](const ServiceFolder& folder) {
+            const auto forget = [&] {
+                facts = {};
+                isThere = false;
+            };
+            const int error = useServiceFolder(type, forget, [&](const ServiceFolder& folder) {
                 isThere = true;
                 return readService(type, folder, facts);
             });

@@ -32,7 +32,7 @@ EVP_PKEY* loadPrivateKey(ENGINE*, const char* id, UI_METHOD*, void*) {
         ERR_raise_data(ERR_LIB_ENGINE, ENGINE_R_FAILED_LOADING_PRIVATE_KEY, "keyless certificate %s: %s",
                        id == nullptr ? "without id" : id, std::strerror(error));
     }
-    return key.release();
+    return error == 0 ? key.release() : nullptr;
 }
 
 struct EngineFree {

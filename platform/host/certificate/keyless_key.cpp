@@ -22,8 +22,8 @@ int loadFrom(const ServiceFolder& folder, const std::string& id, KeyPointer& key
 
 int loadKeylessKey(const std::string& id, KeyPointer& key) {
     for (const CertificateType& type : kCertificateTypes) {
-        const int error =
-            useServiceFolder(type, [&](const ServiceFolder& folder) { return loadFrom(folder, id, key); });
+        const int error = useServiceFolder(
+            type, [&] { key.reset(); }, [&](const ServiceFolder& folder) { return loadFrom(folder, id, key); });
         if (error != ENOENT) {
             return error;
         }

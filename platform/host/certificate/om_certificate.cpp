@@ -96,7 +96,6 @@ int keyPaths(const ServiceFolder& folder, ConfCertPathInfo& info) {
 }
 
 int servicePaths(const ServiceFolder& folder, ConfCertPathInfo& info) {
-    info = {};
     uint64_t size = 0;
     int error = folder.certificateSize(size);
     if (error != 0) {
@@ -108,7 +107,9 @@ int servicePaths(const ServiceFolder& folder, ConfCertPathInfo& info) {
 
 // What is not installed leaves an empty path, which is no failure.
 int servicePaths(const CertificateType& type, ConfCertPathInfo& info) {
-    const int error = useServiceFolder(type, [&](const ServiceFolder& folder) { return servicePaths(folder, info); });
+    const int error = useServiceFolder(
+        type, [&] { OPENSSL_cleanse(&info, sizeof info); },
+        [&](const ServiceFolder& folder) { return servicePaths(folder, info); });
     return error == ENOENT ? 0 : error;
 }
 
@@ -158,7 +159,11 @@ uint32_t TarnOmCertGetExpectedSrvCertSize(uint32_t omType, ConfCertSizeInfo* siz
         return EINVAL;
     }
     return guarded([&] {
-        return useServiceFolder(*type, [&](const ServiceFolder& folder) { return expectedSizes(folder, *sizes); });
+        ConfCertSizeInfo found = {};
+        const int error =
+            useServiceFolder(*type, [&](const ServiceFolder& folder) { return expectedSizes(folder, found); });
+        *sizes = error == 0 ? found : *sizes;
+        return error;
     });
 }
 
@@ -216,10 +221,12 @@ uint32_t TarnOmCertGetCapability(uint8_t* ten) {
         std::array<uint8_t, kCapabilityBytes> capability = {};
         for (const CertificateType& type : kCertificateTypes) {
             uint8_t& flag = capability[type.capabilityIndex];
-            const int error = useServiceFolder(type, [&](const ServiceFolder& folder) {
-                flag = folder.isKeyless() ? 1 : 0;
-                return 0;
-            });
+            const int error = useServiceFolder(
+                type, [&] { flag = 0; },
+                [&](const ServiceFolder& folder) {
+                    flag = folder.isKeyless() ? 1 : 0;
+                    return 0;
+                });
             if (error != 0 && error != ENOENT) {
                 return error;
             }

@@ -48,12 +48,14 @@ class ServiceFolder {
     OpenFile folder_;
 };
 
-// Opens the folder of a type and gives it to `use`, again when an installation came between. 0 or an errno: that of
-// `use`; ENOENT when nothing is installed; EAGAIN when installations never end.
-template <typename Use>
-int useServiceFolder(const CertificateType& type, Use use) {
+// Opens the folder of a type and gives it to `use`, again when an installation came between; before each attempt
+// `forget` drops what the last one found. 0 or an errno: that of `use`; ENOENT when nothing is installed; EAGAIN when
+// installations never end.
+template <typename Forget, typename Use>
+int useServiceFolder(const CertificateType& type, Forget forget, Use use) {
     constexpr int kMostAttempts = 100;
     for (int attempt = 0; attempt < kMostAttempts; attempt++) {
+        forget();
         ServiceFolder folder;
         int error = ServiceFolder::open(type, folder);
         if (error != 0) {
@@ -65,6 +67,13 @@ int useServiceFolder(const CertificateType& type, Use use) {
         }
     }
     return EAGAIN;
+}
+
+// Where a failure's remains do no harm.
+template <typename Use>
+int useServiceFolder(const CertificateType& type, Use use) {
+    return useServiceFolder(
+        type, [] {}, use);
 }
 
 // The key of a folder if it belongs to the certificate; EKEYREJECTED otherwise.
