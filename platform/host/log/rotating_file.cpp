@@ -26,6 +26,28 @@ int moveIfThere(const std::string& from, const std::string& to) {
     return std::rename(from.c_str(), to.c_str()) == 0 || errno == ENOENT ? 0 : errno;
 }
 
+// Beside the file, and no log for those who look through the directory.
+std::string hiddenName(const std::string& path) {
+    const size_t slash = path.rfind('/') + 1;
+    return path.substr(0, slash).append(".").append(path, slash).append(".new");
+}
+
+// The file becomes "FILE.1", that becomes "FILE.2", and so on up to the first number that is free, or the last.
+int shift(const std::string& path, uint32_t kept) {
+    const auto numbered = [&](uint32_t number) { return path + "." + std::to_string(number); };
+    uint32_t last = 1;
+    while (last < kept && access(numbered(last).c_str(), F_OK) == 0) {
+        ++last;
+    }
+    for (; last > 1; --last) {
+        const int error = moveIfThere(numbered(last - 1), numbered(last));
+        if (error != 0) {
+            return error;
+        }
+    }
+    return moveIfThere(path, numbered(1));
+}
+
 } // namespace
 
 bool RotatingFile::current(bool thorough) {
@@ -45,9 +67,10 @@ int RotatingFile::open(const std::string& path) {
         return errno;
     }
     struct stat status = {};
-    if (fstat(file, &status) != 0 || !S_ISREG(status.st_mode)) {
+    const int error = fstat(file, &status) != 0 ? errno : S_ISREG(status.st_mode) ? 0 : EINVAL;
+    if (error != 0) {
         ::close(file);
-        return EINVAL;
+        return error;
     }
     path_ = path;
     file_ = file;
@@ -74,22 +97,20 @@ int RotatingFile::rotate(uint32_t kept) {
         size_ = 0;
         return 0;
     }
-    for (uint32_t number = kept; number > 1; --number) {
-        const int error = moveIfThere(path_ + "." + std::to_string(number - 1), path_ + "." + std::to_string(number));
-        if (error != 0) {
-            return error;
-        }
-    }
-    const std::string newest = path_ + ".1";
-    const int error = moveIfThere(path_, newest);
-    if (error != 0) {
-        return error;
-    }
-    const int file = ::open(path_.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_EXCL, 0600);
+    // The new file first: without it nothing may move, or each line that tries again would cost a predecessor.
+    const std::string fresh = hiddenName(path_);
+    const int file = ::open(fresh.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0600);
     if (file < 0) {
-        const int openError = errno;
-        // The old file goes on under its own name, so that the next line finds it there.
-        return moveIfThere(newest, path_) == 0 ? openError : EIO;
+        return errno;
+    }
+    int error = shift(path_, kept);
+    if (error == 0) {
+        error = moveIfThere(fresh, path_);
+    }
+    if (error != 0) {
+        ::close(file);
+        unlink(fresh.c_str());
+        return error;
     }
     ::close(file_);
     file_ = file;
