@@ -1,6 +1,7 @@
 #include "config/change_feed.h"
 
 #include <poll.h>
+#include <sys/eventfd.h>
 #include <sys/inotify.h>
 #include <unistd.h>
 
@@ -8,6 +9,7 @@
 #include <array>
 #include <cerrno>
 #include <chrono>
+#include <cstdlib>
 #include <cstring>
 #include <new>
 #include <string_view>
@@ -47,8 +49,12 @@ int ChangeFeed::start() {
     if (events_.load() < 0) {
         events_.store(inotify_init1(IN_CLOEXEC | IN_NONBLOCK));
     }
-    int error = events_.load() < 0 ? errno : watchDirectory();
+    if (wakes_.load() < 0) {
+        wakes_.store(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+    }
+    int error = events_.load() < 0 || wakes_.load() < 0 ? errno : watchDirectory();
     if (error == 0) {
+        process_ = getpid();
         error = startServiceThread(thread_, "config-changes", [this] { run(); });
     }
     if (error != 0) {
@@ -77,6 +83,9 @@ int ChangeFeed::subscribe(const std::string& prefix, Deliver deliver, Subscripti
     }
     subscriptions_.push_back(fresh);
     subscription = std::move(fresh);
+    // The event of a change behind `end` may have come while there was nobody to tell. This fails only while the thread is
+    // about to wake anyway.
+    static_cast<void>(eventfd_write(wakes_.load(), 1));
     return 0;
 }
 
@@ -90,8 +99,10 @@ void ChangeFeed::unsubscribe(const SubscriptionPointer& subscription) {
 }
 
 void ChangeFeed::closeInherited() {
-    if (events_.load() >= 0) {
-        close(events_.load());
+    for (const int descriptor : {events_.load(), wakes_.load()}) {
+        if (descriptor >= 0) {
+            close(descriptor);
+        }
     }
 }
 
@@ -119,10 +130,12 @@ bool ChangeFeed::waitForChange() {
         return true; // The directory is back.
     }
     const bool isTroubled = watch_ < 0 || mustRetry_;
-    pollfd readable = {events_.load(), POLLIN, 0};
-    const int ready = poll(&readable, 1, isTroubled ? kRetryMs : -1);
+    std::array<pollfd, 2> readable = {{{events_.load(), POLLIN, 0}, {wakes_.load(), POLLIN, 0}}};
+    const int ready = poll(readable.data(), readable.size(), isTroubled ? kRetryMs : -1);
+    eventfd_t wakes = 0;
+    const bool isWoken = ready > 0 && eventfd_read(wakes_.load(), &wakes) == 0;
     const bool isTold = ready > 0 && takeEvents();
-    return isTold || (ready == 0 && mustRetry_);
+    return isTold || isWoken || (ready == 0 && mustRetry_);
 }
 
 bool ChangeFeed::takeEvents() {
@@ -210,10 +223,20 @@ void ChangeFeed::deliver(Subscription& subscription, uint64_t file, const std::v
     try {
         subscription.deliver(wanted);
     } catch (const std::bad_alloc&) {
+        endForkedChild();
         endDelivery();
         throw;
     }
+    endForkedChild();
     endDelivery();
+}
+
+// Forked inside the callback, a child comes back into locks that are its parent's.
+void ChangeFeed::endForkedChild() const {
+    if (getpid() != process_) {
+        report("a child forked inside a callback for changes of the configuration returned from it and was ended");
+        _exit(EXIT_FAILURE);
+    }
 }
 
 bool ChangeFeed::beginDelivery(Subscription& subscription) {

@@ -38,7 +38,7 @@ class ChangeFeed {
     // Nothing is delivered after it returned, unless it is called by the delivery itself.
     void unsubscribe(const SubscriptionPointer& subscription);
 
-    // In a forked child: the descriptor that it inherited.
+    // In a forked child: the descriptors that it inherited.
     void closeInherited();
 
  private:
@@ -52,6 +52,7 @@ class ChangeFeed {
     void deliver(Subscription& subscription, uint64_t file, const std::vector<ConfigChange>& changes);
     bool beginDelivery(Subscription& subscription);
     void endDelivery();
+    void endForkedChild() const;
 
     Store& store_;
     std::mutex mutex_;
@@ -61,6 +62,8 @@ class ChangeFeed {
     LogPosition position_;
     std::thread thread_; // Never joined: it lives as long as the process.
     std::atomic<int> events_ = -1;
+    std::atomic<int> wakes_ = -1;
+    pid_t process_ = 0; // the thread's
     int watch_ = -1;
     bool mustRetry_ = false; // The thread's own.
 };

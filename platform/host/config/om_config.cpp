@@ -30,6 +30,15 @@ bool isConnected(ConfigService& service) {
     return !service.domains.empty();
 }
 
+// Reads or writes the store; ENOTCONN for a process without a connection.
+template <typename Operation>
+uint32_t whenConnected(Operation operation) {
+    return guarded([&] {
+        ConfigService& service = configService();
+        return isConnected(service) ? operation(service) : ENOTCONN;
+    });
+}
+
 DomainPointer findDomain(ConfigService& service, std::string_view name) {
     const std::lock_guard lock(service.domainMutex);
     const auto found = service.domains.find(name);
@@ -93,6 +102,18 @@ DomainPointer takeDomain(ConfigService& service, std::string_view name, bool& wa
     return domain;
 }
 
+void endSubscription(ConfigService& service, ConfigDomain& domain) {
+    tarn::host::ChangeFeed::SubscriptionPointer subscription;
+    {
+        const std::lock_guard lock(domain.mutex);
+        domain.isGone = true;
+        subscription = std::move(domain.subscription);
+    }
+    if (subscription != nullptr) {
+        service.feed.unsubscribe(subscription);
+    }
+}
+
 } // namespace
 
 uint32_t TarnOmConfigInit(uint32_t /*flag*/, const char* owner, const char* domain) {
@@ -118,26 +139,20 @@ uint32_t TarnOmConfigUnInit(const char* domain) {
     if (!validDomain(domain)) {
         return EINVAL;
     }
-    ConfigService& service = configService();
-    bool wasLast = false;
-    const DomainPointer gone = takeDomain(service, domain, wasLast);
-    if (gone == nullptr) {
-        return ENOTCONN;
-    }
-    tarn::host::ChangeFeed::SubscriptionPointer subscription;
-    {
-        const std::lock_guard lock(gone->mutex);
-        gone->isGone = true;
-        subscription = std::move(gone->subscription);
-    }
-    if (subscription != nullptr) {
-        service.feed.unsubscribe(subscription);
-    }
-    if (wasLast) {
-        service.store.disconnect();
-        service.changes.disconnect();
-    }
-    return 0;
+    return guarded([&] {
+        ConfigService& service = configService();
+        bool wasLast = false;
+        const DomainPointer gone = takeDomain(service, domain, wasLast);
+        if (gone == nullptr) {
+            return ENOTCONN;
+        }
+        endSubscription(service, *gone);
+        if (wasLast) {
+            service.store.disconnect();
+            service.changes.disconnect();
+        }
+        return 0;
+    });
 }
 
 uint32_t TarnOmConfigNotifyCallback(OmConfigNotifyFunc callback, const char* domain) {
@@ -155,9 +170,7 @@ uint32_t TarnOmConfigStringGet(ConfConfigOmRecord* record) {
     if (record == nullptr || tarn::host::checkKey(record->key) != 0) {
         return EINVAL;
     }
-    ConfigService& service = configService();
-    return isConnected(service) ? guarded([&] { return service.store.get(record->key.text, record->value); })
-                                : ENOTCONN;
+    return whenConnected([&](ConfigService& service) { return service.store.get(record->key.text, record->value); });
 }
 
 uint32_t TarnOmConfigStringSet(ConfConfigOmRecord record) {
@@ -173,8 +186,7 @@ uint32_t TarnOmConfigStringMget(ConfConfigOmRecord* records, uint32_t count) {
     if (std::any_of(all.begin(), all.end(), [](const auto& record) { return !tarn::host::isKeyField(record.key); })) {
         return EINVAL;
     }
-    ConfigService& service = configService();
-    return isConnected(service) ? guarded([&] { return service.store.getAll(all); }) : ENOTCONN;
+    return whenConnected([&](ConfigService& service) { return service.store.getAll(all); });
 }
 
 uint32_t TarnOmConfigStringMset(ConfConfigOmRecord* records, uint32_t count) {
@@ -185,9 +197,5 @@ uint32_t TarnOmConfigStringMset(ConfConfigOmRecord* records, uint32_t count) {
     if (tarn::host::checkRecords(all) != 0) {
         return EINVAL;
     }
-    ConfigService& service = configService();
-    if (!isConnected(service)) {
-        return ENOTCONN;
-    }
-    return all.empty() ? 0 : guarded([&] { return service.store.putAll(all); });
+    return whenConnected([&](ConfigService& service) { return all.empty() ? 0 : service.store.putAll(all); });
 }
