@@ -1,130 +1,104 @@
-#include <cstring>
-
 #include "tarn_conference/conf_xml_encode.h"
 #include "tarn_platform/os_memory.h"
 #include "xml_fixture.h"
 
+namespace tarn::test {
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
+using namespace testing;
 
-class XmlEncoding : public tarn::test::XmlTest {
+class XmlEncoding : public XmlTest {
  protected:
-    struct FreeBlock {
-        void operator()(char* block) const { OSMemTypeFreeMon(block, 0, 0, 0, "test"); }
-    };
-    using Text = std::unique_ptr<char, FreeBlock>;
-
-    static std::string orNull(const char* text) { return text == nullptr ? "(null)" : text; }
+    // The text of a block, which is given back.
+    static std::string taken(char* block) {
+        const std::string text = block == nullptr ? "(null)" : block;
+        OSMemTypeFreeMon(block, 0, 0, 0, "test");
+        return text;
+    }
+    static std::string encoded(const ConfXmlEncodeReq& request) { return taken(ConfXmlAdptEncode(&request)); }
+    static std::string encodedTree(const ConfXmlEncodeTree& tree) {
+        return taken(ConfXmlAdptEncodeWithRootAttr(&tree));
+    }
+    static std::string withHeader(const char* body) {
+        char* text = nullptr;
+        EXPECT_EQ(ConfXmlDumpWithHeader(body, &text), 0U);
+        return taken(text);
+    }
 
     ConfXmlAttrItem attributes[2] = {{"k", "v"}, {"e", "<&>\"'"}};
     ConfXmlAttrItem unnamed[2] = {{"k", "v"}, {nullptr, "v"}};
     ConfXmlNodeSet children[3] = {{"A", "1", 0, attributes}, {"B", nullptr, 2, attributes}, {"C", nullptr, 0, nullptr}};
     ConfXmlNodeSet root = {"Msg", "text", 1, attributes};
+    ConfXmlNodeSet half = {"H", nullptr, 2, unnamed};
+    const Document document = Document(ConfXmlCreateRootNode("r"));
+    void* const node = document.get();
 };
 
 TEST_F(XmlEncoding, DescriptionsBecomeBodies) {
-    const ConfXmlEncodeReq request = {"Msg", children, 3};
-    EXPECT_STREQ(Text(ConfXmlAdptEncode(&request)).get(),
-                 "<Msg><A>1</A><B k=\"v\" e=\"&lt;&amp;&gt;&quot;&apos;\"/><C/></Msg>");
-    const ConfXmlEncodeReq empty = {"Msg", children, 0};
-    EXPECT_STREQ(Text(ConfXmlAdptEncode(&empty)).get(), "<Msg/>");
-    const ConfXmlEncodeTree tree = {&root, children, 1};
-    EXPECT_STREQ(Text(ConfXmlAdptEncodeWithRootAttr(&tree)).get(), "<Msg k=\"v\"><A>1</A>text</Msg>");
+    EXPECT_EQ(encoded({"Msg", children, 3}), "<Msg><A>1</A><B k=\"v\" e=\"&lt;&amp;&gt;&quot;&apos;\"/><C/></Msg>");
+    EXPECT_EQ(encoded({"Msg", children, 0}), "<Msg/>");
+    EXPECT_EQ(encodedTree({&root, children, 1}), "<Msg k=\"v\"><A>1</A>text</Msg>");
+    const std::string declaration = "<?xml version=\"1.0\" encoding=\"utf-8\" ?>\n";
+    EXPECT_EQ(withHeader(""), declaration);
+    EXPECT_EQ(platform.allocations().back().size, 41U);
+    EXPECT_EQ(withHeader("<a/>"), declaration + "<a/>");
 
-    const Document document(ConfXmlCreateRootNodeByNodeSet(tree));
-    EXPECT_EQ(printed(document), "<Msg k=\"v\"><A>1</A>text</Msg>");
-    ConfXmlNodeSet second[2] = {{"X", nullptr, 0, nullptr}, {"Y", nullptr, 0, nullptr}};
-    EXPECT_EQ(ConfXmlAdptAddChildNodes(document.get(), second, 2), 0U);
-    EXPECT_EQ(printed(document), "<Msg k=\"v\"><X/><A>1</A>text<Y/></Msg>");
-    ConfXmlNodeSet half = {"H", nullptr, 2, unnamed};
-    EXPECT_NE(ConfXmlCreateChildNodeByNodeSet(document.get(), {&half, children, 0}), nullptr);
-    EXPECT_EQ(printed(document), "<Msg k=\"v\"><X/><A>1</A>text<Y/><H k=\"v\"/></Msg>");
-    EXPECT_THAT(takeLogs(), ElementsAre("1 [ConfXmlSetAttrByNodeSet]add attr failed!"));
+    const Document made(ConfXmlCreateRootNodeByNodeSet({&root, children, 1}));
+    EXPECT_EQ(printed(made), "<Msg k=\"v\"><A>1</A>text</Msg>");
+    EXPECT_EQ(ConfXmlAdptAddChildNodes(made.get(), children + 1, 2), 0U);
+    EXPECT_THAT(takeLogs(), IsEmpty());
+    EXPECT_NE(ConfXmlCreateChildNodeByNodeSet(made.get(), {&half, children, 0}), nullptr);
+    EXPECT_EQ(printed(made),
+              "<Msg k=\"v\"><B k=\"v\" e=\"&lt;&amp;&gt;&quot;&apos;\"/><A>1</A>text<C/><H k=\"v\"/></Msg>");
+    EXPECT_THAT(takeLogs("ConfXmlSetAttrByNodeSet"), ElementsAre("add attr failed!"));
+}
 
+TEST_F(XmlEncoding, ValuesAreReadByTheirPaths) {
     const Document parsed = parse("<Msg><A>1</A><G><H/></G><B k='v'/></Msg>");
     EXPECT_STREQ(ConfXmlAdptGetNodeValueByUrl(parsed.get(), "Msg A"), "1");
     EXPECT_STREQ(ConfXmlAdptGetNodeAttrByUrl(parsed.get(), "B", "k"), "v");
     EXPECT_THAT(takeLogs(), IsEmpty());
-    EXPECT_EQ(ConfXmlAdptGetNodeValueByUrl(parsed.get(), "G"), nullptr);
-    EXPECT_EQ(ConfXmlAdptGetNodeValueByUrl(parsed.get(), "Z"), nullptr);
-    EXPECT_EQ(ConfXmlAdptGetNodeAttrByUrl(parsed.get(), "Z", "k"), nullptr);
-    EXPECT_EQ(ConfXmlAdptGetNodeAttrByUrl(parsed.get(), "B", "z"), nullptr);
-    EXPECT_THAT(takeLogs(), ElementsAre("4 [ConfXmlAdptGetNodeValueByUrl]ConfXmlGetNodeText fail!",
-                                        "4 [ConfXmlAdptGetNodeValueByUrl]ConfXmlGetNodeByPath fail! Z",
-                                        "1 [ConfXmlAdptGetNodeAttrByUrl]ConfXmlGetNodeByPath fail!",
-                                        "1 [ConfXmlAdptGetNodeAttrByUrl]ConfXmlGetNodeStrAttr fail!"));
+    EXPECT_THAT(
+        Pointers({ConfXmlAdptGetNodeValueByUrl(parsed.get(), "G"), ConfXmlAdptGetNodeValueByUrl(parsed.get(), "Z"),
+                  ConfXmlAdptGetNodeAttrByUrl(parsed.get(), "Z", "k"),
+                  ConfXmlAdptGetNodeAttrByUrl(parsed.get(), "B", "z")}),
+        Each(nullptr));
+    EXPECT_THAT(takeLogs("ConfXmlAdptGetNodeAttrByUrl"),
+                ElementsAre("4 [ConfXmlAdptGetNodeValueByUrl]ConfXmlGetNodeText fail!",
+                            "4 [ConfXmlAdptGetNodeValueByUrl]ConfXmlGetNodeByPath fail! Z",
+                            "ConfXmlGetNodeByPath fail!", "ConfXmlGetNodeStrAttr fail!"));
 }
 
-TEST_F(XmlEncoding, TheDeclarationGoesBeforeABody) {
-    const std::string declaration = "<?xml version=\"1.0\" encoding=\"utf-8\" ?>\n";
+// What fails for want of memory is told alike.
+TEST_F(XmlEncoding, NullIsToldAndAnswered) {
     char* text = nullptr;
-    ASSERT_EQ(ConfXmlDumpWithHeader("", &text), 0U);
-    EXPECT_EQ(Text(text).get(), declaration);
-    EXPECT_EQ(platform.allocations().back().size, 41U);
-    ASSERT_EQ(ConfXmlDumpWithHeader("<a/>", &text), 0U);
-    EXPECT_EQ(Text(text).get(), declaration + "<a/>");
-}
-
-TEST_F(XmlEncoding, BadDescriptionsAreTold) {
-    const Document document(ConfXmlCreateRootNode("r"));
-    EXPECT_EQ(ConfXmlAdptAddNodeAttrs(nullptr, attributes, 1), 15U);
-    EXPECT_EQ(ConfXmlAdptAddNodeAttrs(document.get(), nullptr, 0), 15U);
-    EXPECT_EQ(ConfXmlAdptAddNodeAttrs(document.get(), unnamed, 0), 0U);
-    EXPECT_EQ(ConfXmlAdptAddNodeAttrs(document.get(), unnamed, 2), 15U);
+    EXPECT_THAT(Codes({ConfXmlAdptAddNodeAttrs(nullptr, attributes, 1), ConfXmlAdptAddNodeAttrs(node, nullptr, 0),
+                       ConfXmlAdptAddChildNodes(node, nullptr, 1), ConfXmlAdptAddChildNodes(nullptr, children, 1),
+                       ConfXmlDumpWithHeader(nullptr, &text), ConfXmlDumpWithHeader("", nullptr),
+                       ConfXmlAdptAddNodeAttrs(node, unnamed, 2)}),
+                Each(15));
+    EXPECT_EQ(ConfXmlAdptAddNodeAttrs(node, unnamed, 0), 0U);
     EXPECT_EQ(printed(document), "<r k=\"v\"/>");
-    EXPECT_THAT(takeLogs(), ElementsAre("1 [ConfXmlAdptAddNodeAttrs]node or attrs is nullptr!",
-                                        "1 [ConfXmlAdptAddNodeAttrs]node or attrs is nullptr!",
-                                        "1 [ConfXmlAdptAddNodeAttrs]ConfXmlAddAttr fail, ret = 15!"));
-    ConfXmlNodeSet nameless = {nullptr, nullptr, 0, nullptr};
-    ConfXmlNodeSet half = {"H", nullptr, 2, unnamed};
-    EXPECT_EQ(ConfXmlAdptAddChildNodes(document.get(), nullptr, 1), 15U);
-    EXPECT_EQ(ConfXmlAdptAddChildNodes(nullptr, children, 1), 15U);
-    EXPECT_EQ(ConfXmlAdptAddChildNodes(document.get(), &nameless, 1), 15U);
-    EXPECT_EQ(ConfXmlAdptAddChildNodes(document.get(), &half, 1), 15U);
-    EXPECT_THAT(takeLogs(), ElementsAre("1 [ConfXmlAdptAddChildNodes]rootNode or nodes is nullptr!",
-                                        "1 [ConfXmlAdptAddChildNodes]rootNode or nodes is nullptr!",
-                                        "1 [ConfXmlAdptAddChildNodes]tempNode is nullptr!",
-                                        "1 [ConfXmlAdptAddNodeAttrs]ConfXmlAddAttr fail, ret = 15!",
-                                        "1 [ConfXmlAdptAddChildNodes]ConfXmlAdptAddNodeAttrs fail, ret = 15!"));
-    EXPECT_EQ(ConfXmlCreateRootNodeByNodeSet({&nameless, children, 0}), nullptr);
-    EXPECT_EQ(ConfXmlCreateRootNodeByNodeSet({nullptr, children, 0}), nullptr);
-    EXPECT_EQ(ConfXmlCreateChildNodeByNodeSet(document.get(), {&nameless, children, 0}), nullptr);
-    EXPECT_EQ(ConfXmlCreateChildNodeByNodeSet(nullptr, {&root, children, 0}), nullptr);
-    EXPECT_THAT(takeLogs(), ElementsAre("1 [ConfXmlCreateRootNodeByNodeSet]ConfXmlCreateRootNode failed!",
-                                        "1 [ConfXmlCreateRootNodeByNodeSet]ConfXmlCreateRootNode failed!",
-                                        "1 [ConfXmlCreateChildNodeByNodeSet]ConfXmlCreateRootNode failed!"));
-    const ConfXmlEncodeReq noName = {nullptr, children, 1};
-    const ConfXmlEncodeReq badChild = {"Msg", &nameless, 1};
-    const ConfXmlEncodeTree badRoot = {&half, children, 1};
-    const ConfXmlEncodeTree noRoot = {nullptr, children, 1};
-    EXPECT_EQ(ConfXmlAdptEncode(nullptr), nullptr);
-    EXPECT_EQ(ConfXmlAdptEncode(&noName), nullptr);
-    EXPECT_EQ(ConfXmlAdptEncode(&badChild), nullptr);
-    EXPECT_EQ(ConfXmlAdptEncodeWithRootAttr(&badRoot), nullptr);
-    EXPECT_EQ(ConfXmlAdptEncodeWithRootAttr(&noRoot), nullptr);
-    EXPECT_THAT(takeLogs(), ElementsAre("1 [ConfXmlAdptEncode]Null ptr.", "1 [ConfXmlAdptEncode]Null ptr.",
-                                        "1 [ConfXmlAdptAddChildNodes]tempNode is nullptr!",
-                                        "1 [ConfXmlAdptEncode]ConfXmlAdptAddChildNodes fail, ret = 15!",
-                                        "1 [ConfXmlAdptAddNodeAttrs]ConfXmlAddAttr fail, ret = 15!",
-                                        "1 [ConfXmlAdptEncodeWithRootAttr]ConfXmlAdptAddNodeAttrs fail, ret = 15!",
-                                        "1 [ConfXmlAdptEncodeWithRootAttr]Null ptr."));
-    char* text = nullptr;
-    EXPECT_EQ(ConfXmlDumpWithHeader(nullptr, &text), 15U);
-    EXPECT_EQ(ConfXmlDumpWithHeader("", nullptr), 15U);
-    EXPECT_EQ(ConfXmlAdptGetNodeValueByUrl(nullptr, "a"), nullptr);
-    EXPECT_EQ(ConfXmlAdptGetNodeValueByUrl(document.get(), nullptr), nullptr);
-    EXPECT_EQ(ConfXmlAdptGetNodeAttrByUrl(nullptr, "a", "k"), nullptr);
-    EXPECT_EQ(ConfXmlAdptGetNodeAttrByUrl(document.get(), nullptr, "k"), nullptr);
-    EXPECT_EQ(ConfXmlAdptGetNodeAttrByUrl(document.get(), "a", nullptr), nullptr);
-    EXPECT_THAT(takeLogs(), ElementsAre("1 [ConfXmlDumpWithHeader]xmlBody or xmlBodyWithHeader is nullptr!",
-                                        "1 [ConfXmlDumpWithHeader]xmlBody or xmlBodyWithHeader is nullptr!",
-                                        "1 [ConfXmlAdptGetNodeValueByUrl]rootNode or url is nullptr!",
-                                        "1 [ConfXmlAdptGetNodeValueByUrl]rootNode or url is nullptr!",
-                                        "1 [ConfXmlAdptGetNodeAttrByUrl]rootNode or url or attrName is nullptr!",
-                                        "1 [ConfXmlAdptGetNodeAttrByUrl]rootNode or url or attrName is nullptr!",
-                                        "1 [ConfXmlAdptGetNodeAttrByUrl]rootNode or url or attrName is nullptr!"));
+    EXPECT_THAT(
+        Pointers({ConfXmlAdptGetNodeValueByUrl(nullptr, "a"), ConfXmlAdptGetNodeValueByUrl(node, nullptr),
+                  ConfXmlAdptGetNodeAttrByUrl(nullptr, "a", "k"), ConfXmlAdptGetNodeAttrByUrl(node, nullptr, "k"),
+                  ConfXmlAdptGetNodeAttrByUrl(node, "a", nullptr),
+                  ConfXmlCreateChildNodeByNodeSet(nullptr, {&root, children, 0}),
+                  ConfXmlCreateRootNodeByNodeSet({nullptr, children, 0}), ConfXmlAdptEncode(nullptr),
+                  ConfXmlAdptEncodeWithRootAttr(nullptr)}),
+        Each(nullptr));
+    EXPECT_EQ(encodedTree({nullptr, children, 1}), "(null)");
+    const std::string attrs = "1 [ConfXmlAdptAddNodeAttrs]", nodes = "1 [ConfXmlAdptAddChildNodes]";
+    const std::string dump = "1 [ConfXmlDumpWithHeader]xmlBody or xmlBodyWithHeader is nullptr!";
+    const std::string value = "1 [ConfXmlAdptGetNodeValueByUrl]rootNode or url is nullptr!";
+    const std::string attr = "1 [ConfXmlAdptGetNodeAttrByUrl]rootNode or url or attrName is nullptr!";
+    EXPECT_THAT(takeLogs("ConfXmlAdptEncodeWithRootAttr"),
+                ElementsAre(attrs + "node or attrs is nullptr!", attrs + "node or attrs is nullptr!",
+                            nodes + "rootNode or nodes is nullptr!", nodes + "rootNode or nodes is nullptr!", dump,
+                            dump, attrs + "ConfXmlAddAttr fail, ret = 15!", value, value, attr, attr, attr,
+                            "1 [ConfXmlCreateRootNodeByNodeSet]ConfXmlCreateRootNode failed!",
+                            "1 [ConfXmlAdptEncode]Null ptr.", "Null ptr.", "Null ptr."));
 }
 
 } // namespace
+} // namespace tarn::test

@@ -1,18 +1,15 @@
-// What the XML tests share: documents that free themselves and the records of one call.
+// What the XML tests share: documents that free themselves.
 #pragma once
-
-#include <gmock/gmock.h>
 
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "file/scratch_directory.h"
 #include "meant_leaks.h"
 #include "scripted_file.h"
-#include "scripted_platform.h"
 #include "tarn_conference/conf_log.h"
 #include "tarn_conference/conf_xml.h"
+#include "told.h"
 
 namespace tarn::test {
 
@@ -39,16 +36,6 @@ class XmlTest : public ScriptedPlatformTest {
     static std::string printed(const Document& document) {
         const char* const text = ConfXmlTransformStr(document.get());
         return text == nullptr ? "(null)" : text;
-    }
-
-    // The records since the last call of this, as "level text".
-    std::vector<std::string> takeLogs() {
-        std::vector<std::string> texts;
-        for (const LogRecord& record : platform.logs()) {
-            texts.push_back(std::to_string(record.level) + " " + record.text);
-        }
-        platform.clearLogs();
-        return texts;
     }
 };
 
