@@ -3,16 +3,10 @@
 
 #include "config_fixture.h"
 
-using tarn::test::ConfigTest;
-using tarn::test::keyValue;
-using tarn::test::KeyValueTexts;
-using tarn::test::sweepPlatformFailures;
-using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::Not;
-using testing::Pair;
-
+namespace tarn::test {
 namespace {
+
+using namespace testing;
 
 constexpr const char* kProtected[] = {
     "Conf.SIPCallParam.sipPwd",  "Conf.H323CallParam.gkPwd",       "Conf.SIPCallParam.sipServerAddr",
@@ -57,15 +51,14 @@ TEST_F(ConfigAccess, AListIsAppliedAndOnlyChangesAreWrittenBack) {
     EXPECT_EQ(ConfConfigSetList(items, 1, 1), -1);
     EXPECT_EQ(logsWith("[ConfConfigSetList]:ConfConfigSyncOmCfg fail.\n"), 1U);
     EXPECT_EQ(ConfConfigSetList(items, 1, 0), 1);
-    EXPECT_EQ(service.writes.size(), 1U);
     const auto change = keyValue("Conf.a.number", "9");
     EXPECT_EQ(ConfConfigSetList(&change, 1, 0), 1);
     EXPECT_EQ(number, 9);
     EXPECT_EQ(service.writes.size(), 1U);
 
-    EXPECT_EQ(ConfConfigSetList(nullptr, 1, 1), 0);
-    EXPECT_EQ(ConfConfigSetList(items, 0, 1), 0);
-    EXPECT_EQ(ConfConfigSetList(items, -1, 1), 0);
+    EXPECT_THAT(std::vector({ConfConfigSetList(nullptr, 1, 1), ConfConfigSetList(items, 0, 1),
+                             ConfConfigSetList(items, -1, 1)}),
+                Each(0));
 }
 
 TEST_F(ConfigAccess, KeysPrefixesAndEverythingArePushedInIndexOrder) {
@@ -78,17 +71,15 @@ TEST_F(ConfigAccess, KeysPrefixesAndEverythingArePushedInIndexOrder) {
     EXPECT_THAT(pushed("Conf.b.rate"), ElementsAre(Pair("Conf.b.rate", "0.500000")));
     EXPECT_THAT(pushed(""), ElementsAre(Pair("Conf.a.number", "5"), Pair("Conf.a.text", "one"),
                                         Pair("Conf.ab.flag", "FALSE"), Pair("Conf.b.rate", "0.500000")));
-    EXPECT_THAT(pushed("Conf.a.raw"), IsEmpty());
-    EXPECT_THAT(pushed("Conf.a"), IsEmpty());
-    EXPECT_THAT(pushed("Zonf."), IsEmpty());
-    EXPECT_THAT(pushed(nullptr), IsEmpty());
+    for (const char* key : {"Conf.a.raw", "Conf.a", "Zonf.", static_cast<const char*>(nullptr)}) {
+        EXPECT_THAT(pushed(key), IsEmpty());
+    }
     EXPECT_EQ(logsWith("[ConfConfigAddOmCfgByKey]key strlen: 11  key: Con******te"), 1U);
     const char* keys[] = {"Conf.b.rate", nullptr, "Conf.ab.", "Conf.b.rate"};
     EXPECT_EQ(ConfConfigSyncToOM(keys, 4), 0U);
     EXPECT_THAT(takeWritten(), ElementsAre(Pair("Conf.b.rate", "0.500000"), Pair("Conf.ab.flag", "FALSE"),
                                            Pair("Conf.b.rate", "0.500000")));
-    EXPECT_EQ(ConfConfigSyncToOM(nullptr, 1), CONF_CONFIG_FAILED);
-    EXPECT_EQ(ConfConfigSyncToOM(keys, 0), CONF_CONFIG_FAILED);
+    EXPECT_THAT(Codes({ConfConfigSyncToOM(nullptr, 1), ConfConfigSyncToOM(keys, 0)}), Each(CONF_CONFIG_FAILED));
 }
 
 TEST_F(ConfigAccess, ABatchIsWrittenWhenFullAndEmptyWhateverTheServiceSays) {
@@ -115,15 +106,14 @@ TEST_F(ConfigAccess, ABatchIsWrittenWhenFullAndEmptyWhateverTheServiceSays) {
     ConfConfigStr2V(&tooLong, longText.c_str());
     EXPECT_EQ(ConfConfigAddOmCfg("Conf.key", &tooLong, &batch), CONF_CONFIG_FAILED);
     EXPECT_EQ(logsWith("[ConfConfigAddOmCfg]ConfConfigAddOmCfg ConfConfigV2Str fail Conf.key\n"), 1U);
-    EXPECT_EQ(ConfConfigAddOmCfg(std::string(128, 'k').c_str(), &value, &batch), CONF_CONFIG_FAILED);
-    EXPECT_EQ(ConfConfigAddOmCfg(nullptr, &value, &batch), CONF_CONFIG_FAILED);
-    EXPECT_EQ(ConfConfigAddOmCfg("Conf.key", nullptr, &batch), CONF_CONFIG_FAILED);
-    EXPECT_EQ(ConfConfigAddOmCfg("Conf.key", &value, nullptr), CONF_CONFIG_FAILED);
-    ConfConfigOmBatch empty = {0, 0, records.data()};
-    EXPECT_EQ(ConfConfigAddOmCfg("Conf.key", &value, &empty), CONF_CONFIG_FAILED);
-    empty = {0, 50, nullptr};
-    EXPECT_EQ(ConfConfigAddOmCfg("Conf.key", &value, &empty), CONF_CONFIG_FAILED);
-    EXPECT_EQ(ConfConfigSyncOmCfg(nullptr), CONF_CONFIG_FAILED);
+    ConfConfigOmBatch noRoom = {0, 0, records.data()};
+    ConfConfigOmBatch noRecords = {0, 50, nullptr};
+    const auto add = ConfConfigAddOmCfg;
+    EXPECT_THAT(
+        Codes({add(std::string(128, 'k').c_str(), &value, &batch), add(nullptr, &value, &batch),
+               add("Conf.key", nullptr, &batch), add("Conf.key", &value, nullptr), add("Conf.key", &value, &noRoom),
+               add("Conf.key", &value, &noRecords), ConfConfigSyncOmCfg(nullptr)}),
+        Each(CONF_CONFIG_FAILED));
     EXPECT_EQ(batch.count, 0U);
 }
 
@@ -153,3 +143,4 @@ TEST_F(ConfigAccess, ProtectedValuesNeverReachTheLog) {
 }
 
 } // namespace
+} // namespace tarn::test

@@ -4,33 +4,22 @@
 #include "tarn_conference/conf_notify.h"
 #include "tarn_platform/os_memory.h"
 
-using tarn::test::ConfigTest;
-using tarn::test::keyValue;
-using tarn::test::KeyValueTexts;
-using tarn::test::scriptedCipherText;
-using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::Pair;
-
+namespace tarn::test {
 namespace {
+
+using namespace testing;
 
 // A meeting-server block with items, released with its result.
 class Block {
  public:
     explicit Block(const std::vector<ConfConfigKeyValue>& items, uint32_t bytesMore = 0) {
-        std::vector<char> data(items.size() * sizeof(ConfConfigKeyValue) + bytesMore, 'm');
-        if (!items.empty()) {
-            std::memcpy(data.data(), items.data(), items.size() * sizeof(ConfConfigKeyValue));
-        }
+        std::string data(reinterpret_cast<const char*>(items.data()), items.size() * sizeof(ConfConfigKeyValue));
+        data.append(bytesMore, 'm');
         block_ = GenerateMeetingServerMsgBlock(data.data(), static_cast<uint32_t>(data.size()));
-        if (block_ != nullptr) {
-            block_->listLen = static_cast<uint32_t>(items.size());
-        }
+        block_->listLen = static_cast<uint32_t>(items.size());
     }
     ~Block() {
-        if (block_ != nullptr) {
-            OSMemTypeFreeMon(block_->result, 0, 0, __LINE__, "test");
-        }
+        OSMemTypeFreeMon(block_->result, 0, 0, __LINE__, "test");
         OSMemTypeFreeMon(block_, 0, 0, __LINE__, "test");
     }
     Block(const Block&) = delete;
@@ -50,9 +39,7 @@ class Block {
         }
         return texts;
     }
-    uint32_t read() {
-        return ConfConfigGetConfConfig(0, block_, block_ == nullptr ? 0 : GetMeetingServerMsgBlockSize(block_));
-    }
+    uint32_t read() { return ConfConfigGetConfConfig(0, block_, GetMeetingServerMsgBlockSize(block_)); }
     uint32_t write() { return ConfConfigSetConfConfig(0, block_); }
 
  private:
@@ -98,11 +85,10 @@ TEST_F(ConfigBulk, AReadIsOneCallOfTheServiceAndAnswersEveryItem) {
 TEST_F(ConfigBulk, BlocksThatDoNotFitAreRefusedUnread) {
     Block block({keyValue("Conf.a", "1")});
     const uint32_t size = GetMeetingServerMsgBlockSize(block.get());
-    EXPECT_EQ(ConfConfigGetConfConfig(0, nullptr, size), CONF_CONFIG_FAILED);
-    EXPECT_EQ(ConfConfigSetConfConfig(0, nullptr), CONF_CONFIG_FAILED);
+    EXPECT_THAT(Codes({ConfConfigGetConfConfig(0, nullptr, size), ConfConfigSetConfConfig(0, nullptr),
+                       ConfConfigGetConfConfig(0, block.get(), size - 1), ConfConfigGetConfConfig(0, block.get(), 0)}),
+                Each(CONF_CONFIG_FAILED));
     EXPECT_EQ(logsWith("Null ptr."), 2U);
-    EXPECT_EQ(ConfConfigGetConfConfig(0, block.get(), size - 1), CONF_CONFIG_FAILED);
-    EXPECT_EQ(ConfConfigGetConfConfig(0, block.get(), 0), CONF_CONFIG_FAILED);
     for (const uint32_t length : {0U, size, 0xFFFFFFA0U, 0xFFFFFFA1U, 0xFFFFFFFFU}) { // the last two wrap around
         block->dataLength = length;
         EXPECT_EQ(ConfConfigGetConfConfig(0, block.get(), size), CONF_CONFIG_FAILED) << length;
@@ -111,8 +97,7 @@ TEST_F(ConfigBulk, BlocksThatDoNotFitAreRefusedUnread) {
     block->dataLength = sizeof(ConfConfigKeyValue);
     for (const uint32_t listLen : {501U, 0xFFFFFFFFU}) {
         block->listLen = listLen;
-        EXPECT_EQ(block.read(), CONF_CONFIG_FAILED);
-        EXPECT_EQ(block.write(), CONF_CONFIG_FAILED);
+        EXPECT_THAT(Codes({block.read(), block.write()}), Each(CONF_CONFIG_FAILED));
         EXPECT_EQ(logsWith("Input listLen = " + std::to_string(static_cast<int>(listLen)) + " is out of range!"), 2U);
     }
     EXPECT_EQ(platform.count("TarnOmConfigStringMget") + platform.count("TarnOmConfigStringMset"), 0U);
@@ -130,13 +115,15 @@ TEST_F(ConfigBulk, AWriteEncryptsThePasswordsAndWipesThem) {
                     Pair("Conf.ServerParam.pwd", "HiDdEn"), Pair("Conf.FireWallParam.NatAddr", "HiDdEn"))));
     EXPECT_EQ(std::string(block.items()[0].value, 1024), std::string(1024, '\0'));
     EXPECT_STREQ(block.items()[1].value, "open");
-    const std::string log = "[ConfConfigSetConfConfig]ConfConfigSetConfConfig ";
-    EXPECT_THAT(platform.logTexts(),
-                ElementsAre("[ConfConfigSetConfConfig]ConfConfigGetConfConfigset listLen = 6.\n",
-                            log + "key= Conf.SIPCallParam.sipPwd.\n", log + "key= Conf.plain.\n", log + "val= open.\n",
-                            log + "key= Conf.H323CallParam.gkPwd.\n", log + "key= conf.sipcallparam.sippwd.\n",
-                            log + "val= seen.\n", log + "key= Conf.ServerParam.pwd.\n",
-                            log + "key= Conf.FireWallParam.NatAddr.\n"));
+    std::vector<std::string> keysAndValues;
+    for (const std::string& log : platform.logTexts()) {
+        keysAndValues.push_back(log.substr(log.find('=') + 2));
+    }
+    EXPECT_EQ(platform.logTexts().at(0), "[ConfConfigSetConfConfig]ConfConfigGetConfConfigset listLen = 6.\n");
+    EXPECT_EQ(platform.logTexts().at(3), "[ConfConfigSetConfConfig]ConfConfigSetConfConfig val= open.\n");
+    EXPECT_THAT(keysAndValues, ElementsAre("6.\n", "Conf.SIPCallParam.sipPwd.\n", "Conf.plain.\n", "open.\n",
+                                           "Conf.H323CallParam.gkPwd.\n", "conf.sipcallparam.sippwd.\n", "seen.\n",
+                                           "Conf.ServerParam.pwd.\n", "Conf.FireWallParam.NatAddr.\n"));
 }
 
 TEST_F(ConfigBulk, AWriteIsWholeOrNotAtAll) {
@@ -161,25 +148,23 @@ TEST_F(ConfigBulk, SingleNumbersGoStraightToTheService) {
     uint64_t number = 7;
     EXPECT_EQ(ConfConfigSetIntValue("Conf.int", INT32_MIN), 0U);
     EXPECT_EQ(ConfConfigSetUint64Value("Conf.uint", UINT64_MAX), 0U);
-    EXPECT_EQ(ConfConfigGetIntValue("Conf.int"), INT32_MIN);
     EXPECT_EQ(ConfConfigGetUint64Value("Conf.uint", &number), 0U);
     EXPECT_EQ(number, UINT64_MAX);
-    service.held = {{"Conf.hex", "0x1F"}, {"Conf.bad", "12abc"}};
-    EXPECT_EQ(ConfConfigGetIntValue("Conf.hex"), 31);
-    EXPECT_EQ(ConfConfigGetIntValue("Conf.bad"), 1);
+    service.held.insert({{"Conf.hex", "0x1F"}, {"Conf.bad", "12abc"}});
+    EXPECT_THAT(std::vector({ConfConfigGetIntValue("Conf.int"), ConfConfigGetIntValue("Conf.hex"),
+                             ConfConfigGetIntValue("Conf.bad")}),
+                ElementsAre(INT32_MIN, 31, 1));
     EXPECT_EQ(ConfConfigGetUint64Value("Conf.bad", &number), 0U);
-    EXPECT_EQ(number, 12U);
     platform.clearLogs();
-    EXPECT_EQ(ConfConfigSetIntValue(nullptr, 1), 1U);
-    EXPECT_EQ(ConfConfigSetUint64Value(nullptr, 1), 1U);
+    EXPECT_THAT(Codes({ConfConfigSetIntValue(nullptr, 1), ConfConfigSetUint64Value(nullptr, 1),
+                       ConfConfigGetUint64Value(nullptr, &number), ConfConfigGetUint64Value("Conf.bad", nullptr)}),
+                Each(1));
     EXPECT_EQ(ConfConfigGetIntValue(nullptr), 1);
-    EXPECT_EQ(ConfConfigGetUint64Value(nullptr, &number), 1U);
-    EXPECT_EQ(ConfConfigGetUint64Value("Conf.bad", nullptr), 1U);
-    EXPECT_THAT(platform.logTexts(),
-                ElementsAre("[ConfConfigSetIntValue]key is null.", "[ConfConfigSetUint64Value]key is null.",
-                            "[ConfConfigGetIntValue]Null ptr.", "[ConfConfigGetUint64Value]Null ptr.",
-                            "[ConfConfigGetUint64Value]Null ptr."));
     EXPECT_EQ(number, 12U);
+    EXPECT_THAT(takeLogs("ConfConfigGetUint64Value"),
+                ElementsAre("1 [ConfConfigSetIntValue]key is null.", "1 [ConfConfigSetUint64Value]key is null.",
+                            "Null ptr.", "Null ptr.", "1 [ConfConfigGetIntValue]Null ptr."));
 }
 
 } // namespace
+} // namespace tarn::test

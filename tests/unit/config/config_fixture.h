@@ -1,16 +1,14 @@
 // A started registry, and callbacks whose calls a test can see.
 #pragma once
 
-#include <gmock/gmock.h>
-
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "scripted_config.h"
-#include "scripted_platform.h"
 #include "tarn_conference/conf_config.h"
 #include "tarn_conference/conf_log.h"
+#include "told.h"
 
 namespace tarn::test {
 

@@ -1,18 +1,13 @@
 #include <algorithm>
 #include <cstring>
-#include <map>
 #include <random>
 
 #include "config_fixture.h"
 
-using tarn::test::CallbackCall;
-using tarn::test::ConfigTest;
-using tarn::test::KeyValueTexts;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-
+namespace tarn::test {
 namespace {
+
+using namespace testing;
 
 class ConfigNotify : public ConfigTest {
  protected:
@@ -30,13 +25,12 @@ TEST_F(ConfigNotify, EachCallbackIsCalledOnceWithItsItemsInOrder) {
     notify({{"CONF.ONE", "1"}, {"Conf.unbound", "x"}, {"Conf.silent", "y"}, {"Conf.two", ""}, {"Conf.three", "3"}});
     EXPECT_THAT(calls(), ElementsAre(CallbackCall{7, {{"CONF.ONE", "1"}, {"Conf.three", "3"}}},
                                      CallbackCall{3, {{"Conf.two", ""}}}));
-    EXPECT_THAT(platform.logTexts(),
-                ElementsAre("[ConfConfigClientCallBack]ConfConfigClientCallBack msgid :0x10000",
-                            "[ConfConfigClientCallBack]ConfConfigClientCallBack arraySize = 5",
-                            "[ConfConfigAddCallBackCount]ConfConfigAddCallBackCount CfgItemCount = 2\n",
-                            "[ConfConfigAddCallBackCount]ConfConfigAddCallBackCount CfgItemCount = 1\n",
-                            "[ConfConfigAddCallBackCount]ConfConfigAddCallBackCount CfgItemCount = 1\n",
-                            "[ConfConfigDealCallBackList]ConfConfigDealCallBackList count = 3"));
+    EXPECT_THAT(takeLogs("ConfConfigClientCallBack"),
+                ElementsAre("4 [ConfConfigClientCallBack]ConfConfigClientCallBack msgid :0x10000",
+                            "4 [ConfConfigClientCallBack]ConfConfigClientCallBack arraySize = 5",
+                            HasSubstr("CfgItemCount = 2\n"), HasSubstr("CfgItemCount = 1\n"),
+                            "4 [ConfConfigAddCallBackCount]ConfConfigAddCallBackCount CfgItemCount = 1\n",
+                            "4 [ConfConfigDealCallBackList]ConfConfigDealCallBackList count = 3"));
 }
 
 TEST_F(ConfigNotify, RandomNotificationsFollowTheModelUpToTheLimits) {
@@ -84,45 +78,46 @@ TEST_F(ConfigNotify, BadNotificationsCallNobody) {
     ConfConfigOmValue value = {};
     ConfConfigOmNotifyEntry entry = {};
     ConfConfigOmNotify notification = {1, &entry};
+    const auto callBack = [&] { ConfConfigClientCallBack(OM_CONFIG_MSG_CHANGED, 0, 0, &notification); };
     const auto deliver = [&](uint8_t keyLength, uint32_t valueLength) {
-        platform.clearLogs();
         std::memset(&entry, 'k', sizeof entry);
         std::memset(&value, 'v', sizeof value);
         entry.keyLength = keyLength;
         entry.value = &value;
         value.length = valueLength;
-        ConfConfigClientCallBack(OM_CONFIG_MSG_CHANGED, 0, 0, &notification);
-        return logsWith("[ConfConfigClientCallBack]conf secure func failed, err = ");
+        callBack();
     };
-    EXPECT_EQ(deliver(128, 3), 1U);
-    EXPECT_EQ(deliver(255, 3), 1U);
-    EXPECT_EQ(deliver(127, 1024), 1U);
-    EXPECT_EQ(deliver(127, 5000), 1U);
-    EXPECT_EQ(deliver(127, 0xFFFFFFFF), 1U);
+    for (const auto& [keyLength, valueLength] :
+         {std::pair<uint8_t, uint32_t>{128, 3}, {255, 3}, {127, 1024}, {127, 5000}, {127, 0xFFFFFFFF}}) {
+        deliver(keyLength, valueLength);
+    }
+    EXPECT_EQ(logsWith("[ConfConfigClientCallBack]conf secure func failed, err = "), 5U);
     EXPECT_THAT(calls(), IsEmpty());
-    EXPECT_EQ(deliver(127, 1023), 0U);
-    EXPECT_EQ(deliver(0, 0), 0U);
+    deliver(127, 1023);
+    deliver(0, 0);
+    EXPECT_EQ(logsWith("conf secure func failed"), 5U);
     EXPECT_THAT(calls(), ElementsAre(CallbackCall{2, {{key127, std::string(1023, 'v')}}}, CallbackCall{1, {{"", ""}}}));
 
     calls().clear();
     platform.clearLogs();
     entry.value = nullptr;
-    ConfConfigClientCallBack(OM_CONFIG_MSG_CHANGED, 0, 0, &notification);
+    callBack();
+    notification.entries = nullptr;
+    callBack();
     ConfConfigClientCallBack(OM_CONFIG_MSG_CHANGED, 0, 0, nullptr);
     ConfConfigClientCallBack(1, 0, 0, nullptr);
-    notification.entries = nullptr;
-    ConfConfigClientCallBack(OM_CONFIG_MSG_CHANGED, 0, 0, &notification);
     EXPECT_EQ(logsWith("[ConfConfigClientCallBack]Null ptr."), 4U);
     platform.clearLogs();
     ConfConfigClientCallBack(0x10001, 0, 0, &notification);
-    EXPECT_THAT(platform.logTexts(), ElementsAre(HasSubstr("msgid :0x10001")));
+    EXPECT_THAT(takeLogs(), ElementsAre(HasSubstr("msgid :0x10001")));
     notification = {0xFFFFFFFF, &entry};
-    ConfConfigClientCallBack(OM_CONFIG_MSG_CHANGED, 0, 0, &notification);
-    EXPECT_EQ(logsWith("[ConfConfigClientCallBack]malloc fail\n"), 1U);
+    callBack();
     notification.count = 0;
-    ConfConfigClientCallBack(OM_CONFIG_MSG_CHANGED, 0, 0, &notification);
+    callBack();
+    EXPECT_EQ(logsWith("[ConfConfigClientCallBack]malloc fail\n"), 1U);
     EXPECT_EQ(logsWith("ConfConfigDealCallBackList count = 0"), 1U);
     EXPECT_THAT(calls(), IsEmpty());
 }
 
 } // namespace
+} // namespace tarn::test

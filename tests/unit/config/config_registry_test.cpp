@@ -5,35 +5,33 @@
 
 #include "config_fixture.h"
 
-using tarn::test::ConfigTest;
-using tarn::test::KeyValueTexts;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Pair;
-
+namespace tarn::test {
 namespace {
+
+using namespace testing;
 
 class ConfigRegistry : public ConfigTest {
  protected:
+    void bind(const std::string& key) { ConfConfigBind(key.c_str(), CONF_CONFIG_TYPE_UINT, &variable, 1, callback(0)); }
+
     // All bound keys with their variables' values, in index order: what a push of everything writes.
     KeyValueTexts boundKeys() {
         takeWritten();
         ConfConfigSyncByKeyToOM("");
         return takeWritten();
     }
+
+    uint8_t variable = 3;
 };
+
+std::string folded(std::string text) {
+    std::ranges::transform(text, text.begin(), [](char c) { return static_cast<char>(std::tolower(c)); });
+    return text;
+}
 
 std::string inRandomCase(std::string text, std::mt19937& random) {
     for (char& character : text) {
         character = static_cast<char>(random() % 2 == 0 ? std::toupper(character) : std::tolower(character));
-    }
-    return text;
-}
-
-std::string folded(std::string text) {
-    for (char& character : text) {
-        character = static_cast<char>(std::tolower(character));
     }
     return text;
 }
@@ -62,7 +60,7 @@ TEST_F(ConfigRegistry, RandomBindsFollowTheModelThroughEveryGrowth) {
         }
         EXPECT_EQ(boundKeys(), expected);
         for (const auto& [sortKey, entry] : model) {
-            const auto item = tarn::test::keyValue(inRandomCase(sortKey, random), "4000000000");
+            const auto item = keyValue(inRandomCase(sortKey, random), "4000000000");
             ASSERT_EQ(ConfConfigSetList(&item, 1, 0), 1);
             ASSERT_EQ(variables[entry.second], 4000000000U);
         }
@@ -70,56 +68,47 @@ TEST_F(ConfigRegistry, RandomBindsFollowTheModelThroughEveryGrowth) {
 }
 
 TEST_F(ConfigRegistry, KeysThatDoNotFitAreLoggedAndLeaveNoTrace) {
-    uint8_t variable = 3;
     const std::string longest(127, 'k');
-    for (const size_t length : {127U, 128U, 500U}) {
-        ConfConfigBind(std::string(length, 'k').c_str(), CONF_CONFIG_TYPE_UINT, &variable, 1, nullptr);
+    for (const std::string& key : {longest, longest + "k", std::string(500, 'k'), std::string(),
+                                   std::string("with blank"), std::string("tab\there"), std::string("\xC3\xA4\xFF")}) {
+        bind(key);
     }
     ConfConfigBind(nullptr, CONF_CONFIG_TYPE_UINT, &variable, 1, nullptr);
     EXPECT_EQ(logsWith("[ConfConfigAddIndex]conf secure func failed, err = "), 2U);
-    for (const char* key : {"", "with blank", "tab\there", "\xC3\xA4\xFF"}) {
-        ConfConfigBind(key, CONF_CONFIG_TYPE_UINT, &variable, 1, nullptr);
-    }
     EXPECT_THAT(boundKeys(), ElementsAre(Pair("", "3"), Pair(longest, "3"), Pair("tab\there", "3"),
                                          Pair("with blank", "3"), Pair("\xC3\xA4\xFF", "3")));
 }
 
 TEST_F(ConfigRegistry, NothingWorksBeforeInitAndAfterDeInitAndASecondInitStartsAfresh) {
-    uint8_t variable = 3;
-    const auto item = tarn::test::keyValue("Conf.a", "4");
+    const auto item = keyValue("Conf.a", "4");
     const char* all = "";
-    ConfConfigBind("Conf.a", CONF_CONFIG_TYPE_UINT, &variable, 1, callback(0));
+    bind("Conf.a");
     ASSERT_EQ(ConfConfigInit([] {}, "owner", "Conf"), 0U);
     EXPECT_EQ(ConfConfigSetList(&item, 1, 0), 0);
     EXPECT_EQ(logsWith("[ConfConfigSetValue]ConfConfigSetValue CALLCONFIG_NOTFIND\n"), 1U);
-    ConfConfigBind("Conf.a", CONF_CONFIG_TYPE_UINT, &variable, 1, callback(0));
+    bind("Conf.a");
     ConfConfigDeInit();
     ConfConfigDeInit();
-    ConfConfigBind("Conf.a", CONF_CONFIG_TYPE_UINT, &variable, 1, callback(0));
+    bind("Conf.a");
     EXPECT_EQ(ConfConfigSetList(&item, 1, 1), 0);
     EXPECT_EQ(ConfConfigSyncToOM(&all, 1), CONF_CONFIG_FAILED);
     ConfConfigInitOmCfg();
     notify({{"Conf.a", "4"}});
     EXPECT_THAT(calls(), IsEmpty());
     EXPECT_EQ(variable, 3);
-    EXPECT_EQ(ConfConfigInit(nullptr, "owner", "Conf"), CONF_CONFIG_FAILED);
-    EXPECT_EQ(ConfConfigInit([] {}, nullptr, "Conf"), CONF_CONFIG_FAILED);
-    EXPECT_EQ(ConfConfigInit([] {}, "owner", nullptr), CONF_CONFIG_FAILED);
+    EXPECT_THAT(Codes({ConfConfigInit(nullptr, "owner", "Conf"), ConfConfigInit([] {}, nullptr, "Conf"),
+                       ConfConfigInit([] {}, "owner", nullptr)}),
+                Each(CONF_CONFIG_FAILED));
     EXPECT_EQ(logsWith("[ConfConfigInit]ConfConfigInit invalue param, null pointer!"), 3U);
 }
 
 TEST_F(ConfigRegistry, DetachingAndReattachingKeepTheKeys) {
-    uint8_t variable = 3;
     EXPECT_EQ(service.callback, ConfConfigClientCallBack);
-    ConfConfigBind("Conf.a", CONF_CONFIG_TYPE_UINT, &variable, 1, nullptr);
-    EXPECT_EQ(ConfConfigUnInit(), 0U);
-    EXPECT_EQ(ConfConfigReInit(), 0U);
-    platform.failNth("TarnOmConfigInit", 1);
-    EXPECT_EQ(ConfConfigReInit(), 0U);
+    bind("Conf.a");
+    EXPECT_EQ(ConfConfigUnInit() + ConfConfigReInit(), 0U);
     EXPECT_THAT(service.connections, ElementsAre("owner/Conf", "-Conf", "TarnUIConf/Conf"));
-    EXPECT_THAT(platform.logTexts(),
-                ElementsAre("[ConfConfigUnInit]ConfConfigUnInit.", "[ConfConfigReInit]ConfConfigReInit.",
-                            "[ConfConfigReInit]ConfConfigReInit.", "[ConfConfigReInit]ConfInitOmConfig failed"));
+    EXPECT_THAT(takeLogs(),
+                ElementsAre("3 [ConfConfigUnInit]ConfConfigUnInit.", "3 [ConfConfigReInit]ConfConfigReInit."));
     EXPECT_THAT(boundKeys(), ElementsAre(Pair("Conf.a", "3")));
 }
 
@@ -143,36 +132,31 @@ TEST_F(ConfigRegistry, VariablesAreLoadedFromWhatTheServiceHolds) {
     EXPECT_STREQ(data, "raw");
     EXPECT_EQ(absent, 9);
     EXPECT_EQ(platform.count("TarnOmConfigStringGet"), 5U);
-    EXPECT_THAT(platform.logTexts(),
-                ElementsAre("[ConfConfigInitOmCfg]TarnOmConfigStringGet Conf.absent failed!!!\n",
-                            "[ConfConfigInitOmCfg]TarnOmConfigStringGet Conf.unbound failed!!!\n"));
+    const std::string told = "4 [ConfConfigInitOmCfg]TarnOmConfigStringGet ";
+    EXPECT_THAT(takeLogs(), ElementsAre(told + "Conf.absent failed!!!\n", told + "Conf.unbound failed!!!\n"));
     EXPECT_THAT(calls(), IsEmpty());
 }
 
 TEST_F(ConfigRegistry, FailuresOfTheIndexAreLogged) {
-    static uint32_t variable = 5;
     for (size_t i = 0; i < 300; ++i) {
-        ConfConfigBind(std::string("k").append(std::to_string(i)).c_str(), CONF_CONFIG_TYPE_UINT, &variable, 4,
-                       nullptr);
+        bind("k" + std::to_string(i));
     }
     platform.reset();
     platform.failNth("OsMemMallocSetCharMon", 1);
-    ConfConfigBind("new", CONF_CONFIG_TYPE_UINT, &variable, 4, nullptr);
+    bind("new");
     platform.failNth("memcpy_s", 1);
-    ConfConfigBind("new", CONF_CONFIG_TYPE_UINT, &variable, 4, nullptr);
+    bind("new");
     platform.failNth("memmove_s", 1);
-    ConfConfigBind("front", CONF_CONFIG_TYPE_UINT, &variable, 4, nullptr);
-    const std::string full = "[ConfConfigAddIndex]ConfConfigAddIndex fail g_itemNum == g_itemCache new 300\n";
-    EXPECT_THAT(platform.logTexts(), ElementsAre("[ConfConfigAddIndex]ConfConfigAddIndex malloc error \n", full,
-                                                 HasSubstr("[ConfConfigAddIndex]memcpy error = "), full,
-                                                 HasSubstr("[ConfConfigInsertIndex]conf secure func failed, err = ")));
+    bind("front");
+    const std::string full = "ConfConfigAddIndex fail g_itemNum == g_itemCache new 300\n";
+    EXPECT_THAT(takeLogs("ConfConfigAddIndex"),
+                ElementsAre("ConfConfigAddIndex malloc error \n", full, StartsWith("memcpy error = "), full,
+                            StartsWith("1 [ConfConfigInsertIndex]conf secure func failed, err = ")));
     EXPECT_EQ(boundKeys().size(), 300U);
-
-    platform.reset();
     platform.failNth("OsMemMallocSetCharMon", 1);
     EXPECT_EQ(ConfConfigInit([] {}, "owner", "Conf"), CONF_CONFIG_FAILED);
-    EXPECT_EQ(logsWith("[ConfConfigInit]ConfConfigInit Malloc fail"), 1U);
     EXPECT_THAT(boundKeys(), IsEmpty());
 }
 
 } // namespace
+} // namespace tarn::test
