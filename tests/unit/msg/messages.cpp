@@ -1,22 +1,19 @@
 // Calls between processes: what is sent, what is made of the answer, and how a received call is run.
-#include <gmock/gmock.h>
-
 #include <algorithm>
 #include <cstring>
 #include <string>
 #include <vector>
 
 #include "scripted_message.h"
-#include "scripted_platform.h"
 #include "tarn_conference/conf_msg.h"
 #include "tarn_conference/conf_notify.h"
 #include "tarn_platform/os_memory.h"
+#include "told.h"
 
+namespace tarn::test {
 namespace {
 
-using tarn::test::scriptedMessages;
-using testing::ElementsAre;
-using testing::IsEmpty;
+using namespace testing;
 
 using Bytes = std::vector<uint8_t>;
 
@@ -26,6 +23,7 @@ constexpr uint32_t kResult = 0x1234;
 
 bool permitted = true;
 
+// A synchronous call and the name under which it logs, or what.
 struct SenderAndText {
     decltype(&ConfCommMsgSynSendImpl) send;
     const char* text;
@@ -77,7 +75,7 @@ Bytes answerOf(uint32_t result, const Bytes& data) {
     return Payload(nullptr, 0, data).set(8, result).bytes;
 }
 
-class MessageTest : public tarn::test::ScriptedPlatformTest {
+class MessageTest : public ScriptedPlatformTest {
  protected:
     void SetUp() override {
         ScriptedPlatformTest::SetUp();
@@ -150,25 +148,28 @@ TEST_F(MessageTest, BadArgumentsSendNothing) {
     for (const auto& [send, name] : {SenderAndText{ConfCommMsgSynSendImpl, "ConfCommMsgSynSendImpl"},
                                      SenderAndText{ConfCommMsgSynSendImplHaveResp, "ConfCommMsgSynSendImplHaveResp"}}) {
         platform.reset();
-        EXPECT_EQ(send(nullptr, rememberingHandler, 1, data.data(), 8, 1), CONF_MSG_ERR_SEND);
-        EXPECT_EQ(send("peer", nullptr, 1, data.data(), 8, 1), CONF_MSG_ERR_SEND);
-        EXPECT_EQ(send("peer", rememberingHandler, 1, data.data(), 0xFFFFFFFF, 1), CONF_MSG_ERR_SEND);
-        EXPECT_EQ(send("peer", rememberingHandler, 1, data.data(), 0xFFFFFFFF - 23, 1), CONF_MSG_ERR_SEND);
+        const auto fails = [&, call = send](const char* to, ConfCommMsgHandler handler, uint32_t length) {
+            EXPECT_EQ(call(to, handler, 1, data.data(), length, 1), CONF_MSG_ERR_SEND);
+        };
+        fails(nullptr, rememberingHandler, 8);
+        fails("peer", nullptr, 8);
+        fails("peer", rememberingHandler, 0xFFFFFFFF);
+        fails("peer", rememberingHandler, 0xFFFFFFFF - 23);
         EXPECT_EQ(platform.count("OsMemMallocSetCharMon"), 0U);
-        EXPECT_EQ(send("sixteen_chars___", rememberingHandler, 1, data.data(), 8, 1), CONF_MSG_ERR_SEND);
-        EXPECT_EQ(send(longName.c_str(), rememberingHandler, 1, data.data(), 8, 1), CONF_MSG_ERR_SEND);
-        const std::string null = std::string("[").append(name).append("]Null ptr.");
-        const std::string copy = std::string("[").append(name).append("]ConfCommMsgSynSend strcpy_s fail");
-        EXPECT_THAT(platform.logTexts(), ElementsAre(null, null, null, null, copy, copy));
-        EXPECT_EQ(platform.logs().at(0).level, 1);
+        fails("sixteen_chars___", rememberingHandler, 8);
+        fails(longName.c_str(), rememberingHandler, 8);
         EXPECT_EQ(platform.logs().at(0).file, "conf_msg_api");
+        EXPECT_THAT(takeLogs(name),
+                    ElementsAre("Null ptr.", "Null ptr.", "Null ptr.", "Null ptr.", "ConfCommMsgSynSend strcpy_s fail",
+                                "ConfCommMsgSynSend strcpy_s fail"));
     }
     platform.reset();
-    EXPECT_EQ(ConfCommMsgAsynSend(nullptr, rememberingHandler, 1, data.data(), 8), CONF_MSG_ERR_SEND);
-    EXPECT_EQ(ConfCommMsgAsynSend("peer", nullptr, 1, data.data(), 8), CONF_MSG_ERR_SEND);
-    EXPECT_EQ(ConfCommMsgAsynSend("peer", rememberingHandler, 1, nullptr, 8), CONF_MSG_ERR_SEND);
-    EXPECT_EQ(ConfCommMsgAsynSend("peer", rememberingHandler, 1, data.data(), 0xFFFFFFFF), CONF_MSG_ERR_SEND);
-    EXPECT_EQ(ConfCommMsgAsynSend("sixteen_chars___", rememberingHandler, 1, data.data(), 8), CONF_MSG_ERR_SEND);
+    const auto send = ConfCommMsgAsynSend;
+    EXPECT_THAT(Codes({send(nullptr, rememberingHandler, 1, data.data(), 8), send("peer", nullptr, 1, data.data(), 8),
+                       send("peer", rememberingHandler, 1, nullptr, 8),
+                       send("peer", rememberingHandler, 1, data.data(), 0xFFFFFFFF),
+                       send("sixteen_chars___", rememberingHandler, 1, data.data(), 8)}),
+                Each(CONF_MSG_ERR_SEND));
     EXPECT_THAT(platform.logs(), IsEmpty());
     EXPECT_THAT(scriptedMessages().synchronous, IsEmpty());
     EXPECT_THAT(scriptedMessages().asynchronous, IsEmpty());
@@ -186,9 +187,9 @@ TEST_F(MessageTest, AnswerLongerThanTheBuffer) {
     answerWith(answerOf(kResult, {7, 7, 7}));
     EXPECT_EQ(ConfCommMsgSynSendImplHaveResp("peer", rememberingHandler, 1, data.data(), 2, 1), CONF_MSG_ERR_SEND);
     EXPECT_EQ(ConfCommMsgSynSendImplHaveResp("peer", rememberingHandler, 1, data.data(), 0, 1), CONF_MSG_ERR_SEND);
-    const std::string head = "[ConfCommMsgSynSendImplHaveResp]ConfCommMsgSynSend memcpy_s fail, ret:";
-    EXPECT_THAT(platform.logTexts(),
-                ElementsAre(head + std::to_string(ERANGE) + " [2, 3]", head + std::to_string(ERANGE) + " [0, 3]"));
+    EXPECT_THAT(takeLogs("ConfCommMsgSynSendImplHaveResp"),
+                ElementsAre("ConfCommMsgSynSend memcpy_s fail, ret:34 [2, 3]",
+                            "ConfCommMsgSynSend memcpy_s fail, ret:34 [0, 3]"));
 }
 
 TEST_F(MessageTest, UnusableAnswersFailTheCall) {
@@ -199,17 +200,14 @@ TEST_F(MessageTest, UnusableAnswersFailTheCall) {
     data.assign(100, 1);
     for (const Bytes& answer : {Bytes(), Bytes(1), Bytes(23), Payload(nullptr, 0, {}).set(16, 5).bytes,
                                 Payload(nullptr, 0, {3}).set(16, 100).bytes}) {
-        for (const auto& [send, text] :
-             {SenderAndText{ConfCommMsgSynSendImpl,
-                            "[ConfCommMsgSynSendImpl]ConfCommMsgSynSend OsMsgSynSend fail 0x0 recvProcName peer."},
-              SenderAndText{
-                  ConfCommMsgSynSendImplHaveResp,
-                  "[ConfCommMsgSynSendImplHaveResp]ConfCommMsgSynSend OsMsgSynSend fail 0x0 recvTaskName peer."}}) {
-            platform.clearLogs();
-            answerWith(answer);
-            EXPECT_EQ(send("peer", rememberingHandler, 1, data.data(), 100, 1), CONF_MSG_ERR_SEND) << answer.size();
-            EXPECT_THAT(platform.logTexts(), ElementsAre(text)) << answer.size();
-        }
+        answerWith(answer);
+        EXPECT_EQ(ConfCommMsgSynSendImpl("peer", rememberingHandler, 1, data.data(), 100, 1), CONF_MSG_ERR_SEND);
+        EXPECT_EQ(ConfCommMsgSynSendImplHaveResp("peer", rememberingHandler, 1, data.data(), 100, 1),
+                  CONF_MSG_ERR_SEND);
+        EXPECT_THAT(takeLogs("ConfCommMsgSynSendImpl"),
+                    ElementsAre("ConfCommMsgSynSend OsMsgSynSend fail 0x0 recvProcName peer.",
+                                "1 [ConfCommMsgSynSendImplHaveResp]ConfCommMsgSynSend OsMsgSynSend fail 0x0 "
+                                "recvTaskName peer."));
     }
     EXPECT_EQ(data, Bytes(100, 1));
     scriptedMessages().noAnswerRecord = true;
@@ -259,9 +257,7 @@ TEST_F(MessageTest, UnusableRecordsRunNothing) {
     record.kind = 1;
     record.payloadLength = 24;
     EXPECT_EQ(ConfCommMsgProcess(&record), CONF_MSG_ERR_PAYLOAD);
-    EXPECT_THAT(platform.logTexts(), ElementsAre("[ConfCommMsgProcess]Null ptr.", "[ConfCommMsgProcess]Null ptr."));
-
-    platform.clearLogs();
+    EXPECT_THAT(takeLogs("ConfCommMsgProcess"), ElementsAre("Null ptr.", "Null ptr."));
     for (const size_t length : {0U, 1U, 23U}) {
         Bytes bytes(length + 1);
         record.payload = bytes.data();
@@ -271,18 +267,17 @@ TEST_F(MessageTest, UnusableRecordsRunNothing) {
     // Headers that claim more than there is: the last of the spare bytes is the last that can be data.
     EXPECT_EQ(process(payload.set(16, 8), 1, 1), CONF_MSG_ERR_PAYLOAD);
     EXPECT_EQ(process(payload.set(16, 0xFFFFFFFF), 1, 1), CONF_MSG_ERR_PAYLOAD);
-    EXPECT_THAT(platform.logTexts(), ElementsAre("[ConfCommMsgProcess]Check param fail! dataLen:0 invalid.",
-                                                 "[ConfCommMsgProcess]Check param fail! dataLen:1 invalid.",
-                                                 "[ConfCommMsgProcess]Check param fail! dataLen:23 invalid.",
-                                                 "[ConfCommMsgProcess]Check param fail! dataLen:8 invalid.",
-                                                 "[ConfCommMsgProcess]Check param fail! dataLen:4294967295 invalid."));
+    std::vector<std::string> invalid;
+    for (const char* length : {"0", "1", "23", "8", "4294967295"}) {
+        invalid.push_back(std::string("Check param fail! dataLen:") + length + " invalid.");
+    }
+    EXPECT_EQ(takeLogs("ConfCommMsgProcess"), invalid);
     EXPECT_THAT(handled, IsEmpty());
     EXPECT_EQ(process(payload.set(16, 7), 1, 0), 0U);
 
-    platform.clearLogs();
     Payload noHandler(nullptr, 1, {});
     EXPECT_EQ(process(noHandler, 1, 1), 1U);
-    EXPECT_THAT(platform.logTexts(), ElementsAre("[ConfCommMsgProcess]Null ptr."));
+    EXPECT_THAT(takeLogs("ConfCommMsgProcess"), ElementsAre("Null ptr."));
     EXPECT_EQ(platform.count("OsMsgSynSendResp"), 0U);
 }
 
@@ -290,10 +285,8 @@ TEST_F(MessageTest, RefusedSenderRunsNothing) {
     permitted = false;
     Payload payload(rememberingHandler, 1, {1});
     EXPECT_EQ(process(payload, 2, 1), CONF_MSG_ERR_PERMISSION);
-    ASSERT_EQ(platform.logs().size(), 1U);
-    EXPECT_EQ(platform.logs()[0].level, 3);
-    EXPECT_EQ(platform.logs()[0].text,
-              "[ConfCommMsgProcess]Permission deny! MeetingProcessKeymMsg no permission: uid = 1000, msgid = 2.");
+    EXPECT_THAT(takeLogs(), ElementsAre("3 [ConfCommMsgProcess]Permission deny! MeetingProcessKeymMsg no permission: "
+                                        "uid = 1000, msgid = 2."));
     EXPECT_THAT(handled, IsEmpty());
     // An unknown kind is not worth asking, a missing payload is.
     EXPECT_EQ(process(payload, 3, 1), 1U);
@@ -307,27 +300,21 @@ TEST_F(MessageTest, UnsentAnswerBlockIsFreedAndForgotten) {
     Payload payload(attachingHandler, 1, Bytes(80));
     platform.failNth("OsMsgSynSendResp", 1);
     EXPECT_EQ(process(payload, 2, 1), 0U);
-    EXPECT_THAT(platform.logTexts(),
-                ElementsAre("[ConfCommMsgProcess]ConfCommMsgProcess Resp fail! msgId:2, ret:0x79"));
-    EXPECT_TRUE(std::all_of(payload.bytes.begin() + 92, payload.bytes.begin() + 100, [](uint8_t b) { return b == 0; }));
+    EXPECT_THAT(Bytes(payload.bytes.begin() + 92, payload.bytes.begin() + 100), Each(0));
     EXPECT_EQ(platform.count("OSMemTypeFreeMon"), 1U);
 
     // A block that was sent, a plain call's data, and data too short for a block are left alone.
-    const auto attached = [&] {
+    for (const bool isSent : {true, false}) {
+        platform.reset();
+        platform.failNth("OsMsgSynSendResp", isSent ? 0 : 1);
+        EXPECT_EQ(process(payload, isSent ? 2 : 1, 1), 0U);
+        EXPECT_EQ(platform.count("OSMemTypeFreeMon"), 0U);
         void* block = nullptr;
         std::memcpy(&block, payload.bytes.data() + 92, sizeof block);
         EXPECT_NE(block, nullptr);
         OSMemTypeFreeMon(block, 0, 0, 1, "test");
-        platform.reset();
-    };
+    }
     platform.reset();
-    EXPECT_EQ(process(payload, 2, 1), 0U);
-    EXPECT_EQ(platform.count("OSMemTypeFreeMon"), 0U);
-    attached();
-    platform.failNth("OsMsgSynSendResp", 1);
-    EXPECT_EQ(process(payload, 1, 1), 0U);
-    EXPECT_EQ(platform.count("OSMemTypeFreeMon"), 0U);
-    attached();
     for (const size_t length : {0U, 72U, 79U}) {
         Payload shorter(rememberingHandler, 1, Bytes(length, 0xFF));
         platform.failNth("OsMsgSynSendResp", 1);
@@ -337,8 +324,9 @@ TEST_F(MessageTest, UnsentAnswerBlockIsFreedAndForgotten) {
 }
 
 } // namespace
+} // namespace tarn::test
 
 // Stands in for the library's rule, as a process with a rule of its own does.
 bool ConfCommMsgCheckPermission(void) {
-    return permitted;
+    return tarn::test::permitted;
 }

@@ -1,6 +1,4 @@
 // Notifications, the packets of large ones, and the meeting-server block.
-#include <gmock/gmock.h>
-
 #include <algorithm>
 #include <cstring>
 #include <mutex>
@@ -8,14 +6,14 @@
 #include <thread>
 #include <vector>
 
-#include "scripted_platform.h"
 #include "tarn_conference/conf_notify.h"
 #include "tarn_platform/os_memory.h"
+#include "told.h"
 
+namespace tarn::test {
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
+using namespace testing;
 
 constexpr uint32_t kPacket = 4194136;
 constexpr uint32_t kMost = 33554432;
@@ -26,8 +24,8 @@ struct Delivery {
     uint32_t id;
     const void* data;
     uint32_t len;
-    uint32_t result;
-    std::vector<uint32_t> header; // of a delivery that is as long as one
+    uint32_t result = 0;
+    std::vector<uint32_t> header = {}; // of a delivery that is as long as one
 
     bool operator==(const Delivery&) const = default;
 };
@@ -42,10 +40,9 @@ uint32_t application(uint32_t id, void* data, uint32_t len, uint32_t result) {
         delivery.header.resize(3);
         std::memcpy(delivery.header.data(), data, len);
     }
-    {
-        const std::lock_guard lock(deliveriesMutex);
-        deliveries.push_back(delivery);
-    }
+    std::unique_lock lock(deliveriesMutex);
+    deliveries.push_back(delivery);
+    lock.unlock();
     std::this_thread::yield(); // so that packets of two threads would meet
     return kAnswer;
 }
@@ -54,7 +51,7 @@ Delivery header(uint32_t packets, uint32_t total) {
     return {kNotifyId, nullptr, 12, 0, {0x12345, packets, total}};
 }
 
-class NotificationTest : public tarn::test::ScriptedPlatformTest {
+class NotificationTest : public ScriptedPlatformTest {
  protected:
     void SetUp() override {
         ScriptedPlatformTest::SetUp();
@@ -74,7 +71,7 @@ TEST_F(NotificationTest, NobodyIsToldBeforeRegistration) {
     ConfRegisterNotifyFunc(nullptr);
     EXPECT_EQ(ConfCommSendNotifyToApp(kNotifyId, &data, 1), kAnswer);
     EXPECT_EQ(ConfCommSendNotifyAndResultToApp(6, nullptr, 3, 44), kAnswer);
-    EXPECT_THAT(deliveries, ElementsAre(Delivery{kNotifyId, &data, 1, 0, {}}, Delivery{6, nullptr, 3, 44, {}}));
+    EXPECT_THAT(deliveries, ElementsAre(Delivery{kNotifyId, &data, 1}, Delivery{6, nullptr, 3, 44}));
 }
 
 TEST_F(NotificationTest, LargeNotificationGoesInPacketsOfTheSendersOwnBytes) {
@@ -87,46 +84,39 @@ TEST_F(NotificationTest, LargeNotificationGoesInPacketsOfTheSendersOwnBytes) {
         platform.clearLogs();
         EXPECT_EQ(ConfCommSendMultiPackNotifyToApp(kNotifyId, data, len), 0U);
     };
-    send(1);
-    EXPECT_THAT(deliveries, ElementsAre(header(1, 1), Delivery{kNotifyId, data, 1, 0, {}}));
-    send(kPacket - 1);
-    EXPECT_THAT(deliveries, ElementsAre(header(1, kPacket - 1), Delivery{kNotifyId, data, kPacket - 1, 0, {}}));
-    send(kPacket);
-    EXPECT_THAT(deliveries, ElementsAre(header(1, kPacket), Delivery{kNotifyId, data, kPacket, 0, {}}));
+    for (const uint32_t len : {1U, kPacket - 1, kPacket}) {
+        send(len);
+        EXPECT_THAT(deliveries, ElementsAre(header(1, len), Delivery{kNotifyId, data, len}));
+    }
     send(kPacket + 1);
-    EXPECT_THAT(deliveries, ElementsAre(header(2, kPacket + 1), Delivery{kNotifyId, data, kPacket, 0, {}},
-                                        Delivery{kNotifyId, data + kPacket, 1, 0, {}}));
+    EXPECT_THAT(deliveries, ElementsAre(header(2, kPacket + 1), Delivery{kNotifyId, data, kPacket},
+                                        Delivery{kNotifyId, data + kPacket, 1}));
     send(kMost);
     ASSERT_EQ(deliveries.size(), 10U);
     EXPECT_EQ(deliveries[0], header(9, kMost));
-    EXPECT_EQ(deliveries[9], (Delivery{kNotifyId, data + 8 * size_t{kPacket}, 1344, 0, {}}));
-    EXPECT_THAT(platform.logTexts(),
-                ElementsAre("[ConfCommSendMultiPackNotifyToApp]MultiPackNotify,pktnum:9, len:33554432",
-                            "[ConfCommSendMultiPackNotifyToApp]MultiPackNotify Over"));
-    EXPECT_EQ(platform.logs()[0].level, 3);
-    EXPECT_EQ(platform.logs()[1].level, 3);
-    EXPECT_EQ(platform.logs()[0].file, "conf_msg_api");
+    EXPECT_EQ(deliveries[9], (Delivery{kNotifyId, data + 8 * size_t{kPacket}, 1344}));
+    EXPECT_EQ(platform.logs().at(0).file, "conf_msg_api");
+    const std::string function = "3 [ConfCommSendMultiPackNotifyToApp]";
+    EXPECT_THAT(takeLogs(),
+                ElementsAre(function + "MultiPackNotify,pktnum:9, len:33554432", function + "MultiPackNotify Over"));
     EXPECT_EQ(platform.count("OsMemMallocSetCharMon"), 0U);
 
     deliveries.clear();
-    platform.clearLogs();
     EXPECT_EQ(ConfCommSendMultiPackNotifyToApp(kNotifyId, data, kMost + 1), 1U);
     EXPECT_EQ(ConfCommSendMultiPackNotifyToApp(kNotifyId, data, 0), 1U);
     EXPECT_THAT(deliveries, IsEmpty());
-    EXPECT_THAT(platform.logTexts(), ElementsAre("[ConfCommSendMultiPackNotifyToApp]dataLen error .33554433",
-                                                 "[ConfCommSendMultiPackNotifyToApp]dataLen error .0"));
-    EXPECT_EQ(platform.logs()[0].level, 1);
+    EXPECT_THAT(takeLogs("ConfCommSendMultiPackNotifyToApp"),
+                ElementsAre("dataLen error .33554433", "dataLen error .0"));
 }
 
 TEST_F(NotificationTest, NotificationWithoutDataIsDeliveredPlainAndThenInPackets) {
     ConfRegisterNotifyFunc(application);
     EXPECT_EQ(ConfCommSendMultiPackNotifyToApp(kNotifyId, nullptr, kPacket + 2), 0U);
-    EXPECT_THAT(deliveries,
-                ElementsAre(Delivery{kNotifyId, nullptr, kPacket + 2, 0, {}}, header(2, kPacket + 2),
-                            Delivery{kNotifyId, nullptr, kPacket, 0, {}}, Delivery{kNotifyId, nullptr, 2, 0, {}}));
+    EXPECT_THAT(deliveries, ElementsAre(Delivery{kNotifyId, nullptr, kPacket + 2}, header(2, kPacket + 2),
+                                        Delivery{kNotifyId, nullptr, kPacket}, Delivery{kNotifyId, nullptr, 2}));
     deliveries.clear();
     EXPECT_EQ(ConfCommSendMultiPackNotifyToApp(kNotifyId, nullptr, 0), 1U);
-    EXPECT_THAT(deliveries, ElementsAre(Delivery{kNotifyId, nullptr, 0, 0, {}}));
+    EXPECT_THAT(deliveries, ElementsAre(Delivery{kNotifyId, nullptr, 0}));
 }
 
 TEST_F(NotificationTest, PacketsOfTwoThreadsNeverInterleave) {
@@ -173,16 +163,12 @@ TEST_F(NotificationTest, MeetingBlockIsZeroButForItsData) {
 }
 
 TEST_F(NotificationTest, MeetingBlockFailures) {
-    const uint8_t data[4] = {};
-    platform.failNth("OsMemMallocSetCharMon", 1);
-    EXPECT_EQ(GenerateMeetingServerMsgBlock(data, sizeof data), nullptr);
-    EXPECT_EQ(GenerateMeetingServerMsgBlock(data, 0xFFFFFFFF), nullptr);
-    EXPECT_EQ(GenerateMeetingServerMsgBlock(data, 0xFFFFFFFF - 94), nullptr);
+    EXPECT_THAT(Pointers({GenerateMeetingServerMsgBlock("data", 0xFFFFFFFF),
+                          GenerateMeetingServerMsgBlock("data", 0xFFFFFFFF - 94)}),
+                Each(nullptr));
     EXPECT_EQ(GetMeetingServerMsgBlockSize(nullptr), 0U);
-    EXPECT_THAT(
-        platform.logTexts(),
-        ElementsAre("[GenerateMeetingServerMsgBlock]Null ptr.", "[GenerateMeetingServerMsgBlock]Null ptr.",
-                    "[GenerateMeetingServerMsgBlock]Null ptr.", "[GetMeetingServerMsgBlockSize]msg is nullptr!"));
+    EXPECT_THAT(takeLogs("GenerateMeetingServerMsgBlock"),
+                ElementsAre("Null ptr.", "Null ptr.", "1 [GetMeetingServerMsgBlockSize]msg is nullptr!"));
     // A length that cannot be must not pass for a small block.
     ConfMeetingServerMsgBlock broken = {};
     broken.dataLength = 0xFFFFFFFF;
@@ -190,3 +176,4 @@ TEST_F(NotificationTest, MeetingBlockFailures) {
 }
 
 } // namespace
+} // namespace tarn::test

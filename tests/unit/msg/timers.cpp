@@ -1,24 +1,20 @@
 // Both timer families on a platform whose timers expire when the test says so.
 #include "tarn_conference/conf_timer.h"
 
-#include <gmock/gmock.h>
-
 #include <atomic>
 #include <cstring>
 #include <thread>
 
 #include "scripted_message.h"
-#include "scripted_platform.h"
 #include "scripted_signal.h"
 #include "scripted_time.h"
 #include "scripted_timer.h"
-#include "tarn_conference/conf_log.h"
+#include "told.h"
 
 namespace tarn::test {
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
+using namespace testing;
 
 constexpr uint32_t kPeriodic = 2;
 constexpr char kReceiver[] = "meeting";
@@ -70,25 +66,13 @@ class TimerTest : public ScriptedPlatformTest {
         ScriptedPlatformTest::TearDown();
     }
 
+    static ConfCommTimerEntry row(uint32_t id, uint32_t mode, uint32_t duration, const char* receiver) {
+        return {id, mode, duration, receiver, handler, nullptr, 0, nullptr, 0};
+    }
+
     ScriptedTimers& timers = scriptedTimers();
-    ConfCommTimerEntry table[2] = {{.timerId = 70,
-                                    .mode = CONF_TIMER_ONE_SHOT,
-                                    .defaultDurationMs = 25,
-                                    .recvProcName = kReceiver,
-                                    .handler = handler,
-                                    .platformTimer = nullptr,
-                                    .msgId = 0,
-                                    .data = nullptr,
-                                    .dataLen = 0},
-                                   {.timerId = 71,
-                                    .mode = kPeriodic,
-                                    .defaultDurationMs = 9,
-                                    .recvProcName = "a name of 16 ch.",
-                                    .handler = handler,
-                                    .platformTimer = nullptr,
-                                    .msgId = 0,
-                                    .data = nullptr,
-                                    .dataLen = 0}};
+    ConfCommTimerEntry table[2] = {row(70, CONF_TIMER_ONE_SHOT, 25, kReceiver),
+                                   row(71, kPeriodic, 9, "a name of 16 ch.")};
     ConfTimer timer = {};
 };
 
@@ -127,12 +111,12 @@ TEST_F(TimerTest, InitAndDeInitTakeTablesWithoutRows) {
 }
 
 TEST_F(TimerTest, DeInitDeletesEveryTimerOfTheTable) {
-    ASSERT_EQ(ConfCommTimerStart(70, 1, kText, sizeof kText), 0U);
-    ASSERT_EQ(ConfCommTimerStart(71, 1, kText, sizeof kText), 0U);
+    for (const ConfCommTimerEntry& started : table) {
+        ASSERT_EQ(ConfCommTimerStart(started.timerId, 1, kText, sizeof kText), 0U);
+    }
     ConfCommTimerDeInit();
-    for (const ConfCommTimerEntry& row : table) {
-        EXPECT_EQ(row.platformTimer, nullptr);
-        EXPECT_EQ(row.data, nullptr);
+    for (const ConfCommTimerEntry& stopped : table) {
+        EXPECT_THAT(Pointers({stopped.platformTimer, stopped.data}), Each(nullptr));
     }
     EXPECT_TRUE(timers.created[0].deleted && timers.created[1].deleted);
 }
@@ -150,12 +134,11 @@ TEST_F(TimerTest, TableTimerIsCreatedWithItsRecord) {
     EXPECT_THAT(platform.calls(), ElementsAre("OsMutexLock", "strcpy_s", "OsTmrCreate", "OsMemMallocSetCharMon",
                                               "memcpy_s", "OsMutexUnLock"));
 
-    platform.clearLogs();
     ASSERT_EQ(ConfCommTimerStartEx(71, 0, 5, nullptr, 0), 0U);
     EXPECT_EQ(timers.created[1].ticks, 0U);
     EXPECT_EQ(timers.created[1].param.repeat, 1U);
     EXPECT_STREQ(timers.created[1].param.name, "");
-    EXPECT_THAT(platform.logTexts(), ElementsAre("[ConfCommTimerStartEx]conf secure func failed, err = 34!\n"));
+    EXPECT_THAT(takeLogs("ConfCommTimerStartEx"), ElementsAre("conf secure func failed, err = 34!\n"));
 }
 
 TEST_F(TimerTest, ExpirySendsWhatTheLastStartGave) {
@@ -182,7 +165,7 @@ TEST_F(TimerTest, ExpirySendsWhatTheLastStartGave) {
     timers.fire(1);
     EXPECT_EQ(sent(2).msgId, 7U);
     EXPECT_EQ(sent(2).data, "");
-    EXPECT_THAT(platform.logTexts(), IsEmpty());
+    EXPECT_THAT(takeLogs(), IsEmpty());
 }
 
 TEST_F(TimerTest, UnknownIdsChangeNothing) {
@@ -194,13 +177,12 @@ TEST_F(TimerTest, UnknownIdsChangeNothing) {
     param.callback(&param);
     param.callback(nullptr);
     EXPECT_EQ(sentCount(), 0U);
-    EXPECT_THAT(platform.logTexts(),
-                ElementsAre("[ConfCommTimerStartEx]timerId:72 invalid", "[ConfCommTimerStop]timerId:-1 invalid",
-                            "[ConfCommTimerOut]timerId:99 invalid", "[ConfCommTimerOut]Null ptr."));
-}
-
-TEST_F(TimerTest, FirstRowOfAnIdWins) {
+    EXPECT_THAT(takeLogs("ConfCommTimerOut"),
+                ElementsAre("1 [ConfCommTimerStartEx]timerId:72 invalid", "1 [ConfCommTimerStop]timerId:-1 invalid",
+                            "timerId:99 invalid", "Null ptr."));
+    // Of two rows with one id the first is meant.
     table[1].timerId = 70;
+    ASSERT_EQ(ConfCommTimerStop(70), 0U);
     ASSERT_EQ(ConfCommTimerStart(70, 1, nullptr, 0), 0U);
     EXPECT_NE(table[0].platformTimer, nullptr);
     EXPECT_EQ(table[1].platformTimer, nullptr);
@@ -210,7 +192,6 @@ TEST_F(TimerTest, FailedCopyIsNotSent) {
     platform.failNth("memcpy_s", 1);
     EXPECT_EQ(ConfCommTimerStart(70, 5, kText, sizeof kText), 1U);
     EXPECT_EQ(table[0].data, nullptr);
-    EXPECT_THAT(platform.logTexts(), ElementsAre("[ConfCommTimerStartEx]conf secure func failed, err = 400!\n"));
     timers.fire(0);
     EXPECT_EQ(sentCount(), 0U);
 }
@@ -219,8 +200,8 @@ TEST_F(TimerTest, CreationWithoutAHandleFails) {
     timers.noHandle = true;
     EXPECT_EQ(ConfCommTimerStart(70, 5, kText, sizeof kText), 1U);
     EXPECT_EQ(ConfTimerStart(&timer, 10, 5, kText, sizeof kText), 1U);
-    EXPECT_THAT(platform.logTexts(), ElementsAre("[ConfCommTimerStartEx]OsTmrCreate fail! ret:0",
-                                                 "[ConfTimerStart]OsTmrCreate fail! ret:0"));
+    EXPECT_THAT(takeLogs("ConfTimerStart"),
+                ElementsAre("1 [ConfCommTimerStartEx]OsTmrCreate fail! ret:0", "OsTmrCreate fail! ret:0"));
     EXPECT_FALSE(ConfTimerIsVaild(&timer));
     EXPECT_EQ(timer.data, nullptr);
 }
@@ -238,8 +219,6 @@ TEST_F(TimerTest, FreeStandingOneShotReturnsToIdle) {
     platform.failNth("OsMsgAsynSend", 1);
     timers.fire(0);
     EXPECT_FALSE(ConfTimerIsVaild(&timer)) << "whether the send worked or not";
-    EXPECT_EQ(platform.logTexts().back(), "[ConfCommTimerIDOut]ConfCommTimerIDOut send msg fail! ret:989a6c");
-
     ASSERT_EQ(ConfTimerStart(&timer, 30, 6, nullptr, 0), 0U);
     EXPECT_EQ(timers.created[1].ticks, 3U);
     timers.fire(1);
@@ -265,27 +244,24 @@ TEST_F(TimerTest, FreeStandingPeriodicStaysUntilItIsStopped) {
 }
 
 TEST_F(TimerTest, FreeStandingCallsRefuseNull) {
-    EXPECT_EQ(ConfTimerInit(nullptr, 1, 1, kReceiver, handler), 1U);
-    EXPECT_EQ(ConfTimerInit(&timer, 1, 2, nullptr, handler), 1U);
-    EXPECT_EQ(ConfTimerInit(&timer, 1, 2, kReceiver, nullptr), 1U);
+    EXPECT_THAT(Codes({ConfTimerInit(nullptr, 1, 1, kReceiver, handler), ConfTimerInit(&timer, 1, 2, nullptr, handler),
+                       ConfTimerInit(&timer, 1, 2, kReceiver, nullptr), ConfTimerStart(nullptr, 1, 1, nullptr, 0),
+                       ConfTimerStop(nullptr)}),
+                Each(1));
     EXPECT_EQ(timer.id, 9U);
     EXPECT_EQ(timer.mode, CONF_TIMER_ONE_SHOT);
-    EXPECT_EQ(ConfTimerStart(nullptr, 1, 1, nullptr, 0), 1U);
-    EXPECT_EQ(ConfTimerStop(nullptr), 1U);
     EXPECT_FALSE(ConfTimerIsVaild(nullptr));
-    EXPECT_THAT(platform.logTexts(),
-                ElementsAre("[ConfTimerInit]Null ptr.", "[ConfTimerInit]Null ptr.", "[ConfTimerInit]Null ptr.",
-                            "[ConfTimerStart]Null ptr.", "[ConfTimerStop]Null ptr.", "[ConfTimerIsVaild]Null ptr."));
-    platform.clearLogs();
+    EXPECT_THAT(takeLogs("ConfTimerInit"),
+                ElementsAre("Null ptr.", "Null ptr.", "Null ptr.", "1 [ConfTimerStart]Null ptr.",
+                            "1 [ConfTimerStop]Null ptr.", "1 [ConfTimerIsVaild]Null ptr."));
 
     ASSERT_EQ(ConfTimerStart(&timer, 1, 1, nullptr, 0), 0U);
     OsTimerParam param = timers.created[0].param;
     param.callback(nullptr);
     platform.failNth("memcpy_s", 1);
     param.callback(&param);
-    EXPECT_THAT(platform.logTexts(), ElementsAre("[ConfCommTimerIDOut]Null ptr.",
-                                                 "[ConfCommTimerIDOut]conf secure func failed, err = 400!\n",
-                                                 "[ConfCommTimerIDOut]timer is NULL"));
+    EXPECT_THAT(takeLogs("ConfCommTimerIDOut"),
+                ElementsAre("Null ptr.", "conf secure func failed, err = 400!\n", "timer is NULL"));
     EXPECT_EQ(sentCount(), 0U);
 }
 
@@ -367,25 +343,11 @@ TEST_F(TimerTest, ExpiriesNeverSendAMixtureOfTwoStarts) {
 }
 
 TEST_F(TimerTest, SystemTimeCountsMonthsFromOneAndTheFullYear) {
-    scriptedTime() = {.calendar = {.milliseconds = 999,
-                                   .second = 60,
-                                   .minute = 59,
-                                   .hour = 23,
-                                   .day = 31,
-                                   .month = 11,
-                                   .year = 126,
-                                   .weekDay = 4,
-                                   .yearDay = 364},
-                      .seconds = 0xFFFFFFFF};
+    scriptedTime() = {.calendar = {999, 60, 59, 23, 31, 11, 126, 4, 364}, .seconds = 0xFFFFFFFF};
     ConfSysTime now = {};
     EXPECT_EQ(ConfBasicGetSysTime(&now), 0U);
-    EXPECT_EQ(now.year, 2026);
-    EXPECT_EQ(now.month, 12);
-    EXPECT_EQ(now.day, 31);
-    EXPECT_EQ(now.hour, 23);
-    EXPECT_EQ(now.minute, 59);
-    EXPECT_EQ(now.second, 60);
-    EXPECT_EQ(now.milliseconds, 999);
+    EXPECT_THAT(std::vector<int>({now.year, now.month, now.day, now.hour, now.minute, now.second, now.milliseconds}),
+                ElementsAre(2026, 12, 31, 23, 59, 60, 999));
     EXPECT_EQ(ConfGetSysTimeSec(), 0xFFFFFFFF);
 
     scriptedTime().calendar.year = 1;
@@ -393,7 +355,7 @@ TEST_F(TimerTest, SystemTimeCountsMonthsFromOneAndTheFullYear) {
     EXPECT_EQ(ConfBasicGetSysTime(&now), 1U);
     EXPECT_EQ(now.year, 2026);
     EXPECT_EQ(ConfBasicGetSysTime(nullptr), 1U);
-    EXPECT_THAT(platform.logTexts(), ElementsAre("[ConfBasicGetSysTime]Null ptr."));
+    EXPECT_THAT(takeLogs("ConfBasicGetSysTime"), ElementsAre("Null ptr."));
 }
 
 } // namespace

@@ -117,7 +117,8 @@ Subject messages() {
         op("ConfCommSendMultiPackNotifyToApp", [] { return ConfCommSendMultiPackNotifyToApp(1, nullptr, 3); },
            {0, 1, {{"OsMutexLock", 0}}}),
         op("GenerateMeetingServerMsgBlock",
-           [] { return (outputs().block = GenerateMeetingServerMsgBlock(kData, sizeof kData)) != nullptr; }, {1, 0}),
+           [] { return (outputs().block = GenerateMeetingServerMsgBlock(kData, sizeof kData)) != nullptr; }, {1, 0},
+           nullptr, {"Null ptr."}),
     };
     return subject;
 }
