@@ -7,18 +7,16 @@
 #include <vector>
 
 #include <cJSON.h>
-#include <gmock/gmock.h>
 
-#include "scripted_platform.h"
 #include "tarn_conference/conf_json.h"
+#include "told.h"
 
+namespace tarn::test {
 namespace {
 
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
+using namespace testing;
 
-class Json : public tarn::test::ScriptedPlatformTest {
+class Json : public ScriptedPlatformTest {
  protected:
     using Tree = std::unique_ptr<cJSON, decltype(&cJSON_Delete)>;
 
@@ -57,7 +55,7 @@ TEST_F(Json, ParsesOrSaysWhyNot) {
     Tree tree(ConfJsonParse("{\"a\":1}"), cJSON_Delete);
     EXPECT_NE(tree, nullptr);
     EXPECT_EQ(ConfJsonParse(nullptr), nullptr);
-    EXPECT_EQ(onlyLog(), "[ConfJsonParse]ConfJsonParse null pointer");
+    EXPECT_THAT(takeLogs("ConfJsonParse"), ElementsAre("ConfJsonParse null pointer"));
     const std::string tooDeep = std::string(100000, '[') + std::string(100000, ']');
     for (const std::string& bad : {std::string(""), std::string("{"), std::string("{\"a\":\"\\uD800\"}"), tooDeep}) {
         EXPECT_EQ(ConfJsonParse(bad.c_str()), nullptr);
@@ -155,30 +153,21 @@ TEST_F(Json, GettersAnswerTheDefaultAndSayWhy) {
 
 TEST_F(Json, NumbersAreCutAndThenTestedForTheirRange) {
     const auto member = [](const char* text) { return parse(std::string("{\"a\":") + text + "}"); };
-    const std::pair<const char*, int> ints[] = {{"2147483647.9", 2147483647},
-                                                {"-2147483648.9", -2147483647 - 1},
-                                                {"-0.0", 0},
-                                                {"2147483648", 77},
-                                                {"-2147483649", 77},
-                                                {"1e400", 77}};
-    for (const auto& [text, value] : ints) {
-        EXPECT_EQ(ConfJsonGetInt(member(text).get(), "a", 77), value) << text;
-    }
-    const std::pair<const char*, unsigned int> uint32s[] = {
-        {"-0.5", 0}, {"-1", 77}, {"4294967295.9", 4294967295U}, {"4294967296", 77}, {"3000000000", 3000000000U}};
-    for (const auto& [text, value] : uint32s) {
-        EXPECT_EQ(ConfJsonGetUInt32(member(text).get(), "a", 77), value) << text;
-    }
-    const std::pair<const char*, unsigned long> uint64s[] = {{"9223372036854775807", 9223372036854775808UL},
-                                                             {"9223372036854777856", 9223372036854777856UL},
-                                                             {"18446744073709549568", 18446744073709549568UL},
-                                                             {"18446744073709551616", 0},
-                                                             {"18446744073709555712", 77},
-                                                             {"2251799813685249.5", 2251799813685249UL},
-                                                             {"-1", 77}};
-    for (const auto& [text, value] : uint64s) {
-        EXPECT_EQ(ConfJsonGetUInt64(member(text).get(), "a", 77), value) << text;
-    }
+    const auto all = [&](auto get, std::initializer_list<const char*> texts) {
+        std::vector<decltype(get(nullptr, "a", 77))> values;
+        for (const char* text : texts) {
+            values.push_back(get(member(text).get(), "a", 77));
+        }
+        return values;
+    };
+    EXPECT_THAT(all(ConfJsonGetInt, {"2147483647.9", "-2147483648.9", "-0.0", "2147483648", "-2147483649", "1e400"}),
+                ElementsAre(INT32_MAX, INT32_MIN, 0, 77, 77, 77));
+    EXPECT_THAT(all(ConfJsonGetUInt32, {"-0.5", "-1", "4294967295.9", "4294967296", "3000000000"}),
+                ElementsAre(0, 77, UINT32_MAX, 77, 3000000000));
+    EXPECT_THAT(all(ConfJsonGetUInt64, {"9223372036854775807", "9223372036854777856", "18446744073709549568",
+                                        "18446744073709551616", "18446744073709555712", "2251799813685249.5", "-1"}),
+                ElementsAre(9223372036854775808UL, 9223372036854777856UL, 18446744073709549568UL, 0, 77,
+                            2251799813685249UL, 77));
     platform.clearLogs();
     ConfJsonGetInt(member("2147483648").get(), "a", 0);
     EXPECT_EQ(onlyLog(), "[ConfJsonGetInt]ConfJsonGetInt retrieved number[2147483648.000000] is out of int ranger");
@@ -230,20 +219,19 @@ TEST_F(Json, SubObjectIsTakenOrMade) {
     EXPECT_EQ(ConfJsonAddMultipleItemsToSubObject(root, "made", items, 1), 0U);
     EXPECT_EQ(ConfJsonGetInt(ConfJsonGetObject(root, "made"), "y", 0), 2);
 
-    const std::string function = "[ConfJsonAddMultipleItemsToSubObject]";
     EXPECT_EQ(ConfJsonAddMultipleItemsToSubObject(root, "M", items, 1), 1U);
-    EXPECT_EQ(onlyLog(), function + "Can't get or create subObject M");
+    EXPECT_EQ(onlyLog(), "[ConfJsonAddMultipleItemsToSubObject]Can't get or create subObject M");
     const ConfJsonItem bad[] = {{9, "y", {}}};
     EXPECT_EQ(ConfJsonAddMultipleItemsToSubObject(root, "m", bad, 1), 1U);
-    EXPECT_THAT(platform.logTexts(), ElementsAre("[ConfJsonAddMultipleItems]Unsupported type:9 at array index:0",
-                                                 function + "Add multiple items to subObject failed"));
-    platform.clearLogs();
-    for (const auto& [tree, name, list] : {std::tuple{static_cast<cJSON*>(nullptr), "m", items},
-                                           std::tuple{root, static_cast<const char*>(nullptr), items},
-                                           std::tuple{root, "m", static_cast<const ConfJsonItem*>(nullptr)}}) {
-        EXPECT_EQ(ConfJsonAddMultipleItemsToSubObject(tree, name, list, 1), 1U);
-        EXPECT_EQ(onlyLog(), function + "ConfJsonAddTwoLayerMultipleItems input null pointer");
-    }
+    EXPECT_THAT(takeLogs("ConfJsonAddMultipleItemsToSubObject"),
+                ElementsAre("1 [ConfJsonAddMultipleItems]Unsupported type:9 at array index:0",
+                            "Add multiple items to subObject failed"));
+    EXPECT_THAT(Codes({ConfJsonAddMultipleItemsToSubObject(nullptr, "m", items, 1),
+                       ConfJsonAddMultipleItemsToSubObject(root, nullptr, items, 1),
+                       ConfJsonAddMultipleItemsToSubObject(root, "m", nullptr, 1)}),
+                Each(1));
+    EXPECT_THAT(takeLogs("ConfJsonAddMultipleItemsToSubObject"),
+                AllOf(SizeIs(3), Each("ConfJsonAddTwoLayerMultipleItems input null pointer")));
 }
 
 TEST_F(Json, ClearsAndReplacesText) {
@@ -275,13 +263,16 @@ TEST_F(Json, ShortcutsPrintFormattedText) {
     EXPECT_EQ(out, "{\n\t\"a\":\t1,\n\t\"b\":\tfalse\n}");
 
     out = "before";
-    EXPECT_EQ(ConfJsonCreateAndPrintSingleNumber(out, nullptr, 1), 1U);
-    EXPECT_EQ(onlyLog(), "[ConfJsonCreateAndPrintSingleNumber]Add number item key:(null) failed");
-    EXPECT_EQ(ConfJsonCreateAndPrintSingleString(out, "k", nullptr), 1U);
-    EXPECT_EQ(onlyLog(), "[ConfJsonCreateAndPrintSingleString]Add number item key:k failed");
-    EXPECT_EQ(ConfJsonCreateAndPrintMultipleItems(out, nullptr, 0), 1U);
-    EXPECT_EQ(onlyLog(), "[ConfJsonCreateAndPrintMultipleItems]ConfJsonCreateAndPrintMultipleItems input null pointer");
+    EXPECT_THAT(Codes({ConfJsonCreateAndPrintSingleNumber(out, nullptr, 1),
+                       ConfJsonCreateAndPrintSingleString(out, "k", nullptr),
+                       ConfJsonCreateAndPrintMultipleItems(out, nullptr, 0)}),
+                Each(1));
+    EXPECT_THAT(takeLogs("ConfJsonCreateAndPrintMultipleItems"),
+                ElementsAre("1 [ConfJsonCreateAndPrintSingleNumber]Add number item key:(null) failed",
+                            "1 [ConfJsonCreateAndPrintSingleString]Add number item key:k failed",
+                            "ConfJsonCreateAndPrintMultipleItems input null pointer"));
     EXPECT_EQ(out, "before");
 }
 
 } // namespace
+} // namespace tarn::test
