@@ -174,23 +174,6 @@ TEST_F(TlsServer, EngineFailsAtEachStep) {
     }
 }
 
-TEST_F(TlsServer, CallsThatFailGiveNoHalfContext) {
-    serve(0, chain(), pem(pki().rsa, "pass phrase"), "pass phrase");
-    serveKeyless();
-    for (const uint32_t type : {0U, 2U}) {
-        sweepPlatformFailures(
-            [&] {
-                engine.unload();
-                const Context context = serverContext();
-                if (ConfLoadServerCert(context.get(), type) == 0) {
-                    EXPECT_EQ(SSL_CTX_check_private_key(context.get()), 1);
-                }
-                ERR_clear_error();
-            },
-            [](size_t, bool) {});
-    }
-}
-
 TEST_F(TlsServer, CaFilesThatFailLeaveTheOthersIn) {
     serve(0, chain(), pem(pki().rsa));
     const Context server = serverContext();

@@ -168,20 +168,6 @@ TEST_F(TrustStore, PathsThatAreMissingOrTooLong) {
     EXPECT_THAT(errors(), Contains("[ConfCertUpdateLdapCert]ConfCertGetCrlPath error."));
 }
 
-TEST_F(TrustStore, RebuildEndsWhateverCallFails) {
-    writeFile(scratch / "ca/ca.pem", pem(pki().root.certificate));
-    writeFile(scratch / "crl/crl.pem", crlPem(pki().root));
-    const auto check = [&](size_t, bool failed) {
-        EXPECT_EQ(platform.count("OsCloseDir"),
-                  platform.count("OsOpenDir") - (platform.failedCall() == "OsOpenDir" ? 1 : 0));
-        EXPECT_EQ(ERR_peek_error(), 0U);
-        if (!failed) {
-            EXPECT_THAT(stored(), UnorderedElementsAre(subjectHash(pki().root.certificate) + ".0", "crl.pem"));
-        }
-    };
-    sweepPlatformFailures(rebuild, check);
-}
-
 // The fixed paths stand at the root, so that the test needs a root of its own.
 TEST_F(TrustStore, FixedPathsAreEmptiedAndLinked) {
     const Identity twin = issue("Test Root", pki().rsa, nullptr, true);

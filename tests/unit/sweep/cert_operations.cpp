@@ -63,13 +63,24 @@ std::vector<std::string> storedNames() {
     return {names.begin(), names.end()};
 }
 
+bool directoriesAreClosed() {
+    const ScriptedPlatform& platform = ScriptedPlatform::get();
+    const size_t opened = platform.count("OsOpenDir") - (platform.failedCall() == "OsOpenDir" ? 1 : 0);
+    return platform.count("OsCloseDir") == opened;
+}
+
 // Runs on a context of its own.
 uint64_t onContext(uint32_t (*fill)(SSL_CTX* context)) {
     SSL_CTX* const context = SSL_CTX_new(TLS_server_method());
     const uint32_t result = fill(context);
     SSL_CTX_free(context);
     ERR_clear_error();
-    return result;
+    return directoriesAreClosed() ? result : 97;
+}
+
+uint32_t loadServer(SSL_CTX* context, uint32_t type) {
+    const uint32_t result = ConfLoadServerCert(context, type);
+    return result == 0 && SSL_CTX_check_private_key(context) != 1 ? 98 : result;
 }
 
 uint64_t fetch() {
@@ -93,9 +104,7 @@ std::vector<Operation> inventoryOperations() {
             [=] {
                 call();
                 const unsigned long left = ERR_peek_error();
-                const ScriptedPlatform& platform = ScriptedPlatform::get();
-                const size_t opened = platform.count("OsOpenDir") - (platform.failedCall() == "OsOpenDir" ? 1 : 0);
-                return left != 0 ? 98 : platform.count("OsCloseDir") != opened ? 97 : 0;
+                return left != 0 ? 98 : directoriesAreClosed() ? 0 : 97;
             },
             {0, 1, {{kEveryCall, 0}}}, kLogged);
     };
@@ -150,8 +159,8 @@ std::vector<Operation> tlsOperations() {
         return ConfCertLoadAllCaCert(context, list, 1);
     };
     return {
-        loads("ConfLoadServerCert", [](SSL_CTX* context) { return ConfLoadServerCert(context, 0); }, {}),
-        loads("ConfLoadServerCert/engine", [](SSL_CTX* context) { return ConfLoadServerCert(context, 2); },
+        loads("ConfLoadServerCert", [](SSL_CTX* context) { return loadServer(context, 0); }, {}),
+        loads("ConfLoadServerCert/engine", [](SSL_CTX* context) { return loadServer(context, 2); },
               {{"OsMutexLock", 0}, {"ENGINE_by_id", kEither}}),
         loads("ConfCertLoadAllCaCert", loadCa, {{kEveryCall, 0}}),
         loads("ConfCertLoadOneCaCert", loadCa, {{kEveryCall, 0}}),
