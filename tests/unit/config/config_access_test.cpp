@@ -105,7 +105,7 @@ TEST_F(ConfigAccess, ABatchIsWrittenWhenFullAndEmptyWhateverTheServiceSays) {
     ConfConfigValue tooLong = {};
     ConfConfigStr2V(&tooLong, longText.c_str());
     EXPECT_EQ(ConfConfigAddOmCfg("Conf.key", &tooLong, &batch), CONF_CONFIG_FAILED);
-    EXPECT_EQ(logsWith("[ConfConfigAddOmCfg]ConfConfigAddOmCfg ConfConfigV2Str fail Conf.key\n"), 1U);
+    EXPECT_EQ(takeLogs().back(), "3 [ConfConfigAddOmCfg]ConfConfigAddOmCfg ConfConfigV2Str fail Conf.key\n");
     ConfConfigOmBatch noRoom = {0, 0, records.data()};
     ConfConfigOmBatch noRecords = {0, 50, nullptr};
     const auto add = ConfConfigAddOmCfg;

@@ -63,6 +63,7 @@ TEST_F(ConfigBulk, AReadIsOneCallOfTheServiceAndAnswersEveryItem) {
     EXPECT_EQ(block.read(), 0U);
     EXPECT_EQ(block.results(), expected);
     EXPECT_EQ(platform.count("TarnOmConfigStringMget"), 1U);
+    EXPECT_EQ(takeLogs().back(), "4 [ConfConfigGetConfConfig]key= " + expected.back().first + ".");
 
     // Of more items meant than there are, those that are there; unterminated texts are cut where they stand.
     Block cut({keyValue(std::string(128, 'k'), std::string(1024, 'v')), keyValue("Conf.k2", "")}, 1151);
