@@ -97,6 +97,7 @@ TEST_F(TlsCrl, FilesAreChosenByNameAndBadOnesPassedOver) {
     std::filesystem::remove(scratch / "crl/other-crl.pem");
     writeFile(scratch / "crl/ca.pem", crlPem(pki().root));
     writeFile(scratch / "crl/crl", crlPem(pki().root));
+    writeFile(scratch / "crl/other", crlPem(pki().root));
     const Context context = clientContext();
     EXPECT_EQ(ConfAddCancelCrlToSslctx(context.get()), 0U);
     const std::string path = "[ConfAddCancelCrlToSslctx]crlPath SCRATCH/crl";
