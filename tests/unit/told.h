@@ -17,7 +17,7 @@ using Pointers = std::vector<const void*>;
 // The records since the last call of this: an error of `function` as its message, any other as
 // "level [function]message".
 inline std::vector<std::string> takeLogs(const std::string& function = "") {
-    const std::string own = "1 [" + function + "]";
+    const std::string own = std::string("1 [").append(function).append("]");
     std::vector<std::string> texts;
     for (const LogRecord& record : ScriptedPlatform::get().logs()) {
         const std::string text = std::to_string(record.level) + " " + record.text;
