@@ -1,19 +1,6 @@
 #include "certificate/certificate_support.h"
 
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <array>
-#include <chrono>
-#include <csignal>
-#include <thread>
-
 #include "tarn_conference/conf_tls.h"
-#include "tarn_host/host_certificate.h"
-#include "tarn_host/host_process.h"
-#include "tarn_platform/om_certificate.h"
 
 namespace tarn::test {
 
@@ -32,24 +19,15 @@ void writeOwnFile(const std::string& path, const std::string& content, unsigned 
     EXPECT_EQ(chmod(path.c_str(), mode), 0) << path;
 }
 
-bool comesTrue(const std::function<bool()>& condition) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (!condition() && std::chrono::steady_clock::now() < deadline) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
-    return condition();
-}
-
 uint32_t install(uint32_t omType, const std::string& certificate, const std::string& key, const std::string& passPhrase,
                  bool isKeyless) {
-    TarnHostCertInstallation installation = {};
-    installation.omType = omType;
-    installation.isKeyless = isKeyless ? 1 : 0;
-    installation.certificate = certificate.data();
-    installation.certificateBytes = static_cast<uint32_t>(certificate.size());
-    installation.key = key.data();
-    installation.keyBytes = static_cast<uint32_t>(key.size());
-    installation.passPhrase = passPhrase.c_str();
+    const TarnHostCertInstallation installation = {omType,
+                                                   isKeyless ? 1U : 0U,
+                                                   certificate.data(),
+                                                   static_cast<uint32_t>(certificate.size()),
+                                                   static_cast<uint32_t>(key.size()),
+                                                   key.data(),
+                                                   passPhrase.c_str()};
     return TarnHostCertInstall(&installation);
 }
 
@@ -57,47 +35,21 @@ uint32_t install(uint32_t omType, const Identity& identity, const std::string& p
     return install(omType, pem(identity.certificate), pem(identity.key, passPhrase), passPhrase, isKeyless);
 }
 
-uint32_t addCa(const std::string& certificates) {
-    return TarnHostCertAddCa(certificates.data(), static_cast<uint32_t>(certificates.size()), nullptr);
+uint32_t addCa(const std::string& certificates, uint32_t* count) {
+    return TarnHostCertAddCa(certificates.data(), static_cast<uint32_t>(certificates.size()), count);
 }
 
-uint32_t addCrl(const std::string& lists) {
-    return TarnHostCertAddCrl(lists.data(), static_cast<uint32_t>(lists.size()), nullptr);
+uint32_t addCrl(const std::string& lists, uint32_t* count) {
+    return TarnHostCertAddCrl(lists.data(), static_cast<uint32_t>(lists.size()), count);
 }
 
-std::string idOf(const Certificate& certificate) {
-    std::string text = pem(certificate);
-    std::array<char, OM_CERT_ID_LEN> id = {};
-    const ConfCertBlob in = {reinterpret_cast<uint8_t*>(text.data()), static_cast<uint32_t>(text.size())};
-    ConfCertBlob out = {reinterpret_cast<uint8_t*>(id.data()), OM_CERT_ID_LEN};
-    EXPECT_EQ(TarnOmCertGetCertId(&in, &out), 0U);
+std::string idOf(std::string certificate, uint32_t expected, uint32_t capacity) {
+    std::vector<char> id(capacity);
+    const ConfCertBlob in = {reinterpret_cast<uint8_t*>(certificate.data()), static_cast<uint32_t>(certificate.size())};
+    ConfCertBlob out = {reinterpret_cast<uint8_t*>(id.data()), capacity};
+    EXPECT_EQ(TarnOmCertGetCertId(&in, &out), expected);
+    EXPECT_EQ(out.length, expected == 0 ? std::strlen(id.data()) : capacity);
     return id.data();
-}
-
-pid_t inChild(const std::function<int()>& work) {
-    const pid_t child = fork();
-    if (child == 0) {
-        _exit(work());
-    }
-    return child;
-}
-
-int exitCodeOf(pid_t child) {
-    int status = 0;
-    EXPECT_EQ(waitpid(child, &status, 0), child);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
-FileSizeLimit::FileSizeLimit(size_t bytes) {
-    std::signal(SIGXFSZ, SIG_IGN);
-    EXPECT_EQ(getrlimit(RLIMIT_FSIZE, &before_), 0);
-    const rlimit tight = {bytes, before_.rlim_max};
-    EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &tight), 0);
-}
-
-FileSizeLimit::~FileSizeLimit() {
-    EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &before_), 0);
-    std::signal(SIGXFSZ, SIG_DFL);
 }
 
 HandshakeResult handshakeAs(uint32_t type) {

@@ -1,17 +1,15 @@
-// What the certificate tests of the host platform share.
+// What the certificate tests of the host platform share. Results are those of the host platform's calls.
 #pragma once
 
-#include <sys/resource.h>
-#include <sys/types.h>
-
-#include <functional>
-#include <string>
-
-#include "file/scratch_directory.h"
 #include "handshake.h"
 #include "pki.h"
+#include "support/host_test.h"
+#include "tarn_host/host_certificate.h"
+#include "tarn_platform/om_certificate.h"
 
 namespace tarn::test {
+
+namespace fs = std::filesystem;
 
 // A path below "cert" of the host directory; the folder of a service type there.
 std::string below(const std::string& name);
@@ -20,34 +18,14 @@ std::string folderOf(uint32_t omType);
 // As a key has to be, or with another mode.
 void writeOwnFile(const std::string& path, const std::string& content, unsigned mode = 0600);
 
-// Waits for it, for many seconds on a busy machine.
-bool comesTrue(const std::function<bool()>& condition);
-
-// Results as of the host platform's calls.
 uint32_t install(uint32_t omType, const std::string& certificate, const std::string& key,
                  const std::string& passPhrase = "", bool isKeyless = false);
 uint32_t install(uint32_t omType, const Identity& identity, const std::string& passPhrase = "", bool isKeyless = false);
-uint32_t addCa(const std::string& certificates);
-uint32_t addCrl(const std::string& lists);
+uint32_t addCa(const std::string& certificates, uint32_t* count = nullptr);
+uint32_t addCrl(const std::string& lists, uint32_t* count = nullptr);
 
-// The id that the certificate service gives a certificate.
-std::string idOf(const Certificate& certificate);
-
-// A child that does `work` and ends with its result.
-pid_t inChild(const std::function<int()>& work);
-int exitCodeOf(pid_t child);
-
-// While it lives, no file of this process grows beyond so many bytes, as on a full disk.
-class FileSizeLimit {
- public:
-    explicit FileSizeLimit(size_t bytes);
-    ~FileSizeLimit();
-    FileSizeLimit(const FileSizeLimit&) = delete;
-    FileSizeLimit& operator=(const FileSizeLimit&) = delete;
-
- private:
-    rlimit before_ = {};
-};
+// The id that the certificate service gives a certificate, in a buffer of so many bytes; empty for the code of a failure.
+std::string idOf(std::string certificate, uint32_t expected = 0, uint32_t capacity = OM_CERT_ID_LEN);
 
 // A server with what the library loads for a type, and a client with what it lists as trusted, shake hands.
 HandshakeResult handshakeAs(uint32_t type);

@@ -2,15 +2,11 @@
 // no engine of the host platform's own.
 #define OPENSSL_SUPPRESS_DEPRECATED
 #include <dlfcn.h>
-#include <gtest/gtest.h>
 #include <openssl/engine.h>
 #include <openssl/err.h>
 
-#include <cstring>
-
 #include "certificate/certificate_support.h"
 #include "tarn_conference/conf_cert.h"
-#include "tarn_platform/om_certificate.h"
 
 namespace {
 

@@ -93,6 +93,18 @@ long CaughtErrors::mentions(const std::string& part) const {
     return mentionsIn(text(), part);
 }
 
+FileSizeLimit::FileSizeLimit(size_t bytes) {
+    signal(SIGXFSZ, SIG_IGN);
+    EXPECT_EQ(getrlimit(RLIMIT_FSIZE, &before_), 0);
+    const rlimit tight = {bytes, before_.rlim_max};
+    EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &tight), 0);
+}
+
+FileSizeLimit::~FileSizeLimit() {
+    EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &before_), 0);
+    signal(SIGXFSZ, SIG_DFL);
+}
+
 std::vector<std::string> splitLines(const std::string& text) {
     std::vector<std::string> lines;
     std::istringstream stream(text);

@@ -1,6 +1,7 @@
 // What the host tests share: child processes, threads, waiting, and the standard error of a process.
 #pragma once
 
+#include <sys/resource.h>
 #include <sys/types.h>
 
 #include <chrono>
@@ -84,6 +85,18 @@ class CaughtErrors {
  private:
     int file_;
     int saved_;
+};
+
+// While it lives, no file of this process grows beyond so many bytes, as on a full disk.
+class FileSizeLimit {
+ public:
+    explicit FileSizeLimit(size_t bytes);
+    ~FileSizeLimit();
+    FileSizeLimit(const FileSizeLimit&) = delete;
+    FileSizeLimit& operator=(const FileSizeLimit&) = delete;
+
+ private:
+    rlimit before_ = {};
 };
 
 std::vector<std::string> splitLines(const std::string& text);

@@ -1,0 +1,30 @@
+// What nearly every host test includes.
+#pragma once
+
+#include <errno.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <cstring>
+#include <filesystem>
+#include <map>
+#include <optional>
+#include <random>
+#include <utility>
+
+#include "file/scratch_directory.h"
+#include "support/processes.h"
+#include "tarn_host/host_process.h"
+
+namespace tarn::test {
+
+constexpr uint32_t kInvalid = EINVAL;
+
+} // namespace tarn::test
