@@ -1,9 +1,4 @@
 // Calls of kind 2: the block that the receiving handler attaches travels with the answer.
-#include <errno.h>
-
-#include <algorithm>
-#include <cstring>
-
 #include "message/message_support.h"
 #include "tarn_platform/os_memory.h"
 
@@ -77,7 +72,7 @@ Result callFor(BlockCommand command, uint32_t kind = 2) {
     return call("attacher", blockRequest(command), 20000, kind);
 }
 
-TEST(MessageBlock, TravelsWithTheAnswer) {
+TEST(MessageBlock, TravelsWithTheAnswerOrStaysWithTheHandler) {
     const Receiver attacher("attacher", attach);
     for (int round = 0; round < 3; round++) {
         const Result result = callFor(kAttach);
@@ -97,10 +92,6 @@ TEST(MessageBlock, TravelsWithTheAnswer) {
     // Too short for the fields of a block; and a plain call, which is none of the platform's business.
     EXPECT_EQ(call("attacher", blockRequest(kAttach, kWhole - 1), 20000, 2).bytes, blockRequest(kAttach, kWhole - 1));
     EXPECT_EQ(callFor(kAttachNothing, 1).bytes, blockRequest(kAttachNothing));
-}
-
-TEST(MessageBlock, StaysWithTheHandlerWhenItCannotBeSent) {
-    const Receiver attacher("attacher", attach);
     EXPECT_EQ(callFor(kAttachAbsurd).code, uint32_t{ENOMSG});
     EXPECT_EQ(callFor(kLastOutcome, 1).number(), uint32_t{EMSGSIZE});
 }

@@ -1,19 +1,9 @@
 // Synchronous calls between processes.
-#include <errno.h>
-#include <unistd.h>
-
-#include <atomic>
-#include <cstring>
-#include <filesystem>
-
 #include "message/message_support.h"
 
 namespace {
 
 using namespace message_test;
-
-constexpr uint32_t kInvalid = EINVAL;
-constexpr size_t kMiB = size_t{1} << 20;
 
 uint32_t codeOf(Command command, uint32_t timeoutMs = 20000) {
     return call("callee", order(command), timeoutMs).code;
@@ -98,6 +88,10 @@ TEST(MessageCall, FailsAtOnceWithoutAReceiverAndFindsTheNextOne) {
         const Receiver next("callee");
         EXPECT_EQ(codeOf(kEcho), 0U);
     }
+    EXPECT_EQ(post("callee", order(kEcho)), uint32_t{ECONNREFUSED}) << "so is a message to one that is gone";
+    const Receiver last("callee");
+    EXPECT_EQ(post("callee", order(kRemember, 3)), 0U);
+    EXPECT_EQ(call("callee", order(kRecall)).number(), 3U);
 }
 
 TEST(MessageCall, TellsTheSenderThatNoAnswerWillCome) {

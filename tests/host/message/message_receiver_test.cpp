@@ -1,12 +1,6 @@
 // Receivers: names, start and stop, lists, and forks.
-#include <errno.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <ctime>
-#include <filesystem>
 
-#include "file/scratch_directory.h"
 #include "message/message_support.h"
 
 namespace {
@@ -38,10 +32,10 @@ size_t openSockets() {
     return sockets;
 }
 
-TEST(MessageReceiver, HoldsItsNameAlone) {
-    EXPECT_EQ(OsMsgReceiverStart("server", nullptr), uint32_t{EINVAL});
+TEST(MessageReceiver, HoldsItsNameAloneUntilItStops) {
+    EXPECT_EQ(OsMsgReceiverStart("server", nullptr), kInvalid);
     for (const char* name : {static_cast<const char*>(nullptr), "../server", "sixteen-letters!"}) {
-        EXPECT_EQ(OsMsgReceiverStart(name, obey), uint32_t{EINVAL});
+        EXPECT_EQ(OsMsgReceiverStart(name, obey), kInvalid);
     }
     EXPECT_EQ(OsMsgReceiverStop("server"), uint32_t{ENOENT});
     ASSERT_EQ(OsMsgReceiverStart("server", obey), 0U);
@@ -52,12 +46,8 @@ TEST(MessageReceiver, HoldsItsNameAlone) {
     EXPECT_EQ(echo("server"), uint32_t{ECONNREFUSED});
     EXPECT_FALSE(std::filesystem::exists(messageFile("server.socket")));
     EXPECT_FALSE(std::filesystem::exists(messageFile("server.lock")));
-    struct stat status = {};
-    ASSERT_EQ(stat(messageFile("").c_str(), &status), 0);
-    EXPECT_EQ(status.st_mode & 0777U, 0700U);
-}
+    EXPECT_EQ(std::filesystem::status(messageFile("")).permissions(), std::filesystem::perms::owner_all);
 
-TEST(MessageReceiver, StopsInsideItsCallback) {
     ASSERT_EQ(OsMsgReceiverStart("server", obey), 0U);
     EXPECT_EQ(call("server", order(kStop)).number(), 0U) << "the record being handled is still answered";
     EXPECT_EQ(echo("server"), uint32_t{ECONNREFUSED});
@@ -82,17 +72,16 @@ TEST(MessageReceiver, IsListed) {
     uint32_t count = 0;
     EXPECT_EQ(TarnHostReceiverList(all, 4, &count), 0U);
     ASSERT_EQ(count, 2U);
-    EXPECT_STREQ(all[0].name, "own");
-    EXPECT_EQ(all[0].pid, static_cast<uint32_t>(getpid()));
-    EXPECT_STREQ(all[1].name, "server");
-    EXPECT_EQ(all[1].pid, static_cast<uint32_t>(server.pid()));
-    for (int i = 0; i < 2; i++) {
+    const std::pair<const char*, pid_t> expected[] = {{"own", getpid()}, {"server", server.pid()}};
+    for (size_t i = 0; i < 2; i++) {
+        EXPECT_STREQ(all[i].name, expected[i].first);
+        EXPECT_EQ(static_cast<pid_t>(all[i].pid), expected[i].second);
         EXPECT_LE(std::abs(static_cast<int64_t>(all[i].startTime) - std::time(nullptr)), 60);
     }
     EXPECT_EQ(TarnHostReceiverList(nullptr, 0, &count), 0U);
     EXPECT_EQ(count, 2U);
-    EXPECT_EQ(TarnHostReceiverList(nullptr, 1, &count), uint32_t{EINVAL});
-    EXPECT_EQ(TarnHostReceiverList(all, 1, nullptr), uint32_t{EINVAL});
+    EXPECT_EQ(TarnHostReceiverList(nullptr, 1, &count), kInvalid);
+    EXPECT_EQ(TarnHostReceiverList(all, 1, nullptr), kInvalid);
     // Listing opens lock files; it must not have dropped our own.
     EXPECT_EQ(startInFork("own"), uint32_t{EADDRINUSE});
     EXPECT_EQ(OsMsgReceiverStop("own"), 0U);
@@ -119,11 +108,8 @@ TEST(MessageReceiver, AForkedChildStartsClean) {
               0);
     EXPECT_EQ(echo("server"), 0U);
     EXPECT_EQ(OsMsgReceiverStop("own"), 0U);
-}
 
-// Forks beside threads that send, start and stop; the children must neither hang nor disturb them.
-TEST(MessageReceiver, ForksBesideBusyThreads) {
-    const Receiver server("server");
+    // Beside threads that send, start and stop; the children must neither hang nor disturb them.
     const std::jthread restarting = meanwhile([] {
         EXPECT_EQ(OsMsgReceiverStart("own", obey), 0U);
         EXPECT_EQ(echo("own"), 0U);

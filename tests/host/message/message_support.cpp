@@ -1,56 +1,46 @@
 #include "message/message_support.h"
 
-#include <cstring>
-
-#include "tarn_host/host_process.h"
-
 namespace message_test {
 namespace {
 
 std::vector<uint32_t> remembered;
 
-void answerNumber(const OsMsgRecord* record, uint32_t number) {
-    OsMsgSynSendResp(record, &number, sizeof number);
-}
-
 } // namespace
 
 void obey(OsMsgRecord* record) {
     const auto echo = [record] { return OsMsgSynSendResp(record, record->payload, record->payloadLength); };
+    const auto answer = [record](uint32_t number) { OsMsgSynSendResp(record, &number, sizeof number); };
     Order order = {kEcho, 0};
     if (record->payloadLength >= sizeof order) {
         std::memcpy(&order, record->payload, sizeof order);
     }
     switch (order.command) {
-        case kEcho:
-            echo();
-            break;
         case kSleepThenEcho:
             std::this_thread::sleep_for(std::chrono::milliseconds(order.argument));
+            [[fallthrough]];
+        case kEcho:
             echo();
-            break;
+            return;
         case kDie:
             raise(SIGKILL);
-            break;
+            return;
         case kRemember:
             remembered.push_back(order.argument);
-            break;
+            return;
         case kRecall:
             OsMsgSynSendResp(record, remembered.data(), static_cast<uint32_t>(remembered.size() * sizeof(uint32_t)));
             remembered.clear();
-            break;
+            return;
         case kAnswerTwice:
             echo();
             remembered.assign(1, echo());
-            break;
+            return;
         case kCallSelf:
-            answerNumber(record, call(record->receiverName, message_test::order(kEcho)).code);
-            break;
+            return answer(call(record->receiverName, message_test::order(kEcho)).code);
         case kStop:
-            answerNumber(record, OsMsgReceiverStop(record->receiverName));
-            break;
-        default:
-            break;
+            return answer(OsMsgReceiverStop(record->receiverName));
+        default: // kKeepSilent
+            return;
     }
 }
 

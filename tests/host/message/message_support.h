@@ -1,15 +1,7 @@
 // Receivers and records for the message tests.
 #pragma once
 
-#include <gtest/gtest.h>
-#include <signal.h>
-
-#include <chrono>
-#include <cstdint>
-#include <string>
-#include <vector>
-
-#include "support/processes.h"
+#include "support/host_test.h"
 #include "tarn_host/host_message.h"
 
 namespace message_test {
@@ -67,6 +59,8 @@ int64_t elapsedMs(Body body) {
     body();
     return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start).count();
 }
+
+constexpr size_t kMiB = size_t{1} << 20;
 
 // Longer than anything that happens "at once" on a busy machine, shorter than any timeout of the tests.
 constexpr int64_t kAtOnceMs = 2000;
