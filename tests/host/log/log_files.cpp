@@ -1,15 +1,5 @@
 #include "log/log_files.h"
 
-#include <gtest/gtest.h>
-
-#include <array>
-#include <cstring>
-#include <filesystem>
-
-#include "file/scratch_directory.h"
-#include "tarn_host/host_log.h"
-#include "tarn_host/host_process.h"
-
 namespace tarn::test {
 namespace {
 
@@ -74,7 +64,7 @@ std::vector<std::string> textsOf(const std::string& path) {
 
 std::vector<std::string> allTextsOf(const std::string& path) {
     std::vector<std::string> all = textsOf(path);
-    for (int number = 1; std::filesystem::exists(path + "." + std::to_string(number)); ++number) {
+    for (int number = 1; fs::exists(path + "." + std::to_string(number)); ++number) {
         const std::vector<std::string> older = textsOf(path + "." + std::to_string(number));
         all.insert(all.begin(), older.begin(), older.end());
     }

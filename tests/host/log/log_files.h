@@ -1,15 +1,17 @@
 // What the log tests share: small log files, reading them back, and a child process with a log of its own.
 #pragma once
 
-#include <cstdint>
-#include <functional>
-#include <string>
-#include <vector>
-
-#include "support/processes.h"
+#include "support/host_test.h"
+#include "tarn_host/host_log.h"
 #include "tarn_platform/om_log.h"
 
 namespace tarn::test {
+
+namespace fs = std::filesystem;
+using testing::Each;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::SizeIs;
 
 // A file of this process.
 struct LogFile {

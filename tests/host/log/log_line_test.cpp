@@ -1,38 +1,26 @@
 // How a record looks in the file, and that no text can make itself look like another record.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <cerrno>
 #include <ctime>
 
 #include "log/log_files.h"
-#include "tarn_host/host_log.h"
+#include "tarn_conference/conf_log.h"
 
 using namespace tarn::test;
-using testing::EndsWith;
-using testing::HasSubstr;
 
 TEST(LogLine, HasTimeLevelProcessThreadAndPlace) {
-    runChild("line", [] {
-        setenv("TZ", "EAST-5:30", 1);
-        tzset();
-        const LogFile log = createLog("a.log");
-        TarnOmLogModuleLogRecord(0, log.id, "file.cpp and more", 8, 4000000000U, "[f]%d%%", 50);
-        const std::string ids = std::to_string(getpid()) + " " + std::to_string(gettid());
-        EXPECT_THAT(
-            linesOf(log.path()).back(),
-            testing::MatchesRegex("2[0-9]{3}-[01][0-9]-[0-3][0-9]T[0-2][0-9]:[0-5][0-9]:[0-6][0-9]\\.[0-9]{3}\\+05:30 "
-                                  "ALWAYS line " +
-                                  ids + " file.cpp:4000000000 \\[f\\]50%"));
-    });
-    runChild("west", [] {
-        setenv("TZ", "WEST+3:30", 1);
-        tzset();
-        const LogFile log = createLog("a.log");
-        log.write("x");
-        EXPECT_THAT(linesOf(log.path()).back(), HasSubstr("-03:30 ERROR west "));
-    });
+    const std::pair<const char*, const char*> zones[] = {{"EAST-5:30", "\\+05:30"}, {"WEST+3:30", "-03:30"}};
+    for (const auto& [zone, offset] : zones) {
+        runChild("line", [zone = zone, offset = offset] {
+            setenv("TZ", zone, 1);
+            tzset();
+            const LogFile log = createLog("a.log");
+            TarnOmLogModuleLogRecord(0, log.id, "file.cpp and more", 8, 4000000000U, "[f]%d%%", 50);
+            EXPECT_THAT(
+                linesOf(log.path()).back(),
+                testing::MatchesRegex("2[0-9]{3}-[01][0-9]-[0-3][0-9]T[0-2][0-9]:[0-5][0-9]:[0-6][0-9]\\.[0-9]{3}" +
+                                      std::string(offset) + " ALWAYS line " + std::to_string(getpid()) + " " +
+                                      std::to_string(gettid()) + " file.cpp:4000000000 \\[f\\]50%"));
+        });
+    }
 }
 
 TEST(LogLine, NamesEveryLevelAndKeepsItsFieldsApart) {
@@ -42,7 +30,7 @@ TEST(LogLine, NamesEveryLevelAndKeepsItsFieldsApart) {
     for (const auto& [level, word] : levels) {
         TarnOmLogModuleLogRecord(level, log.id, "a b\n", 4, 1, "x");
         const std::string line = linesOf(log.path()).back();
-        EXPECT_THAT(line, EndsWith(" a_b_:1 x"));
+        EXPECT_THAT(line, testing::EndsWith(" a_b_:1 x"));
         EXPECT_THAT(line, HasSubstr(std::string(" ") + word + " "));
     }
 }
@@ -84,12 +72,16 @@ TEST(LogLine, LongTextsAreCutBetweenCharacters) {
     EXPECT_EQ(linesOf(largest.path()).back(), "     [cut 995904 bytes]");
 }
 
-TEST(LogLine, WritingKeepsErrno) {
-    const LogFile log = createLog("errno.log");
-    errno = EXDEV;
-    log.write("text");
-    LogFile{"", 0}.write("nowhere");
-    EXPECT_EQ(errno, EXDEV);
+// Text and prefix have a record of 512 bytes, its end included; what does not fit is dropped whole.
+TEST(LogLine, TheLibraryWritesWholeRecordsOrNone) {
+    ASSERT_EQ(ConfLogInit(), 0U);
+    const std::string path = logDirectory() + "Conference.log";
+    for (const size_t length : {508U, 509U}) {
+        errno = EXDEV;
+        ConfLogPrintf(CONF_LOG_ERROR, "f", "file", 1, "%s", std::string(length, 't').c_str());
+        EXPECT_EQ(errno, EXDEV);
+    }
+    EXPECT_THAT(textsOf(path), ElementsAre("[f]" + std::string(508, 't')));
 }
 
 TEST(LogClient, RefusesUnusableCreationRecords) {
@@ -100,22 +92,16 @@ TEST(LogClient, RefusesUnusableCreationRecords) {
         name.copy(creation.name, sizeof creation.name);
         return TarnOmLogCreateLog(&creation, &info);
     };
-    constexpr uint32_t kInvalid = EINVAL;
     ASSERT_EQ(TarnOmLogClientInit("C", 1), 0U);
     for (const std::string& name : {std::string(), std::string("a/b"), std::string(".."), std::string("a b"),
                                     std::string(sizeof OmLogCreationRecord::name, 'a')}) {
         EXPECT_EQ(create(512, 9, 1000, name), kInvalid) << name;
     }
-    EXPECT_EQ(create(0, 9, 1000, "a"), kInvalid);
-    EXPECT_EQ(create(4097, 9, 1000, "a"), kInvalid);
-    EXPECT_EQ(create(512, 1000, 1, "a"), kInvalid);
-    EXPECT_EQ(create(512, 9, 0, "a"), kInvalid);
     const OmLogCreationRecord usable = {512, 9, 1000, "usable"};
-    EXPECT_EQ(TarnOmLogCreateLog(nullptr, &info), kInvalid);
-    EXPECT_EQ(TarnOmLogCreateLog(&usable, nullptr), kInvalid);
-    EXPECT_EQ(TarnOmLogClientInit(nullptr, 1), kInvalid);
+    expectAll(kInvalid, {create(0, 9, 1000, "a"), create(4097, 9, 1000, "a"), create(512, 1000, 1, "a"),
+                         create(512, 9, 0, "a"), TarnOmLogCreateLog(nullptr, &info),
+                         TarnOmLogCreateLog(&usable, nullptr), TarnOmLogClientInit(nullptr, 1)});
     EXPECT_EQ(TarnOmLogClientUnInit(), 0U);
-    EXPECT_EQ(TarnOmLogClientUnInit(), uint32_t{ENOTCONN});
-    EXPECT_EQ(TarnOmLogCreateLog(&usable, &info), uint32_t{ENOTCONN});
+    expectAll(ENOTCONN, {TarnOmLogClientUnInit(), TarnOmLogCreateLog(&usable, &info)});
     EXPECT_EQ(info.fileId, 77U);
 }

@@ -1,15 +1,7 @@
 // Rotation keeps what the limits say, and neither it nor concurrency loses or tears a record.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <array>
-#include <filesystem>
-
 #include "log/log_files.h"
 
 using namespace tarn::test;
-using testing::ElementsAre;
-namespace fs = std::filesystem;
 
 TEST(LogRotation, KeepsTheNewestFilesWithinTheirSize) {
     const LogFile log = createLog("small.log", 3, 2000);
@@ -55,5 +47,5 @@ TEST(LogRotation, ThreadsLoseNothing) {
         ASSERT_LT(thread, next.size()) << text;
         EXPECT_EQ(text, textOf(thread, next[thread]++));
     }
-    EXPECT_THAT(next, testing::Each(kRecords));
+    EXPECT_THAT(next, Each(kRecords));
 }

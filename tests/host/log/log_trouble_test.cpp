@@ -1,25 +1,10 @@
 // The process goes on whatever happens to its log; it says so once, and once when it is over.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sched.h>
-#include <signal.h>
 #include <sys/mount.h>
-#include <sys/resource.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include <filesystem>
-
-#include "file/scratch_directory.h"
 #include "log/log_files.h"
-#include "tarn_host/host_log.h"
-#include "tarn_host/host_process.h"
 
 using namespace tarn::test;
-using testing::Each;
-using testing::ElementsAre;
-using testing::HasSubstr;
-namespace fs = std::filesystem;
 
 namespace {
 
@@ -51,16 +36,13 @@ bool mountSmallDisk(const std::string& directory) {
 
 TEST(LogTrouble, FileSizeLimitTearsNothing) {
     const Ended child = runChild("limited", [] {
-        ASSERT_NE(signal(SIGXFSZ, SIG_IGN), SIG_ERR);
         const LogFile log = createLog("a.log");
-        rlimit limit = {};
-        ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &limit), 0);
-        const rlimit small = {3000, limit.rlim_max};
-        ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
-        log.writeMany("before", 100);
+        {
+            const FileSizeLimit small(3000);
+            log.writeMany("before", 100);
+        }
         EXPECT_GT(TarnHostLogLostRecords(), 20U);
         EXPECT_LE(fs::file_size(log.path()), 3000U);
-        ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
         expectGap(log);
     });
     expectTold(child, "cannot be written: ", "can be written again; ");
@@ -126,7 +108,7 @@ TEST(LogTrouble, RotationThatFailsLosesNothing) {
         fs::remove_all(log.path() + ".2");
         log.write("last");
         EXPECT_THAT(textsOf(log.path()), ElementsAre("last"));
-        EXPECT_THAT(allTextsOf(log.path()), testing::SizeIs(31));
+        EXPECT_THAT(allTextsOf(log.path()), SizeIs(31));
         EXPECT_EQ(TarnHostLogLostRecords(), 0U);
     });
     expectTold(child, "cannot be rotated: ", "can be rotated again");

@@ -27,4 +27,10 @@ namespace tarn::test {
 
 constexpr uint32_t kInvalid = EINVAL;
 
+inline void expectAll(uint32_t code, std::initializer_list<uint32_t> results) {
+    for (const uint32_t& result : results) {
+        EXPECT_EQ(result, code) << "the result at " << &result - results.begin();
+    }
+}
+
 } // namespace tarn::test
