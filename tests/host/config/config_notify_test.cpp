@@ -1,18 +1,9 @@
 // Changes reach every process: once, in the order of the commits, grouped as they were written.
-#include <gmock/gmock.h>
-
-#include <atomic>
-#include <filesystem>
-#include <map>
-
 #include "config/config_support.h"
-#include "tarn_host/host_config.h"
 
 namespace {
 
 using namespace config_test;
-using testing::ElementsAre;
-using testing::SizeIs;
 
 class ConfigNotify : public EmptyConfiguration {};
 
@@ -72,7 +63,7 @@ TEST_F(ConfigNotify, ReachesAllProcessesInCommitOrder) {
     EXPECT_EQ(endOf(first), 0);
     EXPECT_EQ(endOf(second), 0);
     const std::vector<Pairs> calls = remembered(2 * kWrites);
-    ASSERT_THAT(calls, SizeIs(2 * kWrites));
+    ASSERT_THAT(calls, testing::SizeIs(2 * kWrites));
     EXPECT_EQ(inOrder("first"), kWrites);
     EXPECT_EQ(inOrder("second"), kWrites);
     EXPECT_EQ(held("Conf.race.x"), calls.back()[0].second);

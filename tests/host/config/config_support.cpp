@@ -1,12 +1,6 @@
 #include "config/config_support.h"
 
-#include <sqlite3.h>
-
-#include <cstring>
-#include <filesystem>
 #include <mutex>
-
-#include "tarn_host/host_process.h"
 
 namespace config_test {
 namespace {
@@ -93,14 +87,20 @@ std::string databasePath() {
     return std::string(TarnHostDir()) + "/config.db";
 }
 
-std::string integrity() {
+sqlite3* openDatabase(const std::string& path, const char* sql) {
     sqlite3* database = nullptr;
+    EXPECT_EQ(sqlite3_open(path.c_str(), &database), SQLITE_OK);
+    EXPECT_EQ(sqlite3_exec(database, sql, nullptr, nullptr, nullptr), SQLITE_OK);
+    return database;
+}
+
+std::string integrity() {
     std::string answer = "cannot be checked";
     const auto take = [](void* text, int /*columns*/, char** values, char** /*names*/) {
         *static_cast<std::string*>(text) = values[0];
         return 0;
     };
-    sqlite3_open(databasePath().c_str(), &database);
+    sqlite3* const database = openDatabase(databasePath(), "");
     sqlite3_exec(database, "PRAGMA integrity_check", take, &answer, nullptr);
     sqlite3_close(database);
     return answer;

@@ -1,14 +1,10 @@
 // What the configuration tests share: short calls, and a callback that remembers.
 #pragma once
 
-#include <gtest/gtest.h>
+#include <sqlite3.h>
 
-#include <optional>
-#include <string>
-#include <utility>
-#include <vector>
-
-#include "support/processes.h"
+#include "support/host_test.h"
+#include "tarn_host/host_config.h"
 #include "tarn_platform/om_config.h"
 
 namespace config_test {
@@ -16,6 +12,7 @@ namespace config_test {
 using namespace tarn::test;
 using Pair = std::pair<std::string, std::string>;
 using Pairs = std::vector<Pair>;
+using testing::ElementsAre;
 
 // Begins a test without what an earlier one has written: a value that is held already is no change.
 class EmptyConfiguration : public testing::Test {
@@ -48,6 +45,8 @@ class Connection {
 };
 
 std::string databasePath();
+// A connection of its own, past the service.
+sqlite3* openDatabase(const std::string& path, const char* sql);
 // What "PRAGMA integrity_check" answers.
 std::string integrity();
 
