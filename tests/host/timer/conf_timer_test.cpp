@@ -1,17 +1,14 @@
 // The library's timers over the real timer manager and the real message service, within one process.
 #include "tarn_conference/conf_timer.h"
 
-#include <gtest/gtest.h>
-
-#include <atomic>
-
-#include "support/processes.h"
+#include "support/host_test.h"
 #include "tarn_host/host_message.h"
 #include "tarn_host/host_timer.h"
+#include "tarn_platform/os_timer.h"
 
 namespace {
 
-using tarn::test::comesTrue;
+using namespace tarn::test;
 
 constexpr char kReceiver[] = "timer-test";
 constexpr uint32_t kPeriodic = 2;
@@ -27,6 +24,7 @@ void onRecord(OsMsgRecord* record) {
 class ConfTimerTest : public testing::Test {
  protected:
     void SetUp() override {
+        pthread_sigmask(SIG_BLOCK, nullptr, &mask_);
         timer = {};
         received = 0;
         ASSERT_EQ(OsMsgReceiverStart(kReceiver, onRecord), 0U);
@@ -37,8 +35,28 @@ class ConfTimerTest : public testing::Test {
         EXPECT_EQ(ConfCommTimerFuncDeInit(), 0U);
         EXPECT_EQ(OsMsgReceiverStop(kReceiver), 0U);
         EXPECT_EQ(TarnHostTimerManagerStop(), 0U);
+        pthread_sigmask(SIG_SETMASK, &mask_, nullptr);
     }
+
+ private:
+    sigset_t mask_ = {};
 };
+
+std::atomic<int> seenMask = -1;
+
+TEST_F(ConfTimerTest, TimersThreadTakesNoSignalsThatTheProcessWaitsFor) {
+    OsTimerParam param = {};
+    param.callback = [](void* /*record*/) -> uint32_t {
+        sigset_t mask = {};
+        pthread_sigmask(SIG_BLOCK, nullptr, &mask);
+        seenMask = 100 * sigismember(&mask, SIGTERM) + 10 * sigismember(&mask, 17) + sigismember(&mask, 10);
+        return 0;
+    };
+    void* handle = nullptr;
+    ASSERT_EQ(OsTmrCreate(&param, &handle, 0), 0U);
+    ASSERT_TRUE(comesTrue([] { return seenMask != -1; }));
+    EXPECT_EQ(seenMask, 11);
+}
 
 // No start may be lost because the timer thread has not come to mark the last run over.
 TEST_F(ConfTimerTest, HandlerStartsItsOneShotAnew) {
