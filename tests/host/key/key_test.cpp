@@ -1,18 +1,6 @@
 // Encryption there and back, and one key for all processes.
-#include <errno.h>
-#include <gtest/gtest.h>
-#include <string.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <filesystem>
-#include <string>
-#include <vector>
-
-#include "file/scratch_directory.h"
-#include "support/processes.h"
+#include "support/host_test.h"
 #include "tarn_host/host_key.h"
-#include "tarn_host/host_process.h"
 
 namespace {
 
@@ -71,9 +59,7 @@ TEST(Key, IsOneForProcessesThatStartTogether) {
     }
     close(texts[0]);
     close(texts[1]);
-    struct stat status = {};
-    ASSERT_EQ(stat(keyPath().c_str(), &status), 0);
-    EXPECT_EQ(status.st_mode & 0777U, 0600U);
+    EXPECT_EQ(std::filesystem::status(keyPath()).permissions(), std::filesystem::perms{0600});
     EXPECT_EQ(namesIn(std::filesystem::path(keyPath()).parent_path()).size(), 1U);
 }
 
@@ -90,12 +76,12 @@ TEST(Key, EncryptsAllSizesThatFit) {
     char output[OM_KEY_MAX_OUTPUT] = "untouched";
     uint32_t length = 77;
     const std::string large(201, 'p');
-    EXPECT_EQ(TarnOmKeymEncrypt(kOwner, large.data(), 201, output, &length), uint32_t{EMSGSIZE});
-    EXPECT_EQ(TarnOmKeymEncrypt(kOwner, large.data(), UINT32_MAX, output, &length), uint32_t{EMSGSIZE});
-    EXPECT_EQ(TarnOmKeymEncrypt(nullptr, "p", 1, output, &length), uint32_t{EINVAL});
-    EXPECT_EQ(TarnOmKeymEncrypt(kOwner, nullptr, 1, output, &length), uint32_t{EINVAL});
-    EXPECT_EQ(TarnOmKeymEncrypt(kOwner, "p", 1, nullptr, &length), uint32_t{EINVAL});
-    EXPECT_EQ(TarnOmKeymEncrypt(kOwner, "p", 1, output, nullptr), uint32_t{EINVAL});
+    expectAll(EMSGSIZE, {TarnOmKeymEncrypt(kOwner, large.data(), 201, output, &length),
+                         TarnOmKeymEncrypt(kOwner, large.data(), UINT32_MAX, output, &length)});
+    expectAll(
+        kInvalid,
+        {TarnOmKeymEncrypt(nullptr, "p", 1, output, &length), TarnOmKeymEncrypt(kOwner, nullptr, 1, output, &length),
+         TarnOmKeymEncrypt(kOwner, "p", 1, nullptr, &length), TarnOmKeymEncrypt(kOwner, "p", 1, output, nullptr)});
     EXPECT_STREQ(output, "untouched");
     EXPECT_EQ(length, 77U);
 }

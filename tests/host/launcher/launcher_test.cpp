@@ -1,23 +1,12 @@
 // The launcher, and processes that it started calling each other.
-#include <errno.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <linux/filter.h>
 #include <linux/seccomp.h>
-#include <signal.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
-#include <cstddef>
-#include <cstdio>
-#include <string>
-#include <utility>
-
-#include "support/processes.h"
+#include "support/host_test.h"
 #include "tarn_host/host_launcher.h"
-#include "tarn_host/host_process.h"
 
 namespace {
 
@@ -47,11 +36,13 @@ class Launching {
         EXPECT_EQ(TarnHostLauncherState(launcher_, name, &state), 0U);
         return state;
     }
-    TarnHostProcessState nextEnded() {
+    // The next process that ends is this one, with this exit code or minus this signal.
+    void expectEnd(const char* name, int end) {
         TarnHostProcessState state = {};
         EXPECT_EQ(TarnHostLauncherWait(launcher_, kLongMs, &state), 0U);
         EXPECT_EQ(state.running, 0U);
-        return state;
+        EXPECT_STREQ(state.name, name);
+        EXPECT_EQ(state.signal != 0 ? -static_cast<int>(state.signal) : static_cast<int>(state.exitCode), end);
     }
     operator TarnHostLauncher*() { return launcher_; }
 
@@ -90,12 +81,10 @@ TEST(Launcher, RefusesBadArguments) {
     Launching launcher;
     TarnHostProcessState state = {};
     for (const char* name : {static_cast<const char*>(nullptr), "", ".x", "a b", "sixteen-letters!"}) {
-        EXPECT_EQ(launcher.start(name, sleepLong), uint32_t{EINVAL});
+        EXPECT_EQ(launcher.start(name, sleepLong), kInvalid);
     }
-    EXPECT_EQ(launcher.start("name", nullptr), uint32_t{EINVAL});
-    EXPECT_EQ(TarnHostLauncherStart(launcher, nullptr), uint32_t{EINVAL});
-    EXPECT_EQ(TarnHostLauncherState(launcher, "name", &state), uint32_t{ENOENT});
-    EXPECT_EQ(launcher.restart("name"), uint32_t{ENOENT});
+    expectAll(kInvalid, {launcher.start("name", nullptr), TarnHostLauncherStart(launcher, nullptr)});
+    expectAll(ENOENT, {TarnHostLauncherState(launcher, "name", &state), launcher.restart("name")});
     EXPECT_EQ(TarnHostLauncherWait(launcher, 10, &state), uint32_t{ECHILD});
     EXPECT_EQ(TarnHostLauncherRun(launcher, 10, nullptr, nullptr, nullptr), 0U);
     TarnHostLauncherDestroy(nullptr);
@@ -111,23 +100,20 @@ TEST(Launcher, GivesEachProcessACleanStartAndTellsItsEndOnce) {
     ASSERT_EQ(launcher.start("checked", checkStart), 0U);
     ASSERT_EQ(launcher.start("sleeper", sleepLong), 0U);
     EXPECT_EQ(launcher.start("sleeper", sleepLong), uint32_t{EALREADY});
-    TarnHostProcessState state = launcher.nextEnded();
-    EXPECT_STREQ(state.name, "checked");
-    EXPECT_EQ(state.exitCode, 0);
+    TarnHostProcessState state = {};
+    launcher.expectEnd("checked", 0);
     EXPECT_EQ(TarnHostLauncherWait(launcher, 50, &state), uint32_t{ETIMEDOUT});
     int code = 7;
     ASSERT_EQ(launcher.start("coded", endWith, &code), 0U);
-    state = launcher.nextEnded();
-    EXPECT_STREQ(state.name, "coded");
-    EXPECT_EQ(state.exitCode, 7);
+    launcher.expectEnd("coded", 7);
     code = 8;
     ASSERT_EQ(launcher.restart("coded"), 0U);
-    EXPECT_EQ(launcher.nextEnded().exitCode, 8);
+    launcher.expectEnd("coded", 8);
     state = launcher.stateOf("sleeper");
     EXPECT_EQ(state.running, 1U);
     EXPECT_EQ(launcher.restart("sleeper"), uint32_t{EALREADY});
     kill(static_cast<pid_t>(state.pid), SIGKILL);
-    EXPECT_EQ(launcher.nextEnded().signal, SIGKILL);
+    launcher.expectEnd("sleeper", -SIGKILL);
     EXPECT_EQ(TarnHostLauncherWait(launcher, kLongMs, &state), uint32_t{ECHILD});
     signal(SIGUSR1, SIG_DFL);
     sigprocmask(SIG_UNBLOCK, &one, nullptr);
@@ -155,9 +141,7 @@ TEST(Launcher, NeedsNoProcessDescriptorsOfTheKernel) {
         int code = 7;
         EXPECT_EQ(launcher.start("sleeper", sleepLong), 0U);
         EXPECT_EQ(launcher.start("ending", endWith, &code), 0U);
-        const TarnHostProcessState state = launcher.nextEnded();
-        EXPECT_STREQ(state.name, "ending");
-        EXPECT_EQ(state.exitCode, 7);
+        launcher.expectEnd("ending", 7);
         EXPECT_EQ(TarnHostLauncherStop(launcher, 200), 0U);
         return 0;
     });

@@ -1,10 +1,7 @@
 // An account on its way to another process; what is no whole account is refused.
 #include "memory/account_code.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-
+#include "support/host_test.h"
 #include "tarn_platform/os_memory.h"
 
 namespace {

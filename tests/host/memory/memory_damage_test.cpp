@@ -1,7 +1,5 @@
 // What a program does wrong with its blocks is found, named, and never makes the allocator follow a bad pointer.
-#include <gtest/gtest.h>
-
-#include "support/processes.h"
+#include "support/host_test.h"
 #include "tarn_host/host_memory.h"
 #include "tarn_platform/os_memory.h"
 
@@ -25,6 +23,11 @@ void* allocate(uint32_t size) {
 
 void release(void* block) {
     OSMemTypeFreeMon(block, 0, 0, 88, "releaser");
+}
+
+void releaseTwice(void* block) {
+    release(block);
+    release(block);
 }
 
 void expectDeath(const std::function<void()>& misuse, const char* text) {
@@ -62,11 +65,7 @@ TEST(MemoryDamageDeathTest, BadReleasesAreNamedAndEndTheProcess) {
     void* const block = allocate(50);
     void* const huge = allocate(64U * 1024 * 1024); // Unmapped at once: the second release must not touch it.
     for (void* const twice : {block, huge}) {
-        const auto releaseTwice = [twice] {
-            release(twice);
-            release(twice);
-        };
-        expectDeath(releaseTwice, kNoBlock);
+        expectDeath([twice] { releaseTwice(twice); }, kNoBlock);
     }
     int onStack = 0;
     for (void* const bad : {static_cast<void*>(&onStack), static_cast<void*>(static_cast<char*>(block) + 16),

@@ -1,8 +1,4 @@
-#include <gtest/gtest.h>
-
-#include <cerrno>
-
-#include "support/processes.h"
+#include "support/host_test.h"
 #include "tarn_platform/os_mutex.h"
 
 namespace {

@@ -1,15 +1,9 @@
 #include <arpa/inet.h>
-#include <gtest/gtest.h>
 #include <netinet/in.h>
-
-#include <algorithm>
-#include <cerrno>
-#include <cstring>
-#include <iterator>
-#include <string>
 
 // Internal to the host platform: what is picked is tested without the addresses of this machine.
 #include "network/interface_address.h"
+#include "support/host_test.h"
 #include "tarn_host/host_network.h"
 
 namespace {
@@ -54,12 +48,12 @@ TEST(HostNetwork, TheFirstReachableAddressIsPicked) {
         return text;
     };
     EXPECT_EQ(pick(AF_INET, 0), "192.0.2.2");
-    EXPECT_EQ(pick(AF_INET, 1), "(none)");
     EXPECT_EQ(pick(AF_INET, 2), "192.0.2.2");
     EXPECT_EQ(pick(AF_INET, 3), "198.51.100.3");
     EXPECT_EQ(pick(AF_INET6, 0), "2001:db8::3");
-    EXPECT_EQ(pick(AF_INET6, 2), "(none)");
-    EXPECT_EQ(pick(AF_INET, 9), "(none)");
+    for (const std::string& none : {pick(AF_INET, 1), pick(AF_INET6, 2), pick(AF_INET, 9)}) {
+        EXPECT_EQ(none, "(none)");
+    }
 }
 
 TEST(HostNetwork, BlocksHoldAnAddressOrStayAsTheyWere) {

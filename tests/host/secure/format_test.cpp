@@ -1,13 +1,8 @@
 // The bounded formatters: the C library is the model for what fits; all else is -1 and an empty text.
-#include <gtest/gtest.h>
-
 #include <clocale>
 #include <cstdarg>
-#include <cstdint>
-#include <cstdio>
-#include <cstring>
-#include <string>
 
+#include "support/host_test.h"
 #include "tarn_platform/bounds_checked.h"
 
 namespace {

@@ -1,14 +1,10 @@
 #include <arpa/inet.h>
-#include <gtest/gtest.h>
 
-#include <array>
 #include <climits>
 #include <clocale>
-#include <cstring>
 #include <cwchar>
-#include <string>
-#include <vector>
 
+#include "support/host_test.h"
 #include "tarn_platform/os_memory.h"
 #include "tarn_platform/portability.h"
 
@@ -115,9 +111,10 @@ TEST(HostText, Addresses) {
     for (const char* text : {"", "192.0.2", "192.0.2.256", "192.0.2.1 ", "::1", "host"}) {
         EXPECT_EQ(0, MOSS_Inet_Pton(2, text, address.data())) << text;
     }
-    EXPECT_EQ(0, MOSS_Inet_Pton(10, "192.0.2.1", address.data()));
-    EXPECT_EQ(0, MOSS_Inet_Pton(2, nullptr, address.data()));
-    EXPECT_EQ(0, MOSS_Inet_Pton(2, "192.0.2.1", nullptr));
+    for (const int refused : {MOSS_Inet_Pton(10, "192.0.2.1", address.data()), MOSS_Inet_Pton(2, "192.0.2.1", nullptr),
+                              MOSS_Inet_Pton(2, nullptr, address.data())}) {
+        EXPECT_EQ(0, refused);
+    }
     EXPECT_EQ(-1, MOSS_Inet_Pton(1, "192.0.2.1", address.data()));
 }
 

@@ -1,11 +1,6 @@
-#include <gtest/gtest.h>
-#include <stdlib.h>
-
-#include <cerrno>
-#include <chrono>
 #include <ctime>
-#include <utility>
 
+#include "support/host_test.h"
 #include "tarn_platform/os_signal.h"
 #include "tarn_platform/os_time.h"
 
@@ -48,11 +43,10 @@ TEST(HostTime, IsLocalAndFollowsTheZone) {
         EXPECT_GE(after / 1000, seconds);
     }
     unsetenv("TZ");
-    EXPECT_EQ(uint32_t{EINVAL}, OsGetTimeEx(nullptr));
+    EXPECT_EQ(tarn::test::kInvalid, OsGetTimeEx(nullptr));
 }
 
 TEST(HostSignals, BlockForTheCallingThreadAndTellOfMisuse) {
-    constexpr uint32_t kInvalid = EINVAL;
     sigset_t set;
     sigset_t old;
     sigset_t blocked;
@@ -65,12 +59,9 @@ TEST(HostSignals, BlockForTheCallingThreadAndTellOfMisuse) {
     EXPECT_EQ(0, sigismember(&blocked, SIGUSR1));
     EXPECT_EQ(0U, OsPthreadSigmask(0, &old, nullptr));
 
-    EXPECT_EQ(kInvalid, OsSigAddSet(&set, 0));
-    EXPECT_EQ(kInvalid, OsSigAddSet(&set, 1000));
-    EXPECT_EQ(kInvalid, OsPthreadSigmask(99, &set, nullptr));
-    EXPECT_EQ(kInvalid, OsSigEmptySet(nullptr));
-    EXPECT_EQ(kInvalid, OsSigAddSet(nullptr, SIGUSR1));
-    EXPECT_EQ(kInvalid, OsPthreadSigmask(0, nullptr, &set));
+    tarn::test::expectAll(EINVAL,
+                          {OsSigAddSet(&set, 0), OsSigAddSet(&set, 1000), OsPthreadSigmask(99, &set, nullptr),
+                           OsSigEmptySet(nullptr), OsSigAddSet(nullptr, SIGUSR1), OsPthreadSigmask(0, nullptr, &set)});
 }
 
 } // namespace
