@@ -139,7 +139,7 @@ TEST_F(ConfigRegistry, VariablesAreLoadedFromWhatTheServiceHolds) {
 
 TEST_F(ConfigRegistry, FailuresOfTheIndexAreLogged) {
     for (size_t i = 0; i < 300; ++i) {
-        bind("k" + std::to_string(i));
+        bind(std::string("k").append(std::to_string(i)));
     }
     platform.reset();
     platform.failNth("OsMemMallocSetCharMon", 1);
