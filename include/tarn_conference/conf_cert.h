@@ -116,8 +116,8 @@ uint32_t ConfCertGetGmSrvCertInfo(uint32_t type, ConfCertGmSrvCertInfo* out);
 /**
  * @brief Lists the files of the CA directory whose names end in "pem" in any case, in the directory's order.
  * @param list   Room for `CONF_CERT_MAX_CA_FILES` entries; further files are left out.
- * @param count  Receives the number of entries.
- * @return 0; `CONF_CERT_FAILED` for a null argument and when the directory cannot be read.
+ * @param count  Receives the number of entries; may be null.
+ * @return 0; `CONF_CERT_FAILED` for a null `list` and when the directory cannot be read.
  */
 uint32_t ConfCertGetCaCertList(ConfCaCertEntry* list, uint32_t* count);
 

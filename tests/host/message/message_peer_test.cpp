@@ -135,7 +135,7 @@ class MessageForeignUser : public MessagePeer {
         }
         // What keeps others out first is the directory; here only the check of the peer is wanted.
         chmod(TarnHostDir(), 0711);
-        chmod(messageFile("").c_str(), 0777);
+        chmod(messageFile("").c_str(), 0711);
     }
     void TearDown() override {
         chmod(TarnHostDir(), 0700);
@@ -151,7 +151,10 @@ TEST_F(MessageForeignUser, IsRefusedByTheReceiver) {
 }
 
 TEST_F(MessageForeignUser, IsNotSentTo) {
-    const Child imposter([&] { return setuid(kNobody) == 0 && listen(rawSocket("imposter", bind), 5) == 0; });
+    const Child imposter([&] {
+        const int socket = rawSocket("imposter", bind);
+        return setuid(kNobody) == 0 && listen(socket, 5) == 0; // who listens is the peer
+    });
     EXPECT_EQ(call("imposter", order(kEcho)).code, uint32_t{EPERM});
     EXPECT_EQ(post("imposter", order(kEcho)), uint32_t{EPERM});
     std::filesystem::remove(messageFile("imposter.socket"));

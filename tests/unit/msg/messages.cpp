@@ -197,8 +197,15 @@ TEST_F(MessageTest, UnusableAnswersFailTheCall) {
     const auto claimsMore = Payload(nullptr, 0, {}).set(16, 2).bytes; // 24 bytes: room for 4 bytes of data
     answerWith(claimsMore);
     EXPECT_EQ(ConfCommMsgSynSendImpl("peer", rememberingHandler, 1, data.data(), 2, 1), 0U);
+    // Data that nobody takes need not be there, nor spare bytes behind a header.
+    answerWith(Payload(nullptr, 0, {}).set(8, 5).set(16, 8).bytes);
+    EXPECT_EQ(ConfCommMsgSynSendImpl("peer", rememberingHandler, 1, nullptr, 8, 1), 5U);
+    Bytes headerOnly = Payload(nullptr, 0, {}).set(8, 6).bytes;
+    headerOnly.resize(20);
+    answerWith(headerOnly);
+    EXPECT_EQ(ConfCommMsgSynSendImpl("peer", rememberingHandler, 1, data.data(), 2, 1), 6U);
     data.assign(100, 1);
-    for (const Bytes& answer : {Bytes(), Bytes(1), Bytes(23), Payload(nullptr, 0, {}).set(16, 5).bytes,
+    for (const Bytes& answer : {Bytes(), Bytes(1), Bytes(19), Payload(nullptr, 0, {}).set(16, 5).bytes,
                                 Payload(nullptr, 0, {3}).set(16, 100).bytes}) {
         answerWith(answer);
         EXPECT_EQ(ConfCommMsgSynSendImpl("peer", rememberingHandler, 1, data.data(), 100, 1), CONF_MSG_ERR_SEND);
