@@ -38,7 +38,7 @@ class Checks:
 
     def offered(self, *words):
         name = os.path.basename(self.tool)
-        return sorted(run("bash", "-c", COMPLETE, "-", self.completion, name, *words).split())
+        return sorted(filter(None, run("bash", "-c", COMPLETE, "-", self.completion, name, *words).splitlines()))
 
     def expect(self, holds, what):
         if not holds:
@@ -72,8 +72,13 @@ def main():
         checks.expect(checks.offered("config", "get", "Conf.w.f") == ["Conf.w.first"], "keys are not offered")
         checks.expect(checks.offered("config", "set", "Conf.w.first", "C") == [], "a key is offered for a value")
         checks.expect(checks.offered("config", "list", "") == ["Conf.w."], "prefixes are not offered")
-        checks.expect("0x107" in checks.offered("cert", "install", "0x1"), "types are not offered")
-        checks.expect(checks.offered("cert", "install", "0x107", "--cert", "0x") == [], "a type is offered for a file")
+        checks.expect("0x107" in checks.offered("cert", "install", "--cert", "a", ""), "types are not offered")
+        checks.expect(checks.offered("cert", "install", "--cert", "0x") == [], "a type is offered for a file")
+        run(tool, "config", "set", "Evil.$(touch${IFS}ran) a", "1")
+        checks.expect(checks.offered("config", "get", "Ev") == [r"Evil.\$\(touch\$\{IFS\}ran\)\ a"], "quoted amiss")
+        checks.expect(checks.offered("config", "get", '"Ev') == [], "a quote is no shelter from $()")
+        checks.expect(not os.path.exists("ran"), "completion runs what a key says")
+        run(tool, "config", "unset", "Evil.$(touch${IFS}ran) a")
     print("\n".join(checks.failures), end="\n" if checks.failures else "")
     return 1 if checks.failures else 0
 
