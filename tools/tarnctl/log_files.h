@@ -3,8 +3,10 @@
 
 #include <sys/types.h>
 
+#include <cstdio>
 #include <functional>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -16,14 +18,22 @@ bool readNames(const std::string& path, std::vector<std::string>& names);
 // Gets one record: a line, and the indented lines behind it that belong to it.
 using TakeRecord = std::function<void(const std::string& record)>;
 
-// One log file, read on from where it was left.
+struct CloseFile {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+};
+using OpenFile = std::unique_ptr<std::FILE, CloseFile>;
+
+// One log, read on from where it was left. Its file stays open, so that what was written to it before it got another
+// name is read too.
 class LogReader {
  public:
-    // What was written since; from the beginning of a file that is new under the name.
+    // What was written since, also to files that came and were renamed meanwhile. At first all of the newest file.
     void readOn(const std::string& path, const TakeRecord& take);
 
  private:
-    ino_t inode_ = 0;
+    void readOpenFile(const TakeRecord& take);
+
+    OpenFile file_;
     off_t offset_ = 0;
 };
 

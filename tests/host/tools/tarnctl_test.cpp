@@ -10,6 +10,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -196,6 +197,18 @@ TEST(Tarnctl, ListsReceiversAndLogs) {
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
     EXPECT_THAT(readFile(fileOf("out")), EndsWith("more\n"));
+    // What is written before, between and after two rotations, while it does not look, comes in order all the same.
+    kill(follower, SIGSTOP);
+    const std::filesystem::path log = fileOf("log/writer/a.log");
+    std::ofstream(log, std::ios::app) << "first end\n";
+    std::filesystem::rename(log, log.string() + ".2");
+    std::ofstream(log.string() + ".1") << "second\n";
+    std::ofstream(log) << "third\n";
+    kill(follower, SIGCONT);
+    for (int i = 0; i < 500 && !readFile(fileOf("out")).ends_with("third\n"); ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    EXPECT_THAT(readFile(fileOf("out")), EndsWith("more\nfirst end\nsecond\nthird\n"));
     kill(follower, SIGTERM);
     EXPECT_EQ(exitCode(follower), -SIGTERM);
 }
