@@ -2,7 +2,6 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <memory>
@@ -26,33 +25,43 @@ std::string settingsPath() {
     return directory == nullptr ? "" : std::string(directory) + "/conference/conf_config.xml";
 }
 
-// Of a switch: what a process reads, and whether the file says so.
-std::string valueText(const SettingsFile& file, const Switch& known) {
-    const Setting* const setting = findSetting(file, known.name);
-    if (setting == nullptr || !setting->value) {
-        return "0 (not set)";
+// A process that refuses the file, and one without a file, has every switch at 0.
+bool isRead(const SettingsFile& file) {
+    return !file.absent && !isRefused(problemsOf(file));
+}
+
+// The switch as a process reads it; `note`, when it is given, receives why it is 0.
+uint32_t valueOf(const SettingsFile& file, const Switch& known, std::string* note = nullptr) {
+    const Setting* const setting = isRead(file) ? findSetting(file, known.name) : nullptr;
+    const auto number = setting == nullptr ? std::nullopt : numberOf(*setting->value);
+    if (note != nullptr && !number) {
+        const bool isSet = setting != nullptr;
+        *note = isSet ? " (no number: " : isRead(file) || file.absent ? " (not set" : " (refused";
+        note->append(isSet ? *setting->value : "").append(")");
     }
-    const auto number = switchNumber(*setting->value);
-    return number ? std::to_string(*number) : "0 (no number: " + *setting->value + ")";
+    return number ? switchValue(known, *number) : 0;
 }
 
 void print(const SettingsFile& file, const std::string& path) {
     std::printf("%s%s\n", path.c_str(), file.absent ? " (there is none)" : "");
     for (const Switch& known : switches()) {
-        std::printf("%-34s %-12s %s\n", emphasised(known.name).c_str(), valueText(file, known).c_str(), known.meaning);
+        std::string note;
+        const std::string value = std::to_string(valueOf(file, known, &note)).append(note);
+        std::string name = known.name;
+        name.resize(34, ' ');
+        std::printf("%s %-12s %s\n", emphasised(name).c_str(), value.c_str(), known.meaning);
     }
 }
 
 void printJson(const SettingsFile& file, const std::string& path) {
     const Json object = makeObject();
     addMember(*object, "file", path);
+    addMember(*object, "isRead", Json(cJSON_CreateBool(isRead(file) ? 1 : 0)));
     Json list = makeArray();
     for (const Switch& known : switches()) {
         Json entry = makeObject();
-        const Setting* const setting = findSetting(file, known.name);
-        const auto number = setting == nullptr || !setting->value ? std::nullopt : switchNumber(*setting->value);
         addMember(*entry, "name", known.name);
-        addMember(*entry, "value", static_cast<double>(number.value_or(0)));
+        addMember(*entry, "value", static_cast<double>(valueOf(file, known)));
         addMember(*entry, "meaning", known.meaning);
         addElement(*list, std::move(entry));
     }
@@ -66,15 +75,12 @@ int show(bool json) {
         return complain(kFailed, "there is no configuration directory");
     }
     const SettingsFile file = readSettings(path);
-    if (!file.error.empty()) {
-        return complain(kFailed, path + " cannot be read: " + file.error);
-    }
     json ? printJson(file, path) : print(file, path);
-    return finish();
-}
-
-bool isUnusable(const std::vector<Problem>& problems) {
-    return std::any_of(problems.begin(), problems.end(), [](const Problem& problem) { return problem.fatal; });
+    const int finished = finish();
+    if (finished == kDone && !file.absent && !isRead(file)) {
+        return complain(kFailed, "a process refuses this file: every switch is 0; --check " + path + " tells why");
+    }
+    return finished;
 }
 
 void printProblemsJson(const SettingsFile& file, const std::string& path, const std::vector<Problem>& problems) {
@@ -95,10 +101,13 @@ void printProblemsJson(const SettingsFile& file, const std::string& path, const 
 
 void printProblems(const SettingsFile& file, const std::string& path, const std::vector<Problem>& problems) {
     for (const Problem& problem : problems) {
-        std::printf("%s:%d: %s%s\n", path.c_str(), problem.line, problem.text.c_str(),
-                    problem.fatal ? " (a process refuses the whole file)" : "");
+        std::printf("%s:", path.c_str());
+        if (problem.line != 0) {
+            std::printf("%d:", problem.line);
+        }
+        std::printf(" %s%s\n", problem.text.c_str(), problem.fatal ? " (a process refuses the whole file)" : "");
     }
-    if (!isUnusable(problems)) {
+    if (!isRefused(problems)) {
         std::printf("%s: a process reads %zu settings from it\n", path.c_str(), file.settings.size());
     }
 }
@@ -108,13 +117,10 @@ int check(const std::string& path, bool json) {
     if (file.absent) {
         return complain(kNotFound, "there is no file " + path);
     }
-    if (!file.error.empty()) {
-        return complain(kFailed, path + " cannot be read: " + file.error);
-    }
     const std::vector<Problem> problems = problemsOf(file);
     json ? printProblemsJson(file, path, problems) : printProblems(file, path, problems);
     const int finished = finish();
-    return isUnusable(problems) ? kFailed : finished;
+    return isRefused(problems) ? kFailed : finished;
 }
 
 std::string sampleText() {

@@ -12,6 +12,7 @@ namespace tarnctl {
 struct Switch {
     const char* name;
     const char* meaning;
+    uint32_t mask = UINT32_MAX; // of a number: the bits that a process keeps
 };
 
 const std::vector<Switch>& switches();
@@ -25,23 +26,28 @@ struct Setting {
 struct SettingsFile {
     std::vector<Setting> settings;
     std::string error; // why it cannot be read; empty when it can
+    int errorLine = 0; // 0 for none
     bool absent = false;
 };
 
 // What is wrong with a file. A fatal problem makes a process refuse all of it.
 struct Problem {
-    int line;
-    bool fatal;
+    int line = 0; // 0 for the file as a whole
+    bool fatal = false;
     std::string text;
 };
 
 SettingsFile readSettings(const std::string& path);
 std::vector<Problem> problemsOf(const SettingsFile& file);
+bool isRefused(const std::vector<Problem>& problems);
 
 // The first setting of that name, letter case aside; null without one.
 const Setting* findSetting(const SettingsFile& file, const std::string& name);
 
-// The number that a process reads from a value: decimal, 0x... or 0...; nothing for any other text, which counts as 0.
-std::optional<int32_t> switchNumber(const std::string& value);
+// The number in a value: decimal, 0x... or 0...; nothing for any other text, which counts as 0.
+std::optional<long> numberOf(const std::string& value);
+
+// What a process reads from a number.
+uint32_t switchValue(const Switch& known, long number);
 
 } // namespace tarnctl

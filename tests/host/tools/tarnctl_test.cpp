@@ -290,9 +290,16 @@ TEST(Tarnctl, WritesChecksAndShowsSettings) {
     EXPECT_THAT(outputOf({"settings"}), HasSubstr("isStopCastWhenConfEnd              16 "));
     EXPECT_THAT(outputOf({"settings", "--check", file}),
                 testing::AllOf(HasSubstr(":2: ISSTOPCASTWHENCONFEND stands there before"),
-                               HasSubstr(":3: other is no switch")));
+                               HasSubstr(":3: other is no switch; a setting of the product's own?")));
     EXPECT_THAT(outputOf({"settings", "--check", file, "--json"}),
-                HasSubstr("\"text\":\t\"other is no switch that a process asks for\",\n\t\t\t\"refusesFile\":\tfalse"));
+                HasSubstr("a setting of the product's own?\",\n\t\t\t\"refusesFile\":\tfalse"));
+    std::ofstream(file) << "<s><i name='isForbiddenKitCapbility'>257</i><i name='ignoreLayoutStrategy'>-1</i></s>";
+    EXPECT_THAT(outputOf({"settings"}), testing::AllOf(HasSubstr("isForbiddenKitCapbility            1 "),
+                                                       HasSubstr("ignoreLayoutStrategy               4294967295 ")));
+    std::ofstream(file) << "<s><i name='isStopCastWhenConfEnd'>1</i><i>1</i></s>";
+    const Result refused = run({"settings"});
+    EXPECT_EQ(refused.code, 1);
+    EXPECT_THAT(refused.output, HasSubstr("isStopCastWhenConfEnd              0 (refused)"));
     for (const char* bad : {"<s/>", "<s><i>1</i></s>", "<s><i name='a'/></s>", "<s>"}) {
         std::ofstream(file) << bad;
         EXPECT_EQ(run({"settings", "--check", file}).code, 1) << bad;
