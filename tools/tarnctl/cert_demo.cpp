@@ -31,6 +31,11 @@ int makeDemoCa(const Options& options) {
     }
     const DemoCa authority = DemoCa::openOrMake(options.folder);
     for (const std::string& name : options.names) {
+        if (authority.hasIssued(name)) {
+            return complain(kFailed, name + " was issued already; choose another --issue name");
+        }
+    }
+    for (const std::string& name : options.names) {
         authority.issue(name);
         std::printf("%s/%s.pem\n%s/%s.key\n", options.folder.c_str(), name.c_str(), options.folder.c_str(),
                     name.c_str());
@@ -47,6 +52,9 @@ int revoke(const Options& options) {
     const CertificatePointer certificate = parseCertificate(content);
     if (certificate == nullptr) {
         return complain(kFailed, options.certificate + ": " + reasonText(EBADMSG));
+    }
+    if (!DemoCa::isIn(options.folder)) {
+        return complain(kNotFound, "there is no demonstration authority in " + options.folder);
     }
     const std::string list = DemoCa::open(options.folder).revoke(*certificate);
     const uint32_t error = TarnHostCertAddCrl(list.data(), static_cast<uint32_t>(list.size()), nullptr);

@@ -1,7 +1,9 @@
 // "tarnctl cert install" and "tarnctl cert uninstall".
 #include <openssl/crypto.h>
 
+#include <array>
 #include <cerrno>
+#include <cstdio>
 #include <memory>
 
 #include "cert.h"
@@ -50,10 +52,16 @@ int install(const Options& options) {
                                               reasonText(error));
 }
 
+std::string typeText(uint32_t omType) {
+    std::array<char, 16> text = {};
+    std::snprintf(text.data(), text.size(), "0x%x", omType);
+    return text.data();
+}
+
 int uninstall(uint32_t omType) {
     const uint32_t error = TarnHostCertUninstall(omType);
     if (error == ENOENT) {
-        return complain(kNotFound, "no certificate of this type is installed");
+        return complain(kNotFound, "no certificate of type " + typeText(omType) + " is installed");
     }
     return error == 0 ? kDone : complainOf("cannot remove the certificate", error);
 }

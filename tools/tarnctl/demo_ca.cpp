@@ -92,6 +92,10 @@ std::string readFile(const std::string& path) {
     return content;
 }
 
+bool exists(const std::string& path) {
+    return access(path.c_str(), F_OK) == 0;
+}
+
 void addExtension(X509* certificate, X509* issuer, int nid, const std::string& value) {
     X509V3_CTX context;
     X509V3_set_ctx(&context, issuer, certificate, nullptr, nullptr, 0);
@@ -152,7 +156,17 @@ CertificatePointer parseCertificate(const std::string& pem) {
     return CertificatePointer(PEM_read_bio_X509(memoryBio(pem).get(), nullptr, nullptr, const_cast<char*>("")));
 }
 
+bool DemoCa::isIn(const std::string& folder) {
+    return exists(folder + "/ca.pem") || exists(folder + "/ca.key");
+}
+
 DemoCa DemoCa::open(const std::string& folder) {
+    for (const char* const part : {"ca.pem", "ca.key"}) {
+        if (!exists(std::string(folder).append("/").append(part))) {
+            throw std::runtime_error(folder + " holds only part of a demonstration authority: " + part +
+                                     " is not there");
+        }
+    }
     CertificatePointer certificate = parseCertificate(readFile(folder + "/ca.pem"));
     const std::string keyText = readFile(folder + "/ca.key");
     KeyPointer key(PEM_read_bio_PrivateKey(memoryBio(keyText).get(), nullptr, nullptr, const_cast<char*>("")));
@@ -167,7 +181,7 @@ DemoCa DemoCa::openOrMake(const std::string& folder) {
     if (mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST) {
         failedFile(folder);
     }
-    if (access((folder + "/ca.pem").c_str(), F_OK) == 0) {
+    if (isIn(folder)) {
         return open(folder);
     }
     KeyPointer key(needed(EVP_EC_gen("P-256")));
@@ -179,6 +193,10 @@ DemoCa DemoCa::openOrMake(const std::string& folder) {
     writeFile(folder + "/ca.key", pemOf(key.get()), O_EXCL);
     writeFile(folder + "/ca.pem", pemOf(certificate.get()), O_EXCL);
     return {folder, std::move(key), std::move(certificate)};
+}
+
+bool DemoCa::hasIssued(const std::string& name) const {
+    return exists(folder_ + "/" + name + ".key") || exists(folder_ + "/" + name + ".pem");
 }
 
 void DemoCa::issue(const std::string& name) const {

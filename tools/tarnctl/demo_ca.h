@@ -25,10 +25,14 @@ class DemoCa {
  public:
     // All throw std::runtime_error with a text for people when something fails.
 
+    // Whether the folder holds an authority, or part of one.
+    static bool isIn(const std::string& folder);
     // Opens the authority of a folder, or makes both.
     static DemoCa openOrMake(const std::string& folder);
     // Only one that is there.
     static DemoCa open(const std::string& folder);
+
+    bool hasIssued(const std::string& name) const;
 
     // Writes NAME.pem, certificate and authority, and NAME.key; for the host names "localhost" and `name`.
     void issue(const std::string& name) const;

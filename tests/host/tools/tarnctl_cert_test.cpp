@@ -43,7 +43,9 @@ TEST(TarnctlCert, InstallsChecksAndRevokes) {
     struct stat status = {};
     ASSERT_EQ(stat((std::string(TarnHostDir()) + "/authority/ca.key").c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 0777U, 0600U);
-    EXPECT_EQ(cert("demo-ca authority").code, 1) << "server is there already and stays";
+    const Result again = cert("demo-ca authority --issue fresh server");
+    EXPECT_EQ(again.code, 1);
+    EXPECT_EQ(again.output, "tarnctl: server was issued already; choose another --issue name\n");
     expectDone("demo-ca authority --issue third");
 
     expectDone("install 0x107 --cert authority/server.pem --key authority/server.key");
@@ -101,6 +103,9 @@ TEST(TarnctlCert, SaysWhatIsWrong) {
     EXPECT_EQ(cert("demo-ca foreign --issue one").code, 0);
     const Result stranger = cert("revoke other/one.pem --ca foreign");
     EXPECT_EQ(stranger.code, 1);
+    const Result nowhere = cert("revoke other/one.pem --ca nowhere");
+    EXPECT_EQ(nowhere.code, 3);
+    EXPECT_EQ(nowhere.output, "tarnctl: there is no demonstration authority in nowhere\n");
     EXPECT_THAT(stranger.output, HasSubstr("is not one of the authority in foreign"));
 }
 
