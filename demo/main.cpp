@@ -101,13 +101,20 @@ int perform(const Options& options) {
     return transcript.failures() == 0 ? 0 : kExitFailed;
 }
 
+bool wantsColour() {
+    const char* const never = getenv("NO_COLOR");
+    const char* const terminal = getenv("TERM");
+    return isatty(STDOUT_FILENO) != 0 && (never == nullptr || *never == '\0') && terminal != nullptr &&
+           std::strcmp(terminal, "dumb") != 0;
+}
+
 // The exit code to end with at once, or -1 to go on.
 int parse(int argc, char** argv, Options& options) {
     constexpr option kLong[] = {{"keep", no_argument, nullptr, 'k'},
                                 {"no-colour", no_argument, nullptr, 'n'},
                                 {"help", no_argument, nullptr, 'h'},
                                 {nullptr, 0, nullptr, 0}};
-    options.colours = isatty(STDOUT_FILENO) != 0 && getenv("NO_COLOR") == nullptr;
+    options.colours = wantsColour();
     for (int opt = 0; (opt = getopt_long(argc, argv, "kh", kLong, nullptr)) != -1;) {
         switch (opt) {
             case 'k':
@@ -117,8 +124,7 @@ int parse(int argc, char** argv, Options& options) {
                 options.colours = false;
                 break;
             case 'h':
-                std::fputs(kUsage, stdout);
-                return 0;
+                return std::fputs(kUsage, stdout) >= 0 && std::fflush(stdout) == 0 ? 0 : kExitFailed;
             default:
                 std::fputs(kUsage, stderr);
                 return kExitUsage;

@@ -3,12 +3,33 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
 
 namespace tarn::tool {
 namespace {
 
 constexpr int kDone = 0;
+constexpr int kFailed = 1;
 constexpr int kUsage = 2;
+
+// The command that the words name, with the program before it.
+std::string commandOf(const CLI::App& app) {
+    const auto chosen = app.get_subcommands();
+    return chosen.empty() ? app.get_name() : app.get_name() + " " + commandOf(*chosen.front());
+}
+
+// What is wrong with the words. One that nobody knows says more than what is missing behind it.
+std::string reasonOf(const CLI::App& app, const CLI::ParseError& error) {
+    const std::vector<std::string> unknown = app.remaining(true);
+    const auto option = std::find_if(unknown.begin(), unknown.end(),
+                                     [](const std::string& word) { return word.size() > 1 && word[0] == '-'; });
+    if (option != unknown.end()) {
+        return *option + " is no option here; a word that begins with - stands behind --";
+    }
+    return unknown.empty() ? error.what() : "\"" + unknown.front() + "\" is not known here";
+}
 
 } // namespace
 
@@ -81,6 +102,17 @@ std::vector<std::string> wordsOf(int argc, char** argv) {
     return {argv + std::min(argc, 1), argv + argc};
 }
 
+bool isOutputWritten(const std::string& program) {
+    errno = 0;
+    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) {
+        return true;
+    }
+    const char* const reason = errno == 0 ? "" : std::strerror(errno);
+    std::fprintf(stderr, "%s: cannot write to standard output%s%s\n", program.c_str(), *reason == '\0' ? "" : ": ",
+                 reason);
+    return false;
+}
+
 int runCommandLine(const Program& program, std::vector<std::string> words, const std::function<void(Command)>& define) {
     CLI::App app(program.description, program.name);
     app.footer(program.footer);
@@ -91,7 +123,13 @@ int runCommandLine(const Program& program, std::vector<std::string> words, const
     try {
         app.parse(std::move(words));
     } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? kDone : kUsage;
+        if (error.get_exit_code() == 0) {
+            app.exit(error); // prints the help or the version
+            return isOutputWritten(program.name) ? kDone : kFailed;
+        }
+        std::fprintf(stderr, "%s: %s; see %s --help\n", program.name.c_str(), reasonOf(app, error).c_str(),
+                     commandOf(app).c_str());
+        return kUsage;
     }
     return chosen();
 }

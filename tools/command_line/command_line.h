@@ -67,6 +67,9 @@ struct Program {
 // The words behind the name of the program, first one first.
 std::vector<std::string> wordsOf(int argc, char** argv);
 
+// Flushes standard output; false, with a line on standard error, when not all of it could be written.
+bool isOutputWritten(const std::string& program);
+
 // Reads the words and runs what they choose; its exit code, or 2 with a line on standard error for wrong usage.
 // `define` adds the arguments and commands.
 int runCommandLine(const Program& program, std::vector<std::string> words, const std::function<void(Command)>& define);

@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <iostream>
 #include <memory>
 #include <string>
 #include <vector>
@@ -139,9 +138,9 @@ int launch(const Options& options) {
     }
     if (options.list) {
         for (const TarnHostProcess* process : chosen) {
-            std::cout << (process->name == nullptr ? "" : process->name) << "\n";
+            std::printf("%s\n", process->name == nullptr ? "" : process->name);
         }
-        return 0;
+        return tarn::tool::isOutputWritten("tarn_launch") ? 0 : kProcessFailed;
     }
     holdSignals();
     const LauncherPointer launcher(TarnHostLauncherCreate());
@@ -169,7 +168,8 @@ int run(int argc, char** argv) {
         {"tarn_launch",
          "Starts the processes of an image, a shared object that exports a table of processes, and takes them\n"
          "down together. SIGINT and SIGTERM stop them; none is restarted.",
-         "Exit codes: 0 all processes ended with 0; 1 one did not; 2 nothing was run; 128 + signal when stopped."},
+         "Exit codes: 0 all processes ended with 0; 1 one did not; 2 not all could be started; 128 + signal when "
+         "stopped."},
         tarn::tool::wordsOf(argc, argv), addArguments);
 }
 

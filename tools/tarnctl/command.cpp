@@ -19,8 +19,10 @@ int complainOf(const std::string& what, uint32_t error) {
 
 bool wantsColour() {
     static const bool wants = [] {
-        const char* never = std::getenv("NO_COLOR");
-        return isatty(STDOUT_FILENO) != 0 && (never == nullptr || *never == '\0');
+        const char* const never = std::getenv("NO_COLOR");
+        const char* const terminal = std::getenv("TERM");
+        return isatty(STDOUT_FILENO) != 0 && (never == nullptr || *never == '\0') && terminal != nullptr &&
+               std::strcmp(terminal, "dumb") != 0;
     }();
     return wants;
 }
@@ -30,9 +32,7 @@ std::string emphasised(const std::string& text) {
 }
 
 int finish() {
-    return std::fflush(stdout) == 0 && std::ferror(stdout) == 0
-               ? kDone
-               : complain(kFailed, std::string("cannot write to standard output: ") + std::strerror(errno));
+    return tarn::tool::isOutputWritten("tarnctl") ? kDone : kFailed;
 }
 
 } // namespace tarnctl

@@ -26,7 +26,7 @@ int complain(ExitCode code, const std::string& text);
 // For a call of the host platform that failed with an errno.
 int complainOf(const std::string& what, uint32_t error);
 
-// Whether standard output wants colours: a terminal, and NO_COLOR is not set.
+// Whether standard output wants colours: a terminal that knows them, and NO_COLOR is not set.
 bool wantsColour();
 
 // The text in bold, on a terminal.

@@ -74,7 +74,9 @@ int get(const Options& options) {
 } // namespace
 
 void addConfigGet(Command config) {
-    Command command = config.subcommand("get", "Prints the value of one key, or KEY=VALUE lines of several");
+    Command command = config.subcommand("get",
+                                        "Prints the value of one key, or KEY=VALUE lines of several; when some are not "
+                                        "there, of the others, and ends with 3");
     auto options = std::make_shared<Options>();
     command.value("KEY", options->keys, "The keys, in their exact letter case").required();
     command.flag("--json", options->json, "Print a JSON object; a protected value is null");

@@ -66,7 +66,7 @@ void addConfigSet(Command config) {
 }
 
 void addConfigUnset(Command config) {
-    Command command = config.subcommand("unset", "Removes keys");
+    Command command = config.subcommand("unset", "Removes keys; when some are not there, the others, and ends with 3");
     auto keys = std::make_shared<std::vector<std::string>>();
     command.value("KEY", *keys, "The keys, in their exact letter case").required();
     command.runs([keys] { return unset(*keys); });

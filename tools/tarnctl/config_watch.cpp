@@ -52,22 +52,30 @@ void printLines(const Options& options, const TarnHostConfigChange* changes, uin
     }
 }
 
-// Nobody reads any more, or memory is out: the end.
-void giveUp(const std::string& reason) {
-    complain(kFailed, reason);
+void giveUp() {
     kill(getpid(), SIGUSR1);
 }
 
+// When nobody reads any more, this ends as every other command does. The platform's threads hold all signals back.
+void letBrokenPipeEnd() {
+    sigset_t broken;
+    sigemptyset(&broken);
+    sigaddset(&broken, SIGPIPE);
+    pthread_sigmask(SIG_UNBLOCK, &broken, nullptr);
+}
+
 void print(const TarnHostConfigChange* changes, uint32_t count, void* argument) {
+    letBrokenPipeEnd();
     const auto& options = *static_cast<const Options*>(argument);
     try {
         options.json ? printJson(options, changes, count) : printLines(options, changes, count);
     } catch (const std::bad_alloc&) {
-        giveUp("memory is out");
+        complain(kFailed, "memory is out");
+        giveUp();
         return;
     }
-    if (std::fflush(stdout) != 0) {
-        giveUp("cannot write to standard output");
+    if (finish() != kDone) {
+        giveUp();
     }
 }
 

@@ -30,8 +30,11 @@ struct Options {
 
 int listProcesses(bool json) {
     const char* directory = TarnHostDir();
+    if (directory == nullptr) {
+        return kFailed; // It has said why.
+    }
     std::vector<std::string> names;
-    if (directory == nullptr || (!readNames(std::string(directory) + "/log", names) && errno != ENOENT)) {
+    if (!readNames(std::string(directory) + "/log", names) && errno != ENOENT) {
         return complain(kFailed, std::string("cannot read the logs: ") + std::strerror(errno));
     }
     const Json array = makeArray();
@@ -111,7 +114,8 @@ void addLogCommand(Command app) {
     Command command = app.subcommand("log", "Prints the last records of a process; without one, whose logs there are");
     auto options = std::make_shared<Options>();
     command.value("PROCESS", options->process, "Name of the process, or NAME.PID");
-    command.value("-n,--lines", options->count, "How many records of all its files together").showsDefault();
+    command.value("-n,--lines", options->count, "How many records, of the newest file of each of its logs")
+        .showsDefault();
     command.flag("-f,--follow", options->follow, "Go on with new records until Ctrl-C");
     command.flag("--json", options->json, "Print one JSON object a record, or a JSON array of the processes");
     command.runs([options] { return show(*options); });

@@ -104,6 +104,7 @@ TEST(Tarnctl, SetsGetsAndLists) {
          {Words{}, Words{"config"}, Words{"config", "set", "Conf.t.a"}, Words{"config", "get"}, Words{"nonsense"}}) {
         EXPECT_EQ(run(words).code, 2);
     }
+    EXPECT_THAT(run({"config", "get", "--nope"}).complaint, testing::StartsWith("tarnctl: --nope is no option here"));
 }
 
 TEST(Tarnctl, KeepsSecrets) {
