@@ -54,10 +54,15 @@ void onInterrupt(int) {
     interrupted = true;
 }
 
-bool parseNumber(const char* text, uint32_t least, uint32_t most, uint32_t& number) {
+// False, with a complaint, for what is no number between these.
+bool parseNumber(const char* name, const char* text, uint32_t least, uint32_t most, uint32_t& number) {
     const char* const end = text + std::strlen(text);
     const auto [rest, error] = std::from_chars(text, end, number);
-    return error == std::errc() && rest == end && number >= least && number <= most;
+    if (error == std::errc() && rest == end && number >= least && number <= most) {
+        return true;
+    }
+    std::fprintf(stderr, "tarn_soak: %s takes a number from %u to %u, not \"%s\"\n", name, least, most, text);
+    return false;
 }
 
 // The exit code to end with at once, or -1 to go on.
@@ -71,23 +76,26 @@ int parse(int argc, char** argv, Options& options) {
     for (int opt = 0; (opt = getopt_long(argc, argv, "s:kh", kLong, nullptr)) != -1;) {
         switch (opt) {
             case 's':
-                understood = understood && parseNumber(optarg, 5, kLongestSeconds, options.seconds);
+                understood = parseNumber("--seconds", optarg, 5, kLongestSeconds, options.seconds) && understood;
                 break;
             case 'r':
-                understood = understood && parseNumber(optarg, 0, UINT32_MAX, options.seed);
+                understood = parseNumber("--seed", optarg, 0, UINT32_MAX, options.seed) && understood;
                 break;
             case 'k':
                 options.keep = true;
                 break;
             case 'h':
-                std::fputs(kUsage, stdout);
-                return 0;
+                return std::fputs(kUsage, stdout) >= 0 && std::fflush(stdout) == 0 ? 0 : kExitFailed;
             default:
                 understood = false;
         }
     }
-    if (!understood || optind < argc) {
-        std::fputs(kUsage, stderr);
+    if (understood && optind < argc) {
+        std::fprintf(stderr, "tarn_soak: what is \"%s\"?\n", argv[optind]);
+        understood = false;
+    }
+    if (!understood) {
+        std::fprintf(stderr, "\n%s", kUsage);
         return kExitUsage;
     }
     return -1;
