@@ -6,12 +6,14 @@
 #   NAME      only the programs build/release/bin/bench_* with NAME in their name
 #   ARGUMENT  handed to these programs, for instance --benchmark_filter=REGEX
 #
-# Run it on an idle machine. Exits non-zero when a program does.
+# TARN_BENCH_SECONDS in the environment shortens the 60 seconds for which the timers are measured. Run it on an idle
+# machine. Exits non-zero when a program does.
 source "$(dirname "${BASH_SOURCE[0]}")/../common.sh"
 
 wanted=${1:-}
 (($# == 0)) || shift
 
+compgen -G "bench/bench_*${wanted//[^a-z_]/?}*.cpp" >/dev/null || usage_error "no benchmark is called bench_*$wanted*"
 build_preset release bench/all
 
 ran=0 failed=()

@@ -23,7 +23,7 @@ all_targets() {
 parse_arguments() {
   local argument
   targets=()
-  if [[ ${1:-} =~ ^[0-9]+$ ]]; then
+  if [[ ${1:-} =~ ^[0-9]{1,9}$ ]]; then
     ((10#$1 > 0)) || usage_error "a target needs a second at least"
     seconds=$((10#$1))
     shift

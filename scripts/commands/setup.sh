@@ -13,7 +13,7 @@ parse_arguments() {
   local argument
   groups=(build)
   for argument in "$@"; do
-    if [[ $argument != --* ]] || ! grep -q "^${argument#--} | " scripts/packages.txt; then
+    if [[ ! $argument =~ ^--[a-z]+$ ]] || ! grep -q "^${argument#--} | " scripts/packages.txt; then
       usage_error "setup does not know '$argument'"
     fi
     groups+=("${argument#--}")

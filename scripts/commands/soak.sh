@@ -8,8 +8,9 @@
 source "$(dirname "${BASH_SOURCE[0]}")/../common.sh"
 
 minutes=5
-if [[ ${1:-} =~ ^[0-9]+$ ]]; then
-  minutes=$1
+if (($# > 0)) && [[ $1 != -* ]]; then
+  [[ $1 =~ ^[0-9]{1,5}$ ]] || usage_error "'$1' is no number of minutes"
+  minutes=$((10#$1))
   shift
 fi
 ((minutes >= 1 && minutes <= 240)) || usage_error "soak runs for 1 to 240 minutes"
