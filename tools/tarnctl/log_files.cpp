@@ -55,8 +55,8 @@ bool readLine(std::FILE& file, std::string& line) {
     return false;
 }
 
-// The log's files that are younger than `last`, which was the newest, and older than `newest`: the youngest first. While
-// a process renames them, which it does from the oldest on, one may be met twice and one name may be free.
+// The log's files that are younger than `last`, which was the newest, and older than `newest`: the youngest first.
+// While a process renames them, which it does from the oldest on, one may be met twice and one name may be free.
 std::vector<OpenFile> between(const std::string& path, std::FILE& newest, std::FILE& last) {
     std::vector<OpenFile> found;
     bool wasFree = false;
