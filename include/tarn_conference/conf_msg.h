@@ -102,8 +102,8 @@ uint32_t ConfCommMsgSynSendImpl(const char* recvProcName, ConfCommMsgHandler han
  * @param timeout       Longest wait in milliseconds.
  * @return the handler's result, or `CONF_MSG_ERR_SEND`.
  *
- * The block attached to the answer belongs to the caller, who releases it with `OSMemTypeFreeMon`. Without `data` to find
- * it by it is lost.
+ * The block attached to the answer belongs to the caller, who releases it with `OSMemTypeFreeMon`. Without `data` to
+ * find it by it is lost.
  */
 uint32_t ConfCommMsgSynSendImplHaveResp(const char* recvProcName, ConfCommMsgHandler handler, uint32_t msgId,
                                         void* data, uint32_t dataLen, uint32_t timeout);

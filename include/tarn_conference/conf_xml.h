@@ -9,8 +9,8 @@
  *
  * A path is element names with one blank between them: "Conf Param Item".
  *
- * Bad arguments are answered, most of them with a record, and never followed. There is no lock: one document is used by one thread at a
- * time, different documents by any threads.
+ * Bad arguments are answered, most of them with a record, and never followed. There is no lock: one document is used by
+ * one thread at a time, different documents by any threads.
  */
 #ifndef TARN_CONFERENCE_CONF_XML_H
 #define TARN_CONFERENCE_CONF_XML_H

@@ -26,8 +26,8 @@ std::string wantedDirectory() {
     return "/tmp/tarn-" + std::to_string(getuid());
 }
 
-// Creates the directory if it is absent; 0 or an errno. One that another user prepared, or can put files into, is refused
-// with EPERM.
+// Creates the directory if it is absent; 0 or an errno. One that another user prepared, or can put files into, is
+// refused with EPERM.
 int makeOwnDirectory(const std::string& path) {
     if (mkdir(path.c_str(), 0700) != 0 && errno != EEXIST) {
         return errno;

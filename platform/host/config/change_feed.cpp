@@ -83,8 +83,8 @@ int ChangeFeed::subscribe(const std::string& prefix, Deliver deliver, Subscripti
     }
     subscriptions_.push_back(fresh);
     subscription = std::move(fresh);
-    // The event of a change behind `end` may have come while there was nobody to tell. This fails only while the thread is
-    // about to wake anyway.
+    // The event of a change behind `end` may have come while there was nobody to tell. This fails only while the thread
+    // is about to wake anyway.
     static_cast<void>(eventfd_write(wakes_.load(), 1));
     return 0;
 }
