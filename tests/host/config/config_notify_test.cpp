@@ -107,6 +107,19 @@ TEST_F(ConfigNotify, MayBeEndedFromWithin) {
 std::atomic<bool> isHeldUp;
 
 // Who falls behind the log of changes, or gets another file, learns the present values.
+std::atomic<pid_t> forked = 0;
+
+TEST_F(ConfigNotify, AChildForkedInTheCallbackEnds) {
+    const Connection connection("Conf", [](uint32_t, uint32_t, uint32_t, ConfConfigOmNotify*) { forked = fork(); });
+    ASSERT_EQ(put("Conf.fork", "1"), 0U);
+    ASSERT_TRUE(comesTrue([] { return forked != 0; }));
+    EXPECT_EQ(endOf(forked), EXIT_FAILURE);
+    forked = 0;
+    ASSERT_EQ(put("Conf.fork", "2"), 0U);
+    ASSERT_TRUE(comesTrue([] { return forked != 0; })) << "the parent goes on";
+    EXPECT_EQ(endOf(forked), EXIT_FAILURE);
+}
+
 TEST_F(ConfigNotify, CatchesUpWithPresentValues) {
     const auto holdUp = [](uint32_t msgId, uint32_t second, uint32_t third, ConfConfigOmNotify* notify) {
         while (isHeldUp) {

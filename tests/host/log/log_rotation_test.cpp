@@ -1,6 +1,8 @@
 // Rotation keeps what the limits say, and neither it nor concurrency loses or tears a record.
 #include "log/log_files.h"
 
+#include <sys/resource.h>
+
 using namespace tarn::test;
 
 TEST(LogRotation, KeepsTheNewestFilesWithinTheirSize) {
@@ -26,6 +28,24 @@ TEST(LogRotation, LimitsMayBeAsSmallAsOneRecordAndNoPredecessor) {
     EXPECT_EQ(createLog("none.log", 2, 1).id, log.id);
     log.writeMany("new", 3);
     EXPECT_THAT(allTextsOf(log.path()), ElementsAre("new 0", "new 1", "new 2"));
+}
+
+TEST(LogRotation, WithoutADescriptorTheFileGrowsAndNoOlderOneGoes) {
+    const LogFile log = createLog("full.log", 3, 400);
+    log.writeMany("before", 40);
+    const std::vector<std::string> before = allTextsOf(log.path());
+    rlimit limit = {};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    const rlimit none = {0, limit.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &none);
+    log.writeMany("during", 10);
+    setrlimit(RLIMIT_NOFILE, &limit);
+    const std::vector<std::string> after = allTextsOf(log.path());
+    ASSERT_EQ(after.size(), before.size() + 10);
+    EXPECT_TRUE(std::equal(before.begin(), before.end(), after.begin()));
+    log.write("again");
+    EXPECT_THAT(textsOf(log.path()), ElementsAre("again"));
+    EXPECT_THAT(textsOf(log.path() + ".1"), testing::Contains("during 9"));
 }
 
 TEST(LogRotation, ThreadsLoseNothing) {
