@@ -32,7 +32,11 @@ void LogTroubles::note(LogTrouble trouble, int error, const std::string& fileNam
                words.consequence);
         return;
     }
-    report("the log file %s can be %s again; %" PRIu64 " records were lost", fileName.c_str(), words.action, lost);
+    if (trouble == LogTrouble::kRotating) {
+        report("the log file %s can be %s again", fileName.c_str(), words.action);
+    } else {
+        report("the log file %s can be %s again; %" PRIu64 " records were lost", fileName.c_str(), words.action, lost);
+    }
 }
 
 } // namespace tarn::host
