@@ -3,20 +3,6 @@
 
 using namespace tarn::test;
 
-TEST(LogProcess, KillLosesNothing) {
-    runChild(
-        "killed",
-        [] {
-            createLog("a.log", 9, 3000).writeMany("record", 100);
-            raise(SIGKILL);
-        },
-        -SIGKILL);
-    const std::vector<std::string> texts = allTextsOf(logDirectory("killed") + "a.log");
-    ASSERT_THAT(texts, SizeIs(100));
-    EXPECT_EQ(texts.front(), "record 0");
-    EXPECT_EQ(texts.back(), "record 99");
-}
-
 TEST(LogProcess, OfOneNameKeepApart) {
     const std::string plain = logDirectory("twin");
     const auto numbered = [](pid_t pid) { return logDirectory(("twin." + std::to_string(pid)).c_str()); };

@@ -166,22 +166,6 @@ TEST(TimerWheel, MissedPeriodsAreCountedAndPastExpiriesComeAtTheNextTick) {
     EXPECT_TRUE(wheel.popDue(3001, due));
 }
 
-TEST(TimerWheel, HandlesOfClearedTimersNameNothing) {
-    TimerWheel wheel;
-    const TimerHandle first = wheel.add({}, 7);
-    const TimerHandle second = wheel.add(periodic(1), 7);
-    TimerWheel::Due due;
-    ASSERT_TRUE(wheel.popDue(7, due));
-    wheel.clear();
-    EXPECT_EQ(wheel.count(), 0U);
-    EXPECT_EQ(wheel.nextWake(), std::nullopt);
-    wheel.add({}, 1);
-    wheel.add({}, 2);
-    EXPECT_FALSE(wheel.remove(first));
-    EXPECT_FALSE(wheel.remove(second));
-    EXPECT_EQ(wheel.nextWake(), 1U);
-}
-
 TEST(TickClock, TimersAreNeverEarly) {
     const TickClock::Time start(std::chrono::hours(5));
     const TickClock clock(start, microseconds(10'000));
