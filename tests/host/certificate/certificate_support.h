@@ -24,8 +24,7 @@ uint32_t install(uint32_t omType, const Identity& identity, const std::string& p
 uint32_t addCa(const std::string& certificates, uint32_t* count = nullptr);
 uint32_t addCrl(const std::string& lists, uint32_t* count = nullptr);
 
-// The id that the certificate service gives a certificate, in a buffer of so many bytes; empty after the failure that
-// `expected` names.
+// The id that the certificate service gives a certificate, in a buffer of so many bytes; empty when that fails.
 std::string idOf(std::string certificate, uint32_t expected = 0, uint32_t capacity = OM_CERT_ID_LEN);
 
 // A server with what the library loads for a type, and a client with what it lists as trusted, shake hands.
