@@ -249,6 +249,7 @@ TEST_F(CertificateFilesTest, KeylessTypesGiveNoKeyAway) {
     EXPECT_STREQ(told.keyPassword, "");
     for (const uint32_t omType : {0x109U, 0x104U}) {
         ASSERT_EQ(install(omType, leaf_), 0U);
+        EXPECT_TRUE(fs::exists(folderOf(omType)));
     }
     EXPECT_EQ(capability(), (std::vector<uint8_t>{0, 0, 1, 0, 0, 0, 1, 0, 0, 0}));
 }

@@ -89,6 +89,9 @@ TEST(MessageBlock, TravelsWithTheAnswerOrStaysWithTheHandler) {
         EXPECT_EQ(read<void*>(payload.data(), kPointerAt), nullptr);
         EXPECT_EQ(read<uint32_t>(payload.data(), kLengthAt), 0U);
     }
+    Bytes shortData = blockRequest(kAttachNothing);
+    write(shortData.data(), kDataLengthAt, 79U); // Ends within the pointer, whatever stands behind it.
+    EXPECT_EQ(call("attacher", shortData, 20000, 2).bytes, shortData);
     // Too short for the fields of a block; and a plain call, which is none of the platform's business.
     EXPECT_EQ(call("attacher", blockRequest(kAttach, kWhole - 1), 20000, 2).bytes, blockRequest(kAttach, kWhole - 1));
     EXPECT_EQ(callFor(kAttachNothing, 1).bytes, blockRequest(kAttachNothing));
