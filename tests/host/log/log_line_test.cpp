@@ -45,8 +45,8 @@ TEST(LogLine, TextsStayReadableAndCannotForgeRecords) {
         {"Gr\xc3\xbc\xc3\x9f\x65 \xe4\xbc\x9a\xe8\xae\xae \xf0\x9f\x98\x80",
          "Gr\xc3\xbc\xc3\x9f\x65 \xe4\xbc\x9a\xe8\xae\xae \xf0\x9f\x98\x80"},
         {"\xc2\x9b"
-         "1m \xc0\xaf \xed\xa0\x80 \xf4\x90\x80\x80 \xe4\xbc",
-         "\\xC2\\x9B1m \\xC0\\xAF \\xED\\xA0\\x80 \\xF4\\x90\\x80\\x80 \\xE4\\xBC"},
+         "1m \xc0\xaf \xe0\x80\xaf \xed\xa0\x80 \xf4\x90\x80\x80 \xe4\xbc",
+         "\\xC2\\x9B1m \\xC0\\xAF \\xE0\\x80\\xAF \\xED\\xA0\\x80 \\xF4\\x90\\x80\\x80 \\xE4\\xBC"},
     };
     for (const auto& [text, written] : cases) {
         log.write(text);
@@ -63,6 +63,7 @@ TEST(LogLine, LongTextsAreCutBetweenCharacters) {
     const LogFile log = createLog("cut.log", 9, 1U << 20U, 10);
     for (const auto& [text, written] : {std::pair("0123456789", "0123456789"),
                                         {"0123456789a", "0123456789 [cut 1 bytes]"},
+                                        {"0123456\xe4\xbc\x9a!", "0123456\xe4\xbc\x9a [cut 1 bytes]"},
                                         {"01234567\xe4\xbc\x9a", "01234567 [cut 3 bytes]"}}) {
         log.write(text);
         EXPECT_EQ(log.last(), written);
@@ -77,9 +78,7 @@ TEST(LogLine, TheLibraryWritesWholeRecordsOrNone) {
     ASSERT_EQ(ConfLogInit(), 0U);
     const std::string path = logDirectory() + "Conference.log";
     for (const size_t length : {508U, 509U}) {
-        errno = EXDEV;
         ConfLogPrintf(CONF_LOG_ERROR, "f", "file", 1, "%s", std::string(length, 't').c_str());
-        EXPECT_EQ(errno, EXDEV);
     }
     EXPECT_THAT(textsOf(path), ElementsAre("[f]" + std::string(508, 't')));
 }

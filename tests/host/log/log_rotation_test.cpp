@@ -48,6 +48,16 @@ TEST(LogRotation, WithoutADescriptorTheFileGrowsAndNoOlderOneGoes) {
     EXPECT_THAT(textsOf(log.path() + ".1"), testing::Contains("during 9"));
 }
 
+TEST(LogRotation, ComesWithTheFirstByteTooMuch) {
+    const LogFile log = createLog("exact.log");
+    log.write("a");
+    const auto lineBytes = static_cast<uint32_t>(fs::file_size(log.path()));
+    createLog("exact.log", 1, 2 * lineBytes).write("b");
+    EXPECT_THAT(textsOf(log.path()), ElementsAre("a", "b"));
+    createLog("exact.log", 1, 3 * lineBytes - 1).write("c");
+    EXPECT_THAT(textsOf(log.path()), ElementsAre("c"));
+}
+
 TEST(LogRotation, ThreadsLoseNothing) {
     constexpr int kRecords = 1500;
     const LogFile log = createLog("threads.log", 250, 8000);

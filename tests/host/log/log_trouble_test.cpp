@@ -43,6 +43,10 @@ TEST(LogTrouble, FileSizeLimitTearsNothing) {
         }
         EXPECT_GT(TarnHostLogLostRecords(), 20U);
         EXPECT_LE(fs::file_size(log.path()), 3000U);
+        runChild("heir", [&] {
+            log.write("mine");
+            EXPECT_THAT(textsOf(log.path()), ElementsAre("mine")) << "what was lost is its parent's";
+        });
         expectGap(log);
     });
     expectTold(child, "cannot be written: ", "can be written again; ");
@@ -89,7 +93,9 @@ TEST(LogTrouble, SomethingElseInPlaceOfTheFile) {
         const std::string path = logDirectory() + "a.log";
         ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
         const LogFile log = createLog("a.log"); // must not wait for a reader
+        errno = EXDEV;
         log.write("before");
+        EXPECT_EQ(errno, EXDEV) << "callers log from within their error handling";
         other.write("other");
         fs::remove(path);
         fs::create_symlink(other.path(), path);

@@ -133,7 +133,7 @@ class MessageForeignUser : public MessagePeer {
         if (geteuid() != 0) {
             GTEST_SKIP() << "only root can become another user";
         }
-        // What keeps others out first is the directory; here only the check of the peer is wanted.
+        // What keeps others out first are the directories; here only the check of the peer is wanted.
         chmod(TarnHostDir(), 0711);
         chmod(messageFile("").c_str(), 0711);
     }
