@@ -21,14 +21,15 @@ TEST_F(ConfigClient, WritesAllRecordsOrNone) {
     const Connection connection;
     ConfConfigOmRecord records[] = {recordOf("Conf.first", "1"), {}};
     const auto refuse = [&](const char* what, auto spoil) {
-        records[1] = recordOf("Conf.second", "2");
+        records[1] = recordOf("Conf.second", "22");
         spoil(records[1]);
         EXPECT_EQ(TarnOmConfigStringMset(records, 2), kInvalid) << what;
     };
     refuse("empty key", [](auto& record) { record = recordOf("", "2"); });
     refuse("value without an end", [](auto& record) { std::memset(record.value.text, 'v', sizeof record.value.text); });
     refuse("length of the key", [](auto& record) { record.key.length = 0xFFFFFFFF; });
-    refuse("length of the value", [](auto& record) { record.value.length = 2; });
+    refuse("too short a length", [](auto& record) { record.value.length = 1; });
+    refuse("too large a length", [](auto& record) { record.value.length = 3; });
     refuse("key without an end", [](auto& record) { std::memset(record.key.text, 'k', sizeof record.key.text); });
     EXPECT_EQ(held("Conf.first"), std::nullopt);
     expectAll(kInvalid, {TarnOmConfigStringGet(&records[1]), TarnOmConfigStringMget(records, 2),
