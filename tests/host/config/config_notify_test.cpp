@@ -86,6 +86,7 @@ TEST_F(ConfigNotify, IsSilentAfterTheEnd) {
         std::this_thread::sleep_for(std::chrono::milliseconds(i));
         ASSERT_EQ(TarnOmConfigUnInit("Conf"), 0U);
         isEnded = true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(5)); // A call that was not waited for would end now.
     }
     EXPECT_EQ(callsAfterEnd, 0);
 }

@@ -127,6 +127,7 @@ TEST_F(ConfigTrouble, ForksStartDisconnectedWhileOthersWrite) {
             meanwhile([i = 0]() mutable { EXPECT_EQ(put("Conf.forks.parent", std::to_string(i++)), 0U); });
         for (int i = 0; i < 20; ++i) {
             EXPECT_EQ(runForked([&] {
+                          EXPECT_EQ(openDescriptors("anon_inode:inotify"), 0U);
                           EXPECT_EQ(put("Conf.forks.child", "no"), uint32_t{ENOTCONN});
                           const Connection own("Conf", remember);
                           EXPECT_EQ(put("Conf.forks.child", std::to_string(i)), 0U);

@@ -82,12 +82,16 @@ TEST(MemoryDamageDeathTest, BadReleasesAreNamedAndEndTheProcess) {
     release(block);
 }
 
+// New places all the time, so that every lock of the account is held now and then.
 TEST(MemoryFork, ChildOfAThreadedProcessAllocates) {
-    const std::jthread other = tarn::test::meanwhile([] { release(allocate(32)); });
+    const auto allocateElsewhere = [line = 0U]() mutable {
+        release(OsMemMallocSetCharMon(16, 0, 0, 0, ++line, "elsewhere"));
+    };
+    const std::jthread other = tarn::test::meanwhile(allocateElsewhere);
     for (int i = 0; i < 25; ++i) {
         EXPECT_EQ(tarn::test::runForked([] {
-                      for (int k = 0; k < 100; ++k) {
-                          release(allocate(16));
+                      for (uint32_t line = 0; line < 100; ++line) {
+                          release(OsMemMallocSetCharMon(16, 0, 0, 0, line, "child"));
                       }
                       return 0;
                   }),

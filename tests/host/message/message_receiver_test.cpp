@@ -22,16 +22,6 @@ uint32_t startInFork(const char* name) {
     return static_cast<uint32_t>(runForked([&] { return static_cast<int>(OsMsgReceiverStart(name, obey)); }));
 }
 
-size_t openSockets() {
-    size_t sockets = 0;
-    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
-        std::error_code gone;
-        const bool own = std::stoi(entry.path().filename()) > STDERR_FILENO;
-        sockets += own && read_symlink(entry.path(), gone).string().starts_with("socket:") ? 1 : 0;
-    }
-    return sockets;
-}
-
 TEST(MessageReceiver, HoldsItsNameAloneUntilItStops) {
     EXPECT_EQ(OsMsgReceiverStart("server", nullptr), kInvalid);
     for (const char* name : {static_cast<const char*>(nullptr), "../server", "sixteen-letters!"}) {
@@ -94,7 +84,7 @@ TEST(MessageReceiver, AForkedChildStartsClean) {
     ASSERT_EQ(echo("server"), 0U);
     ASSERT_EQ(echo("own"), 0U);
     EXPECT_EQ(runForked([] {
-                  EXPECT_EQ(openSockets(), 0U);
+                  EXPECT_EQ(openDescriptors("socket:"), 0U);
                   EXPECT_EQ(OsMsgReceiverStop("own"), uint32_t{ENOENT});
                   EXPECT_EQ(echo("server"), 0U);
                   EXPECT_EQ(echo("own"), 0U);

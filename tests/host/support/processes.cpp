@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <filesystem>
 #include <sstream>
 
 namespace tarn::test {
@@ -91,6 +92,16 @@ std::string CaughtErrors::text() const {
 
 long CaughtErrors::mentions(const std::string& part) const {
     return mentionsIn(text(), part);
+}
+
+size_t openDescriptors(const std::string& kind) {
+    size_t count = 0;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+        std::error_code gone;
+        const bool own = std::stoi(entry.path().filename()) > STDERR_FILENO;
+        count += own && read_symlink(entry.path(), gone).string().starts_with(kind) ? 1 : 0;
+    }
+    return count;
 }
 
 FileSizeLimit::FileSizeLimit(size_t bytes) {

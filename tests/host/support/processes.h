@@ -87,6 +87,9 @@ class CaughtErrors {
     int saved_;
 };
 
+// Descriptors of this process, but the standard ones, that /proc names like that.
+size_t openDescriptors(const std::string& kind);
+
 // While it lives, no file of this process grows beyond so many bytes, as on a full disk.
 class FileSizeLimit {
  public:
