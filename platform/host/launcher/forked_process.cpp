@@ -12,6 +12,7 @@
 #include <cstdlib>
 #include <utility>
 
+#include "base/owned_descriptor.h"
 #include "tarn_host/host_process.h"
 
 namespace tarn::host {
@@ -31,16 +32,16 @@ bool kernelOpensProcesses() {
 }
 
 // What tells of a process's end where the kernel has no descriptors of processes: a pipe whose other end is the
-// process's alone.
+// process's alone. So that end must outlive the fork, which closes a `Descriptor` in the child.
 struct LifePipe {
     Descriptor launcherEnd;
-    Descriptor processEnd;
+    OwnedDescriptor processEnd;
 
     // False with errno set.
     bool open() {
         int ends[2] = {-1, -1};
         launcherEnd = Descriptor::make([&] { return pipe2(ends, O_CLOEXEC) == 0 ? ends[0] : -1; });
-        processEnd = Descriptor::make([&] { return ends[1]; });
+        processEnd = OwnedDescriptor(ends[1]);
         return static_cast<bool>(launcherEnd);
     }
 };
@@ -95,7 +96,8 @@ int ForkedProcess::start() {
     if (!descriptor_) {
         const int noDescriptor = errno;
         kill(pid, SIGKILL);
-        waitpid(pid, nullptr, 0);
+        while (waitpid(pid, nullptr, 0) < 0 && errno == EINTR) {
+        }
         return noDescriptor;
     }
     state_.pid = static_cast<uint32_t>(pid);

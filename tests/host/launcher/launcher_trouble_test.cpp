@@ -1,0 +1,58 @@
+// What the launcher does when the system or the program around it is not as usual.
+#include <errno.h>
+#include <gtest/gtest.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <cstddef>
+#include <ctime>
+#include <iterator>
+
+#include "support/processes.h"
+#include "tarn_host/host_launcher.h"
+
+namespace {
+
+using namespace tarn::test;
+
+constexpr uint32_t kLongMs = 20000;
+
+int sleepASecond(void* /*argument*/) {
+    sleep(1);
+    return 0;
+}
+
+// Takes the kernel's descriptors of processes from this process and its children.
+bool forgetProcessDescriptors() {
+    sock_filter filter[] = {
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_pidfd_open, 0, 1),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | ENOSYS),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+    };
+    const sock_fprog program = {std::size(filter), filter};
+    return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 && prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0;
+}
+
+TEST(LauncherTrouble, SleepsWhileItWaitsWithoutProcessDescriptors) {
+    EXPECT_EQ(runForked([] {
+                  if (!forgetProcessDescriptors()) {
+                      return 0; // The kernel takes no filter of system calls.
+                  }
+                  TarnHostLauncher* const launcher = TarnHostLauncherCreate();
+                  const TarnHostProcess process = {"sleeper", sleepASecond, nullptr};
+                  EXPECT_EQ(TarnHostLauncherStart(launcher, &process), 0U);
+                  const std::clock_t before = std::clock();
+                  TarnHostProcessState state = {};
+                  EXPECT_EQ(TarnHostLauncherWait(launcher, kLongMs, &state), 0U);
+                  EXPECT_LT(std::clock() - before, CLOCKS_PER_SEC / 10) << "processor time of one second";
+                  TarnHostLauncherDestroy(launcher);
+                  return 0;
+              }),
+              0);
+}
+
+} // namespace
