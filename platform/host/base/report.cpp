@@ -1,13 +1,12 @@
 #include "base/report.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 
+#include "base/standard_error.h"
 #include "tarn_host/host_process.h"
 
 namespace tarn::host {
@@ -23,8 +22,7 @@ void report(const char* format, ...) {
     va_end(arguments);
     used = std::min(used + static_cast<size_t>(std::max(text, 0)), line.size() - 2);
     line[used++] = '\n';
-    // There is nobody left to tell when standard error is closed.
-    [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, line.data(), used);
+    writeStandardError({line.data(), used});
     errno = savedErrno;
 }
 

@@ -1,7 +1,6 @@
 #include "log/log_client.h"
 
 #include <pthread.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
@@ -12,6 +11,7 @@
 #include <cstring>
 #include <utility>
 
+#include "base/standard_error.h"
 #include "tarn_host/host_process.h"
 
 namespace tarn::host {
@@ -187,9 +187,7 @@ void LogClient::write(uint16_t fileId, LogRecord record, size_t textBytes) {
     record.text = record.text.substr(0, wholeCharacters(record.text, limit));
     record.cutBytes = textBytes - record.text.size();
     if (copyToStandardError_) {
-        const std::string_view line = line_.compose(processName(), record);
-        // There is nobody left to tell when standard error is closed.
-        [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, line.data(), line.size());
+        writeStandardError(line_.compose(processName(), record));
     }
     if (file == nullptr) {
         ++lost_;
