@@ -1,4 +1,4 @@
-// An owned file descriptor.
+// An owned file descriptor, never a standard one.
 #pragma once
 
 #include <unistd.h>
@@ -6,12 +6,15 @@
 #include <cerrno>
 #include <utility>
 
+#include "base/above_standard.h"
+
 namespace tarn::host {
 
 class OwnedDescriptor {
  public:
     OwnedDescriptor() = default;
-    explicit OwnedDescriptor(int descriptor) : descriptor_(descriptor) {}
+    // Takes a new descriptor, or -1 with `errno`.
+    explicit OwnedDescriptor(int descriptor) : descriptor_(aboveStandard(descriptor)) {}
     OwnedDescriptor(OwnedDescriptor&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
     OwnedDescriptor& operator=(OwnedDescriptor&& other) noexcept {
         std::swap(descriptor_, other.descriptor_);

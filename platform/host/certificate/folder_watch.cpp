@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <string>
 
+#include "base/above_standard.h"
 #include "certificate/certificate_types.h"
 #include "tarn_host/host_process.h"
 
@@ -39,7 +40,7 @@ FolderWatch::FolderWatch()
 }
 
 int FolderWatch::open() {
-    events_ = inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
+    events_ = aboveStandard(inotify_init1(IN_CLOEXEC | IN_NONBLOCK));
     if (events_ < 0) {
         return errno;
     }

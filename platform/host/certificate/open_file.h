@@ -8,13 +8,15 @@
 #include <utility>
 #include <vector>
 
+#include "base/above_standard.h"
+
 namespace tarn::host {
 
 // Owns a descriptor.
 class OpenFile {
  public:
     OpenFile() = default;
-    explicit OpenFile(int descriptor) : descriptor_(descriptor) {}
+    explicit OpenFile(int descriptor) : descriptor_(aboveStandard(descriptor)) {}
     OpenFile(OpenFile&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
     OpenFile& operator=(OpenFile&& other) noexcept {
         std::swap(descriptor_, other.descriptor_);

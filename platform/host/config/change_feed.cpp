@@ -14,6 +14,7 @@
 #include <new>
 #include <string_view>
 
+#include "base/above_standard.h"
 #include "base/report.h"
 #include "base/service_thread.h"
 #include "tarn_host/host_process.h"
@@ -47,7 +48,7 @@ int ChangeFeed::start() {
         return 0;
     }
     if (events_.load() < 0) {
-        events_.store(inotify_init1(IN_CLOEXEC | IN_NONBLOCK));
+        events_.store(aboveStandard(inotify_init1(IN_CLOEXEC | IN_NONBLOCK)));
     }
     if (wakes_.load() < 0) {
         wakes_.store(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));

@@ -7,6 +7,8 @@
 #include <cerrno>
 #include <mutex>
 
+#include "base/above_standard.h"
+
 namespace tarn::host {
 namespace {
 
@@ -49,7 +51,7 @@ std::mutex opening;
 // SQLite would create the file with a mode that lets others read it. A file that is there already is not opened:
 // closing it would take away the locks of the process's other connections.
 int createFile(const std::string& path) {
-    const int file = ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+    const int file = aboveStandard(::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
     if (file < 0) {
         return errno == EEXIST ? 0 : errno;
     }

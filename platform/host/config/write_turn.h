@@ -9,6 +9,8 @@
 #include <cerrno>
 #include <string>
 
+#include "base/above_standard.h"
+
 namespace tarn::host {
 
 // One a process, guarded by its owner's lock.
@@ -20,7 +22,7 @@ class WriteTurn {
             return false;
         }
         if (file_ < 0) {
-            file_ = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
+            file_ = aboveStandard(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
         }
         // Where there can be no such file, writing itself tells why.
         taken_ = file_ < 0 || flock(file_, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;

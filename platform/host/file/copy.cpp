@@ -11,6 +11,7 @@
 #include <new>
 #include <string>
 
+#include "base/above_standard.h"
 #include "tarn_platform/os_file.h"
 
 namespace {
@@ -20,7 +21,7 @@ constexpr mode_t kPermissions = S_IRWXU | S_IRWXG | S_IRWXO;
 
 class Descriptor {
  public:
-    explicit Descriptor(int number) : number_(number) {}
+    explicit Descriptor(int number) : number_(tarn::host::aboveStandard(number)) {}
     ~Descriptor() {
         if (number_ >= 0) {
             close(number_);

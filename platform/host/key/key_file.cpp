@@ -13,6 +13,7 @@
 #include <cstring>
 #include <string>
 
+#include "base/above_standard.h"
 #include "base/host_directory.h"
 #include "base/report.h"
 
@@ -21,7 +22,7 @@ namespace {
 
 class File {
  public:
-    explicit File(int descriptor) : descriptor_(descriptor) {}
+    explicit File(int descriptor) : descriptor_(aboveStandard(descriptor)) {}
     ~File() {
         if (descriptor_ >= 0) {
             close(descriptor_);

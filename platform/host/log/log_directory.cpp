@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <utility>
 
+#include "base/above_standard.h"
 #include "base/host_directory.h"
 #include "log/dead_directories.h"
 
@@ -64,7 +65,8 @@ int LogDirectory::claimNamed(const std::string& name) {
         return made == EACCES ? EPERM : made;
     }
     const std::string lockPath = path + kLockName;
-    const int file = open(lockPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600);
+    const int file =
+        aboveStandard(open(lockPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600));
     if (file < 0) {
         return errno == EACCES ? EPERM : errno;
     }

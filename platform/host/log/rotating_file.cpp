@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstdio>
 
+#include "base/above_standard.h"
 #include "log/log_directory.h"
 
 namespace tarn::host {
@@ -62,7 +63,8 @@ bool RotatingFile::current(bool thorough) {
 int RotatingFile::open(const std::string& path) {
     close();
     // Not blocking: a pipe of that name must not hold up the process.
-    const int file = ::open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600);
+    const int file =
+        aboveStandard(::open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600));
     if (file < 0) {
         return errno;
     }
@@ -99,7 +101,8 @@ int RotatingFile::rotate(uint32_t kept) {
     }
     // The new file first: without it nothing may move, or each line that tries again would cost a predecessor.
     const std::string fresh = hiddenName(path_);
-    const int file = ::open(fresh.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0600);
+    const int file =
+        aboveStandard(::open(fresh.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0600));
     if (file < 0) {
         return errno;
     }

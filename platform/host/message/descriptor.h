@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <utility>
 
+#include "base/above_standard.h"
 #include "message/service.h"
 
 namespace tarn::host {
@@ -30,7 +31,7 @@ class Descriptor {
     static Descriptor make(Open open) {
         Service& owner = service();
         const std::lock_guard lock(owner.forkMutex);
-        return Descriptor(owner, open());
+        return Descriptor(owner, aboveStandard(open()));
     }
 
     int get() const { return descriptor_; }

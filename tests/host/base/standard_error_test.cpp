@@ -1,14 +1,21 @@
-// A process outlives the reader of its standard error.
+// A process outlives the reader of its standard error, and writes none of it into a file of its own.
 #include <errno.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <unistd.h>
 
 #include <cstdlib>
+#include <functional>
+#include <string>
+#include <vector>
 
 #include "support/processes.h"
+#include "tarn_host/host_message.h"
 #include "tarn_host/host_process.h"
+#include "tarn_platform/om_certificate.h"
 #include "tarn_platform/om_log.h"
+#include "tarn_platform/os_file.h"
 
 namespace {
 
@@ -40,6 +47,35 @@ TEST(StandardError, MayLoseItsReader) {
                   return 0;
               }),
               0);
+}
+
+bool isClosed(int descriptor) {
+    return fcntl(descriptor, F_GETFD) < 0;
+}
+
+void onRecord(OsMsgRecord* /*record*/) {}
+
+TEST(StandardError, GoesIntoNoFileOfAProcessStartedWithoutIt) {
+    const std::string scratch = std::string(TarnHostDir()) + "/scratch";
+    const std::vector<std::function<bool()>> opens = {
+        [] {
+            OmLogCreationRecord creation = {512, 5, 300, "a.log"};
+            ConfLogInfo info = {0, "a"};
+            TarnOmLogClientInit("closed", 0);
+            return TarnOmLogCreateLog(&creation, &info) == 0;
+        },
+        [] { return OsMsgReceiverStart("closed", onRecord) == 0; },
+        [] { return TarnOmCertClientInit(nullptr) == 0; },
+        [&] { return OsFopen(scratch.c_str(), "w") != nullptr; },
+    };
+    for (size_t i = 0; i < opens.size(); ++i) {
+        EXPECT_EQ(runForked([&] {
+                      closefrom(0);
+                      return !opens[i]() ? 2 : isClosed(0) && isClosed(1) && isClosed(2) ? 0 : 3;
+                  }),
+                  0)
+            << i;
+    }
 }
 
 } // namespace
