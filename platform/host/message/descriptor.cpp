@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include <new>
+
 namespace tarn::host {
 
 Descriptor::Descriptor(Service& owner, int descriptor) : owner_(&owner), descriptor_(descriptor) {
@@ -10,7 +12,13 @@ Descriptor::Descriptor(Service& owner, int descriptor) : owner_(&owner), descrip
     }
     const auto index = static_cast<size_t>(descriptor);
     if (owner.descriptors.size() <= index) {
-        owner.descriptors.resize(index + 64);
+        try {
+            owner.descriptors.resize(index + 64);
+        } catch (const std::bad_alloc&) {
+            close(std::exchange(descriptor_, -1));
+            errno = ENOMEM;
+            return;
+        }
     }
     owner.descriptors[index] = true;
 }

@@ -12,6 +12,7 @@
 #include "base/deadline.h"
 #include "base/report.h"
 #include "base/service_thread.h"
+#include "base/undo.h"
 #include "memory/account_code.h"
 #include "message/address.h"
 #include "message/answer_block.h"
@@ -73,6 +74,10 @@ int Receiver::start(const std::shared_ptr<Receiver>& self) {
     if (error != 0) {
         return error;
     }
+    Undo removal([this] {
+        unlink(socketPath_.c_str()); // An empty path is none yet.
+        lock_.release();
+    });
     socketPath_ = socketPath(directory, name_);
     SocketAddress address;
     error = address.set(directory, name_);
@@ -84,9 +89,8 @@ int Receiver::start(const std::shared_ptr<Receiver>& self) {
     if (error == 0) {
         error = startThread(self);
     }
-    if (error != 0) {
-        unlink(socketPath_.c_str());
-        lock_.release();
+    if (error == 0) {
+        removal.cancel();
     }
     return error;
 }
@@ -123,7 +127,7 @@ void Receiver::close() {
 void Receiver::join() {
     if (threadReceiver == this) {
         thread_.detach();
-    } else {
+    } else if (thread_.joinable()) {
         thread_.join();
     }
 }

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <new>
 
+#include "base/undo.h"
 #include "message/address.h"
 #include "message/receiver.h"
 #include "tarn_host/host_message.h"
@@ -32,9 +33,10 @@ uint32_t start(const char* processName, RecordCallback onRecord) {
     auto receiver = std::make_shared<Receiver>(processName, onRecord);
     // The entry first: it is what may run out of memory.
     const auto place = own.receivers.emplace(processName, receiver).first;
+    Undo removal([&] { own.receivers.erase(place); });
     const int error = receiver->start(receiver);
-    if (error != 0) {
-        own.receivers.erase(place);
+    if (error == 0) {
+        removal.cancel();
     }
     return static_cast<uint32_t>(error);
 }
