@@ -33,9 +33,13 @@ void Flusher::release(size_t bytes) {
 }
 
 int Flusher::startThread() {
+    if (!drainsAtExit_ && std::atexit([] { service().flusher->drain(); }) != 0) {
+        return ENOMEM;
+    }
+    drainsAtExit_ = true;
     wake_ = Descriptor::make([] { return eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK); });
-    if (!wake_ || std::atexit([] { service().flusher->drain(); }) != 0) {
-        return wake_ ? ENOMEM : errno;
+    if (!wake_) {
+        return errno;
     }
     return startServiceThread(thread_, "msg-flush", [this] { run(); });
 }

@@ -21,7 +21,7 @@ class Flusher {
     // Takes room for queued bytes; false when the process has queued too much already.
     bool reserve(size_t bytes);
     void release(size_t bytes);
-    // The connection's queue has become non-empty; 0 or an errno.
+    // The connection's queue has become non-empty; 0 or an errno, after which it is not served. Throws nothing.
     int add(std::shared_ptr<OutgoingConnection> connection);
     // At the end of the process: waits a while for the queues to empty, and tells what is lost.
     void drain();
@@ -37,6 +37,7 @@ class Flusher {
     std::condition_variable emptied_;
     std::vector<std::shared_ptr<OutgoingConnection>> connections_;
     Descriptor wake_;
+    bool drainsAtExit_ = false;
     // The thread's own, here so that a forked child does not lose them.
     std::vector<std::shared_ptr<OutgoingConnection>> served_;
     std::vector<pollfd> wanted_;

@@ -255,8 +255,8 @@ int OutgoingConnection::ask(const FrameHeader& header, const Deadline& deadline,
     return call(header, nullptr, deadline, answer);
 }
 
+// All or nothing: a queue that no flusher serves would hold back whatever comes behind it.
 int OutgoingConnection::enqueue(const Gather& pieces) {
-    const bool first = queue_.empty();
     try {
         std::vector<std::byte> rest;
         rest.reserve(pieces.remaining());
@@ -265,8 +265,13 @@ int OutgoingConnection::enqueue(const Gather& pieces) {
     } catch (const std::bad_alloc&) {
         return ENOMEM;
     }
+    const int error = queue_.size() == 1 ? service().flusher->add(shared_from_this()) : 0;
+    if (error != 0) {
+        queue_.pop_back();
+        return error;
+    }
     queueBytes_ += pieces.remaining();
-    return first ? service().flusher->add(shared_from_this()) : 0;
+    return 0;
 }
 
 int OutgoingConnection::post(const FrameHeader& header, const void* payload) {
@@ -284,13 +289,14 @@ int OutgoingConnection::post(const FrameHeader& header, const void* payload) {
     int error = queue_.empty() ? pieces.send(socket_.get()) : EAGAIN;
     if (error == EAGAIN) {
         error = enqueue(pieces);
+        if (error != 0 && pieces.remaining() == whole) {
+            flusher.release(whole);
+            return error; // The connection is as good as before.
+        }
     } else if (error != 0 && pieces.remaining() == whole) {
         error = kNothingSent;
     }
     flusher.release(error == 0 ? whole - pieces.remaining() : whole);
-    if (error == ENOMEM && pieces.remaining() == whole) {
-        return ENOMEM;
-    }
     introduction_ = {};
     return error == 0 ? 0 : brokenBy(error);
 }
