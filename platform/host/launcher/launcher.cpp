@@ -21,7 +21,11 @@ using tarn::host::Descriptor;
 using tarn::host::ForkedProcess;
 
 struct TarnHostLauncher {
+    const pid_t owner = getpid();
     std::deque<ForkedProcess> processes;
+
+    // A forked child inherits the launcher, but the processes are its sisters.
+    bool isInherited() const { return getpid() != owner; }
 
     ForkedProcess* find(std::string_view name);
     bool anyRuns() const;
@@ -148,7 +152,7 @@ TarnHostLauncher* TarnHostLauncherCreate(void) {
 }
 
 void TarnHostLauncherDestroy(TarnHostLauncher* launcher) {
-    TarnHostLauncherStop(launcher, kDestroyGraceMs);
+    TarnHostLauncherStop(launcher, kDestroyGraceMs); // Of an inherited one nothing.
     delete launcher;
 }
 
@@ -156,6 +160,9 @@ uint32_t TarnHostLauncherStart(TarnHostLauncher* launcher, const TarnHostProcess
     if (launcher == nullptr || process == nullptr || process->entry == nullptr || process->name == nullptr ||
         !tarn::host::validProcessName(process->name)) {
         return EINVAL;
+    }
+    if (launcher->isInherited()) {
+        return EPERM;
     }
     try {
         ForkedProcess* known = launcher->find(process->name);
@@ -177,6 +184,9 @@ uint32_t TarnHostLauncherRestart(TarnHostLauncher* launcher, const char* name) {
     if (launcher == nullptr || name == nullptr) {
         return EINVAL;
     }
+    if (launcher->isInherited()) {
+        return EPERM;
+    }
     ForkedProcess* known = launcher->find(name);
     if (known == nullptr) {
         return ENOENT;
@@ -188,6 +198,9 @@ uint32_t TarnHostLauncherRestart(TarnHostLauncher* launcher, const char* name) {
 uint32_t TarnHostLauncherState(TarnHostLauncher* launcher, const char* name, TarnHostProcessState* state) {
     if (launcher == nullptr || name == nullptr || state == nullptr) {
         return EINVAL;
+    }
+    if (launcher->isInherited()) {
+        return EPERM;
     }
     ForkedProcess* known = launcher->find(name);
     if (known == nullptr) {
@@ -201,6 +214,9 @@ uint32_t TarnHostLauncherState(TarnHostLauncher* launcher, const char* name, Tar
 uint32_t TarnHostLauncherWait(TarnHostLauncher* launcher, uint32_t timeoutMs, TarnHostProcessState* ended) {
     if (launcher == nullptr || ended == nullptr) {
         return EINVAL;
+    }
+    if (launcher->isInherited()) {
+        return EPERM;
     }
     const Deadline deadline(timeoutMs);
     try {
@@ -226,6 +242,9 @@ uint32_t TarnHostLauncherStop(TarnHostLauncher* launcher, uint32_t graceMs) {
     if (launcher == nullptr) {
         return EINVAL;
     }
+    if (launcher->isInherited()) {
+        return EPERM;
+    }
     try {
         return static_cast<uint32_t>(launcher->stop(graceMs, kNoExtra));
     } catch (const std::bad_alloc&) {
@@ -238,6 +257,9 @@ uint32_t TarnHostLauncherRun(TarnHostLauncher* launcher, uint32_t graceMs,
                              int* signal) {
     if (launcher == nullptr) {
         return EINVAL;
+    }
+    if (launcher->isInherited()) {
+        return EPERM;
     }
     EndSignals signals;
     int arrived = 0;

@@ -55,4 +55,27 @@ TEST(LauncherTrouble, SleepsWhileItWaitsWithoutProcessDescriptors) {
               0);
 }
 
+int destroyInherited(void* launcher) {
+    auto* const inherited = static_cast<TarnHostLauncher*>(launcher);
+    const bool refused =
+        TarnHostLauncherStop(inherited, 0) == EPERM && TarnHostLauncherRestart(inherited, "x") == EPERM;
+    TarnHostLauncherDestroy(inherited); // As a launcher with static storage does when the process exits.
+    return refused ? 0 : 1;
+}
+
+TEST(LauncherTrouble, AProcessCannotEndItsSisters) {
+    TarnHostLauncher* const launcher = TarnHostLauncherCreate();
+    const TarnHostProcess sister = {"sister", sleepASecond, nullptr};
+    const TarnHostProcess process = {"process", destroyInherited, launcher};
+    EXPECT_EQ(TarnHostLauncherStart(launcher, &sister), 0U);
+    EXPECT_EQ(TarnHostLauncherStart(launcher, &process), 0U);
+    TarnHostProcessState state = {};
+    EXPECT_EQ(TarnHostLauncherWait(launcher, kLongMs, &state), 0U);
+    EXPECT_STREQ(state.name, "process");
+    EXPECT_EQ(state.exitCode, 0);
+    EXPECT_EQ(TarnHostLauncherState(launcher, "sister", &state), 0U);
+    EXPECT_EQ(state.running, 1U);
+    TarnHostLauncherDestroy(launcher);
+}
+
 } // namespace

@@ -8,6 +8,9 @@
  *
  * Use a launcher from one thread, the one that created it, and keep that thread alive: the kernel ties the life of a
  * forked process to the thread that forked it. Fork before the launching process starts other threads.
+ *
+ * A forked process inherits the launcher but has no power over its sisters: there `TarnHostLauncherDestroy` only
+ * releases it, and all other calls return EPERM.
  */
 #ifndef TARN_HOST_HOST_LAUNCHER_H
 #define TARN_HOST_HOST_LAUNCHER_H
