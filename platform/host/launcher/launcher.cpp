@@ -167,7 +167,11 @@ uint32_t TarnHostLauncherStart(TarnHostLauncher* launcher, const TarnHostProcess
     try {
         ForkedProcess* known = launcher->find(process->name);
         if (known == nullptr) {
-            known = &launcher->processes.emplace_back(*process);
+            const int error = launcher->processes.emplace_back(*process).start();
+            if (error != 0) {
+                launcher->processes.pop_back(); // It was never started.
+            }
+            return static_cast<uint32_t>(error);
         }
         known->reap();
         if (known->running()) {

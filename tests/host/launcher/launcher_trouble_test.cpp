@@ -4,6 +4,7 @@
 #include <linux/filter.h>
 #include <linux/seccomp.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -49,6 +50,22 @@ TEST(LauncherTrouble, SleepsWhileItWaitsWithoutProcessDescriptors) {
                   TarnHostProcessState state = {};
                   EXPECT_EQ(TarnHostLauncherWait(launcher, kLongMs, &state), 0U);
                   EXPECT_LT(std::clock() - before, CLOCKS_PER_SEC / 10) << "processor time of one second";
+                  TarnHostLauncherDestroy(launcher);
+                  return 0;
+              }),
+              0);
+}
+
+TEST(LauncherTrouble, ForgetsWhatItCouldNotStart) {
+    EXPECT_EQ(runForked([] {
+                  TarnHostLauncher* const launcher = TarnHostLauncherCreate();
+                  const TarnHostProcess process = {"unstarted", sleepASecond, nullptr};
+                  const rlimit none = {0, 0};
+                  EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+                  EXPECT_EQ(TarnHostLauncherStart(launcher, &process), uint32_t{EMFILE});
+                  TarnHostProcessState state = {};
+                  EXPECT_EQ(TarnHostLauncherState(launcher, "unstarted", &state), uint32_t{ENOENT});
+                  EXPECT_EQ(TarnHostLauncherRestart(launcher, "unstarted"), uint32_t{ENOENT});
                   TarnHostLauncherDestroy(launcher);
                   return 0;
               }),
