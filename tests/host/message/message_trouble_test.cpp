@@ -1,8 +1,11 @@
-// What the messages do without memory: each allocation of an operation fails in turn.
+// What the messages do without memory, where each allocation of an operation fails in turn, and with foreign files.
+#include <sys/stat.h>
+
 #include <atomic>
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <new>
 
 #include "message/message_support.h"
@@ -101,6 +104,17 @@ TEST(MessageTrouble, OnlyRefusedPostsAreLost) {
     for (int allocation = 1; allocation <= 10; ++allocation) {
         EXPECT_EQ(runForked([&] { return postWithout(allocation); }), 0);
     }
+}
+
+TEST(MessageTrouble, APipeInPlaceOfALockFileHoldsUpNothing) {
+    ASSERT_EQ(OsMsgReceiverStart("listed", obey), 0U);
+    ASSERT_EQ(mkfifo(messageFile("pipe.lock").c_str(), 0600), 0);
+    uint32_t count = 0;
+    EXPECT_EQ(TarnHostReceiverList(nullptr, 0, &count), 0U);
+    EXPECT_EQ(count, 1U);
+    EXPECT_NE(OsMsgReceiverStart("pipe", obey), 0U);
+    EXPECT_EQ(OsMsgReceiverStop("listed"), 0U);
+    std::filesystem::remove(messageFile("pipe.lock"));
 }
 
 } // namespace
