@@ -62,30 +62,32 @@ std::string absolutePath(std::string path) {
     return path;
 }
 
-const std::string& directory() {
+struct HostDirectory {
+    std::string path;
+    int error = 0;
+};
+
+const HostDirectory& hostDirectory() {
     // Never destroyed: threads of the services still ask for it while the process ends.
-    static const std::string& path = *new std::string([] {
-        std::string wanted = absolutePath(wantedDirectory());
-        const int error = makeOwnDirectory(wanted);
-        if (error != 0) {
-            report("cannot use the directory %s: %s; set TARN_HOST_DIR to a directory of your own", wanted.c_str(),
-                   reasonText(error));
-            wanted.clear();
+    static const HostDirectory& directory = *new HostDirectory([] {
+        HostDirectory wanted = {absolutePath(wantedDirectory())};
+        wanted.error = makeOwnDirectory(wanted.path);
+        if (wanted.error != 0) {
+            report("cannot use the directory %s: %s; set TARN_HOST_DIR to a directory of your own", wanted.path.c_str(),
+                   reasonText(wanted.error));
         }
         return wanted;
     }());
-    return path;
+    return directory;
 }
 
 } // namespace
 
 int makeHostSubdirectory(const std::string& name, std::string& path) {
-    path = directory();
-    if (path.empty()) {
-        return ENOENT;
-    }
+    const HostDirectory& host = hostDirectory();
+    path = host.path;
     // It was there at the start, but somebody may have removed it since.
-    int error = makeOwnDirectory(path);
+    int error = host.error != 0 ? host.error : makeOwnDirectory(path);
     size_t start = 0;
     while (error == 0 && start < name.size()) {
         const size_t end = std::min(name.find('/', start), name.size());
@@ -96,21 +98,17 @@ int makeHostSubdirectory(const std::string& name, std::string& path) {
     return error;
 }
 
-std::string hostSubdirectory(const std::string& name) {
-    std::string path;
-    const int error = makeHostSubdirectory(name, path);
-    if (error == 0) {
-        return path;
-    }
-    if (!path.empty()) {
+int HostSubdirectory::make(std::string& path) {
+    const int error = makeHostSubdirectory(name_, path);
+    if (hostDirectory().error == 0 && told_.isNews(error)) {
         report("cannot use the directory %s: %s", path.c_str(), reasonText(error));
     }
-    return {};
+    return error;
 }
 
 } // namespace tarn::host
 
 const char* TarnHostDir(void) {
-    const std::string& path = tarn::host::directory();
-    return path.empty() ? nullptr : path.c_str();
+    const auto& directory = tarn::host::hostDirectory();
+    return directory.error == 0 ? directory.path.c_str() : nullptr;
 }

@@ -1,5 +1,7 @@
 // The directories of the product below the host directory, made at their first use.
-#include <mutex>
+#include <atomic>
+#include <cstdlib>
+#include <cstring>
 #include <new>
 #include <string>
 
@@ -8,46 +10,46 @@
 
 namespace {
 
-// A directory that could not be made is tried again at the next call.
+// A directory that could not be made is tried again at the next call. Its text stays where it is until the process is
+// gone, because threads may still use it while the process ends.
 class ProductDirectory {
  public:
-    explicit ProductDirectory(const char* name) : name_(name) {}
+    constexpr explicit ProductDirectory(const char* name) : directory_(name) {}
 
-    const char* path() noexcept {
-        const std::lock_guard lock(mutex_);
-        if (!path_.empty()) {
-            return path_.c_str();
-        }
-        try {
-            path_ = tarn::host::hostSubdirectory(name_);
-        } catch (const std::bad_alloc&) {
-            return nullptr;
-        }
-        return path_.empty() ? nullptr : path_.c_str();
+    const char* path() {
+        const char* const known = path_.load(std::memory_order_acquire);
+        return known != nullptr ? known : make();
     }
 
  private:
-    const char* const name_;
-    std::mutex mutex_;
-    std::string path_;
+    const char* make() {
+        try {
+            std::string path;
+            char* const made = directory_.make(path) == 0 ? strdup(path.c_str()) : nullptr;
+            char* others = nullptr;
+            if (path_.compare_exchange_strong(others, made, std::memory_order_acq_rel)) {
+                return made;
+            }
+            std::free(made);
+            return others;
+        } catch (const std::bad_alloc&) {
+            return nullptr;
+        }
+    }
+
+    tarn::host::HostSubdirectory directory_;
+    std::atomic<char*> path_ = nullptr;
 };
 
-// Never destroyed, because threads may still use the texts while the process ends.
-template <const char* Name>
-ProductDirectory& productDirectory() {
-    static auto& directory = *new ProductDirectory(Name);
-    return directory;
-}
-
-constexpr char kConfiguration[] = "config-files";
-constexpr char kStorage[] = "storage";
+constinit ProductDirectory configuration("config-files");
+constinit ProductDirectory storage("storage");
 
 } // namespace
 
 const char* TarnOmCustUtilGetCfgPath(uint32_t) {
-    return productDirectory<kConfiguration>().path();
+    return configuration.path();
 }
 
 const char* TarnOmCustUtilGetStoragePath(void) {
-    return productDirectory<kStorage>().path();
+    return storage.path();
 }

@@ -16,6 +16,7 @@
 #include "base/above_standard.h"
 #include "base/host_directory.h"
 #include "base/report.h"
+#include "base/told_error.h"
 
 namespace tarn::host {
 namespace {
@@ -119,18 +120,21 @@ ValueKey::~ValueKey() {
 }
 
 int loadValueKey(ValueKey& key) {
-    const std::string directory = hostSubdirectory("keys");
-    if (directory.empty()) {
-        return EACCES;
+    static constinit HostSubdirectory keys("keys");
+    static constinit ToldError told;
+    std::string directory;
+    int error = keys.make(directory);
+    if (error != 0) {
+        return error;
     }
     std::string path = directory;
     path += "/value.key";
-    int error = readKey(path, key);
+    error = readKey(path, key);
     if (error == ENOENT) {
         error = makeKey(directory, path);
         error = error != 0 ? error : readKey(path, key);
     }
-    if (error != 0) {
+    if (told.isNews(error)) {
         report("cannot use the key file %s: %s", path.c_str(), adviceFor(error));
     }
     return error;

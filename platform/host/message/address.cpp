@@ -20,8 +20,9 @@ bool validReceiverName(std::string_view name) {
                        [](char c) { return c != '/' && static_cast<unsigned char>(c) > ' ' && c != 0x7F; });
 }
 
-std::string messageDirectory() {
-    return hostSubdirectory("msg");
+int messageDirectory(std::string& path) {
+    static constinit HostSubdirectory directory("msg");
+    return directory.make(path);
 }
 
 std::string socketPath(const std::string& directory, std::string_view name) {

@@ -14,8 +14,8 @@ namespace tarn::host {
 // 1 to 15 characters that a file name may hold; not starting with '.'.
 bool validReceiverName(std::string_view name);
 
-// The directory of the sockets; empty, with the reason on standard error, when it cannot be used.
-std::string messageDirectory();
+// The directory of the sockets. 0 or an errno, with the reason on standard error.
+int messageDirectory(std::string& path);
 std::string socketPath(const std::string& directory, std::string_view name);
 std::string lockPath(const std::string& directory, std::string_view name);
 

@@ -87,9 +87,10 @@ int connectError(int error) {
 
 int OutgoingConnection::open(const char* receiver, const Deadline* deadline,
                              std::shared_ptr<OutgoingConnection>& connection) {
-    const std::string directory = messageDirectory();
-    if (directory.empty()) {
-        return ECONNREFUSED;
+    std::string directory;
+    const int unusable = messageDirectory(directory);
+    if (unusable != 0) {
+        return unusable;
     }
     auto opened = std::make_shared<OutgoingConnection>();
     opened->receiver_ = receiver;

@@ -66,11 +66,11 @@ const Receiver* Receiver::current() {
 }
 
 int Receiver::start(const std::shared_ptr<Receiver>& self) {
-    const std::string directory = messageDirectory();
-    if (directory.empty()) {
-        return ENOENT;
+    std::string directory;
+    int error = messageDirectory(directory);
+    if (error == 0) {
+        error = lock_.acquire(lockPath(directory, name_));
     }
-    int error = lock_.acquire(lockPath(directory, name_));
     if (error != 0) {
         return error;
     }

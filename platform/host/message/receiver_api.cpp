@@ -54,12 +54,16 @@ std::shared_ptr<Receiver> closeAndRemove(const char* processName) {
     return receiver;
 }
 
-// Receivers of other processes: this process's own lock files must not be opened and closed.
-void listOthers(const Service& own, std::vector<TarnHostReceiver>& all) {
-    const std::string directory = messageDirectory();
-    const std::unique_ptr<DIR, int (*)(DIR*)> open(directory.empty() ? nullptr : opendir(directory.c_str()), closedir);
+// Receivers of other processes: this process's own lock files must not be opened and closed. 0 or an errno.
+int listOthers(const Service& own, std::vector<TarnHostReceiver>& all) {
+    std::string directory;
+    const int error = messageDirectory(directory);
+    if (error != 0) {
+        return error;
+    }
+    const std::unique_ptr<DIR, int (*)(DIR*)> open(opendir(directory.c_str()), closedir);
     if (open == nullptr) {
-        return;
+        return errno;
     }
     while (const dirent* file = readdir(open.get())) {
         std::string_view name = file->d_name;
@@ -73,6 +77,7 @@ void listOthers(const Service& own, std::vector<TarnHostReceiver>& all) {
             all.push_back(entry(std::string(name), holder.pid, holder.startTime));
         }
     }
+    return 0;
 }
 
 uint32_t list(TarnHostReceiver* receivers, uint32_t capacity, uint32_t* count) {
@@ -82,7 +87,10 @@ uint32_t list(TarnHostReceiver* receivers, uint32_t capacity, uint32_t* count) {
     for (const auto& [name, receiver] : own.receivers) {
         all.push_back(entry(name, getpid(), receiver->startTime()));
     }
-    listOthers(own, all);
+    const int error = listOthers(own, all);
+    if (error != 0) {
+        return static_cast<uint32_t>(error);
+    }
     std::sort(all.begin(), all.end(), [](const TarnHostReceiver& left, const TarnHostReceiver& right) {
         return std::strcmp(left.name, right.name) < 0;
     });

@@ -56,7 +56,7 @@ bool isClosed(int descriptor) {
 void onRecord(OsMsgRecord* /*record*/) {}
 
 TEST(StandardError, GoesIntoNoFileOfAProcessStartedWithoutIt) {
-    const std::string scratch = std::string(TarnHostDir()) + "/scratch";
+    const std::string scratch = std::string(std::getenv("TARN_HOST_DIR")) + "/scratch";
     const std::vector<std::function<bool()>> opens = {
         [] {
             OmLogCreationRecord creation = {512, 5, 300, "a.log"};

@@ -19,11 +19,11 @@
  * | ENOMSG | the receiver's callback returned without answering |
  * | EDEADLK | a synchronous call of a receiver to itself, from its own callback |
  * | ENOEXEC | the two processes do not run the same image |
- * | EPERM | the other process belongs to another user |
+ * | EPERM | the other process belongs to another user, or others may write to the host directory |
  * | ENOBUFS | 256 MiB of asynchronous messages of this process wait for slow receivers already |
  * | EADDRINUSE | `OsMsgReceiverStart`: this name is received already, here or in another process |
  * | ENOENT | `OsMsgReceiverStop`: this process does not receive under this name |
- * | ENOMEM, EMFILE, ... | the system's own error |
+ * | ENOMEM, EMFILE, ... | the system's own error, also of a host directory that cannot be used |
  *
  * `OsMsgAsynSend` queues what the receiver's socket has no room for; a thread of this process sends it on. A process
  * that ends through `exit` waits up to 2 seconds for its queues and reports what it had to drop. The refusal of an
