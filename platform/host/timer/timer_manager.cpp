@@ -3,10 +3,14 @@
 #include "timer/timer_manager.h"
 
 #include <pthread.h>
+#include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <new>
 #include <system_error>
+
+#include "base/report.h"
 
 namespace tarn::host {
 namespace {
@@ -128,7 +132,7 @@ void TimerManager::run(uint64_t epoch) {
     inManagerThread = true;
     TimerWheel::Due due;
     std::unique_lock lock(mutex_);
-    while (epoch == epoch_ && state_ != State::kStopping) {
+    while (state_ != State::kStopping) {
         if (wheel_.popDue(clock_.at(std::chrono::steady_clock::now()), due)) {
             runDue(lock, due, epoch);
         } else {
@@ -142,7 +146,8 @@ void TimerManager::runDue(std::unique_lock<std::mutex>& lock, TimerWheel::Due& d
     due.param.callback(&due.param);
     lock.lock();
     if (epoch != epoch_) {
-        return; // the callback forked, and this is the child
+        report("a child forked inside a timer's callback returned from it and was ended");
+        _exit(EXIT_FAILURE);
     }
     ++expiries_;
     wheel_.finishRunning();
