@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 
 #include "base/report.h"
 #include "tarn_host/host_process.h"
@@ -109,6 +110,10 @@ int HostSubdirectory::make(std::string& path) {
 } // namespace tarn::host
 
 const char* TarnHostDir(void) {
-    const auto& directory = tarn::host::hostDirectory();
-    return directory.error == 0 ? directory.path.c_str() : nullptr;
+    try {
+        const auto& directory = tarn::host::hostDirectory();
+        return directory.error == 0 ? directory.path.c_str() : nullptr;
+    } catch (const std::bad_alloc&) {
+        return nullptr; // The next call tries again.
+    }
 }

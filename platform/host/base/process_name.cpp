@@ -1,4 +1,6 @@
 // The name of this process. Fixed storage: the name is asked for on paths that must not allocate.
+#include <pthread.h>
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -13,8 +15,12 @@ namespace {
 
 constexpr size_t kNameBytes = 16;
 
-std::mutex nameMutex;
+constinit std::mutex nameMutex;
 std::array<char, kNameBytes> processName;
+
+// Every report asks for the name, also in a child whose parent had other threads.
+[[maybe_unused]] const int forkHandlers =
+    pthread_atfork([] { nameMutex.lock(); }, [] { nameMutex.unlock(); }, [] { nameMutex.unlock(); });
 
 bool nameCharacter(char c) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' || c == '-' ||

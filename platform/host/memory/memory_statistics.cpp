@@ -1,4 +1,6 @@
 // Reading the account. Sites are never removed, so a walk over them needs no lock.
+#include <pthread.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
@@ -9,6 +11,7 @@
 #include <tuple>
 #include <vector>
 
+#include "base/guarded.h"
 #include "memory/block_table.h"
 #include "memory/guarded_block.h"
 #include "memory/memory_site.h"
@@ -69,6 +72,7 @@ TarnHostMemoryStatus readStatus() {
 // What the previous call of the monitor saw.
 class UseWindow {
  public:
+    std::mutex& mutex() { return mutex_; }
     TarnHostMemoryUse next() {
         const std::lock_guard lock(mutex_);
         const TarnHostMemoryStatus status = readStatus();
@@ -96,6 +100,12 @@ class UseWindow {
     uint64_t bytes_ = 0;
     std::chrono::steady_clock::time_point begin_;
 };
+
+constinit UseWindow useWindow;
+
+// A child of a process with several threads must not find the lock held by a thread that it does not have.
+[[maybe_unused]] const int forkHandlers = pthread_atfork(
+    [] { useWindow.mutex().lock(); }, [] { useWindow.mutex().unlock(); }, [] { useWindow.mutex().unlock(); });
 
 TarnHostMemoryScan scanBlocks() {
     TarnHostMemoryScan scan = {};
@@ -147,16 +157,14 @@ uint32_t OsMemGetMemRec(uint32_t hasFilter, uint32_t, const void* filter, void* 
         }
         fileName = wanted->fileName;
     }
-    try {
+    return tarn::host::guarded([&] {
         const std::vector<TarnHostMemorySite> sites = tarn::host::sortedSites(fileName);
         const size_t count = std::min<size_t>(sites.size(), record->capacity);
         std::copy_n(sites.begin(), count, record->sites);
         record->count = static_cast<uint32_t>(count);
         record->total = static_cast<uint32_t>(sites.size());
         return 0;
-    } catch (const std::bad_alloc&) {
-        return ENOMEM;
-    }
+    });
 }
 
 uint32_t OsMemGetMemStatus(void* out, uintptr_t, uintptr_t) {
@@ -176,11 +184,10 @@ uint32_t OsMemGetMemScan(void* out, uintptr_t, uintptr_t) {
 }
 
 uint32_t OsMemGetMemoryUseMonitor(void* out, uintptr_t, uintptr_t) {
-    static constinit tarn::host::UseWindow window;
     if (out == nullptr) {
         return EINVAL;
     }
-    *static_cast<TarnHostMemoryUse*>(out) = window.next();
+    *static_cast<TarnHostMemoryUse*>(out) = tarn::host::useWindow.next();
     return 0;
 }
 
