@@ -8,10 +8,10 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <new>
 #include <string>
 
 #include "base/above_standard.h"
+#include "base/guarded.h"
 #include "tarn_platform/os_file.h"
 
 namespace {
@@ -141,11 +141,7 @@ int copyFile(const char* from, const char* to) {
 int OsCopyFile(const char* from, const char* to) {
     int error = EINVAL;
     if (from != nullptr && to != nullptr) {
-        try {
-            error = copyFile(from, to);
-        } catch (const std::bad_alloc&) {
-            error = ENOMEM;
-        }
+        error = static_cast<int>(tarn::host::guarded([&] { return copyFile(from, to); }));
     }
     if (error != 0) {
         errno = error;

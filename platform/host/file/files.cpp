@@ -5,9 +5,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <new>
 #include <string>
 
+#include "base/guarded.h"
 #include "tarn_platform/os_file.h"
 
 namespace {
@@ -77,8 +77,8 @@ FILE* OsFopen(const char* path, const char* mode) {
     }
     try {
         return openFile(path, closedOnExec(mode));
-    } catch (const std::bad_alloc&) {
-        errno = ENOMEM;
+    } catch (const std::exception& failure) {
+        errno = tarn::host::errorOf(failure);
         return nullptr;
     }
 }

@@ -2,7 +2,7 @@
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
-#include <new>
+#include <exception>
 #include <string>
 
 #include "base/host_directory.h"
@@ -32,7 +32,7 @@ class ProductDirectory {
             }
             std::free(made);
             return others;
-        } catch (const std::bad_alloc&) {
+        } catch (const std::exception&) {
             return nullptr;
         }
     }

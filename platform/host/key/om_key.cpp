@@ -8,14 +8,15 @@
 #include <cerrno>
 #include <cstring>
 #include <memory>
-#include <new>
 #include <string_view>
 
+#include "base/guarded.h"
 #include "key/key_file.h"
 #include "tarn_host/host_key.h"
 
 namespace {
 
+using tarn::host::guarded;
 using tarn::host::loadValueKey;
 using tarn::host::ValueKey;
 
@@ -125,11 +126,7 @@ uint32_t TarnOmKeymEncrypt(const char* owner, const char* plain, uint32_t plainL
     if (plainLength > kMostPlain) {
         return EMSGSIZE;
     }
-    try {
-        return static_cast<uint32_t>(encrypt(owner, {plain, plainLength}, output, outputLength));
-    } catch (const std::bad_alloc&) {
-        return ENOMEM;
-    }
+    return guarded([&] { return encrypt(owner, {plain, plainLength}, output, outputLength); });
 }
 
 uint32_t TarnHostKeyDecrypt(const char* owner, const char* text, char* plain, uint32_t plainBytes,
@@ -145,7 +142,7 @@ uint32_t TarnHostKeyDecrypt(const char* owner, const char* text, char* plain, ui
     if (length >= plainBytes) {
         return EMSGSIZE;
     }
-    try {
+    return guarded([&] {
         ValueKey key;
         Plain value;
         int error = loadValueKey(key);
@@ -157,8 +154,6 @@ uint32_t TarnHostKeyDecrypt(const char* owner, const char* text, char* plain, ui
             plain[length] = '\0';
             *plainLength = length;
         }
-        return static_cast<uint32_t>(error);
-    } catch (const std::bad_alloc&) {
-        return ENOMEM;
-    }
+        return error;
+    });
 }

@@ -108,7 +108,7 @@ int ForkedProcess::start() {
     return 0;
 }
 
-void ForkedProcess::run(pid_t launcher) const {
+void ForkedProcess::run(pid_t launcher) const noexcept {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (getppid() != launcher) {
         _exit(kOrphaned);

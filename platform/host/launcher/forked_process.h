@@ -28,7 +28,8 @@ class ForkedProcess {
     bool takeEnd();
 
  private:
-    [[noreturn]] void run(pid_t launcher) const;
+    // An exception of the entry must not get into what the launcher does after the fork.
+    [[noreturn]] void run(pid_t launcher) const noexcept;
     void setEnded(int exitCode, int signal);
 
     std::string name_;

@@ -6,12 +6,13 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <deque>
+#include <list>
 #include <new>
 #include <string_view>
 #include <vector>
 
 #include "base/deadline.h"
+#include "base/guarded.h"
 #include "base/process_name.h"
 #include "launcher/forked_process.h"
 #include "tarn_host/host_launcher.h"
@@ -19,10 +20,11 @@
 using tarn::host::Deadline;
 using tarn::host::Descriptor;
 using tarn::host::ForkedProcess;
+using tarn::host::guarded;
 
 struct TarnHostLauncher {
     const pid_t owner = getpid();
-    std::deque<ForkedProcess> processes;
+    std::list<ForkedProcess> processes;
 
     // A forked child inherits the launcher, but the processes are its sisters.
     bool isInherited() const { return getpid() != owner; }
@@ -164,24 +166,22 @@ uint32_t TarnHostLauncherStart(TarnHostLauncher* launcher, const TarnHostProcess
     if (launcher->isInherited()) {
         return EPERM;
     }
-    try {
+    return guarded([&] {
         ForkedProcess* known = launcher->find(process->name);
         if (known == nullptr) {
             const int error = launcher->processes.emplace_back(*process).start();
             if (error != 0) {
                 launcher->processes.pop_back(); // It was never started.
             }
-            return static_cast<uint32_t>(error);
+            return error;
         }
         known->reap();
         if (known->running()) {
             return EALREADY;
         }
         known->setEntry(*process);
-        return static_cast<uint32_t>(known->start());
-    } catch (const std::bad_alloc&) {
-        return ENOMEM;
-    }
+        return known->start();
+    });
 }
 
 uint32_t TarnHostLauncherRestart(TarnHostLauncher* launcher, const char* name) {
@@ -196,7 +196,7 @@ uint32_t TarnHostLauncherRestart(TarnHostLauncher* launcher, const char* name) {
         return ENOENT;
     }
     known->reap();
-    return known->running() ? uint32_t{EALREADY} : static_cast<uint32_t>(known->start());
+    return known->running() ? uint32_t{EALREADY} : guarded([known] { return known->start(); });
 }
 
 uint32_t TarnHostLauncherState(TarnHostLauncher* launcher, const char* name, TarnHostProcessState* state) {
@@ -223,7 +223,7 @@ uint32_t TarnHostLauncherWait(TarnHostLauncher* launcher, uint32_t timeoutMs, Ta
         return EPERM;
     }
     const Deadline deadline(timeoutMs);
-    try {
+    return guarded([&] {
         while (true) {
             if (const ForkedProcess* process = launcher->takeEnded(); process != nullptr) {
                 *ended = process->state();
@@ -234,12 +234,10 @@ uint32_t TarnHostLauncherWait(TarnHostLauncher* launcher, uint32_t timeoutMs, Ta
             }
             const int error = launcher->waitForEnd(deadline.milliseconds(), kNoExtra);
             if (error != 0 && (error != ETIMEDOUT || deadline.passed())) {
-                return static_cast<uint32_t>(error);
+                return error;
             }
         }
-    } catch (const std::bad_alloc&) {
-        return ENOMEM;
-    }
+    });
 }
 
 uint32_t TarnHostLauncherStop(TarnHostLauncher* launcher, uint32_t graceMs) {
@@ -249,11 +247,7 @@ uint32_t TarnHostLauncherStop(TarnHostLauncher* launcher, uint32_t graceMs) {
     if (launcher->isInherited()) {
         return EPERM;
     }
-    try {
-        return static_cast<uint32_t>(launcher->stop(graceMs, kNoExtra));
-    } catch (const std::bad_alloc&) {
-        return ENOMEM;
-    }
+    return guarded([&] { return launcher->stop(graceMs, kNoExtra); });
 }
 
 uint32_t TarnHostLauncherRun(TarnHostLauncher* launcher, uint32_t graceMs,
@@ -268,9 +262,9 @@ uint32_t TarnHostLauncherRun(TarnHostLauncher* launcher, uint32_t graceMs,
     EndSignals signals;
     int arrived = 0;
     bool well = true;
-    int error = signals.descriptor() < 0 ? errno : 0;
-    try {
-        while (error == 0) {
+    const uint32_t error = guarded([&] {
+        int waited = signals.descriptor() < 0 ? errno : 0;
+        while (waited == 0) {
             for (ForkedProcess* ended = launcher->takeEnded(); ended != nullptr; ended = launcher->takeEnded()) {
                 const TarnHostProcessState state = ended->state();
                 well = well && endedWell(state);
@@ -280,24 +274,22 @@ uint32_t TarnHostLauncherRun(TarnHostLauncher* launcher, uint32_t graceMs,
             }
             if (arrived != 0) {
                 // What the callback has started again meanwhile.
-                error = launcher->stop(0, kNoExtra);
-                break;
+                return launcher->stop(0, kNoExtra);
             }
             if (!launcher->anyRuns()) {
-                break;
+                return 0;
             }
             arrived = signals.take();
-            error = arrived != 0 ? launcher->stop(graceMs, signals.descriptor())
-                                 : launcher->waitForEnd(kForever, signals.descriptor());
+            waited = arrived != 0 ? launcher->stop(graceMs, signals.descriptor())
+                                  : launcher->waitForEnd(kForever, signals.descriptor());
         }
-    } catch (const std::bad_alloc&) {
-        error = ENOMEM;
-    }
+        return waited;
+    });
     if (signal != nullptr) {
         *signal = arrived;
     }
     if (error != 0) {
-        return static_cast<uint32_t>(error);
+        return error;
     }
     return arrived != 0 ? ECANCELED : well ? 0 : ECHILD;
 }

@@ -1,7 +1,6 @@
 // Asking a process for its account. The asking process may be any program of the same user: no handler's address goes
 // over the connection, so it does not introduce itself.
-#include <new>
-
+#include "base/guarded.h"
 #include "memory/account_code.h"
 #include "message/address.h"
 #include "message/outgoing_connection.h"
@@ -45,7 +44,7 @@ uint32_t TarnHostMemoryOf(const char* receiver, uint32_t timeoutMs, TarnHostMemo
     if (Receiver::current() != nullptr && Receiver::current()->name() == receiver) {
         return EDEADLK;
     }
-    try {
+    return guarded([&]() -> uint32_t {
         Account account;
         const uint32_t error = askForAccount(receiver, Deadline(timeoutMs), account);
         if (error != 0) {
@@ -57,7 +56,5 @@ uint32_t TarnHostMemoryOf(const char* receiver, uint32_t timeoutMs, TarnHostMemo
             visit(&account.sites[i], argument);
         }
         return 0;
-    } catch (const std::bad_alloc&) {
-        return ENOMEM;
-    }
+    });
 }

@@ -209,8 +209,10 @@ void Receiver::addConnection(Descriptor socket) {
     widenSendBuffer(descriptor);
     auto connection = std::make_unique<IncomingConnection>(std::move(socket), peer);
     connection->watched = EPOLLIN;
-    if (watch(descriptor, EPOLLIN, connection.get(), EPOLL_CTL_ADD)) {
-        connections_.emplace(descriptor, std::move(connection));
+    const auto place = connections_.emplace(descriptor, std::move(connection)).first;
+    if (!watch(descriptor, EPOLLIN, place->second.get(), EPOLL_CTL_ADD)) {
+        report("receiver %s closed a connection: %s", name_.c_str(), std::strerror(errno));
+        connections_.erase(place);
     }
 }
 
@@ -232,6 +234,7 @@ void Receiver::serve(IncomingConnection& connection, uint32_t events) {
     }
     connection.watched = watched;
     if (!watch(connection.socket(), watched, &connection, EPOLL_CTL_MOD)) {
+        report("receiver %s closed a connection: %s", name_.c_str(), std::strerror(errno));
         drop(connection);
     }
 }

@@ -4,8 +4,8 @@
 
 #include <algorithm>
 #include <cstring>
-#include <new>
 
+#include "base/guarded.h"
 #include "base/undo.h"
 #include "message/address.h"
 #include "message/receiver.h"
@@ -52,6 +52,15 @@ std::shared_ptr<Receiver> closeAndRemove(const char* processName) {
     own.receivers.erase(found);
     receiver->close();
     return receiver;
+}
+
+uint32_t stop(const char* processName) {
+    const std::shared_ptr<Receiver> receiver = closeAndRemove(processName);
+    if (receiver == nullptr) {
+        return ENOENT;
+    }
+    receiver->join();
+    return 0;
 }
 
 // Receivers of other processes: this process's own lock files must not be opened and closed. 0 or an errno.
@@ -106,36 +115,19 @@ uint32_t OsMsgReceiverStart(const char* processName, void (*onRecord)(OsMsgRecor
     if (processName == nullptr || onRecord == nullptr || !tarn::host::validReceiverName(processName)) {
         return EINVAL;
     }
-    try {
-        return tarn::host::start(processName, onRecord);
-    } catch (const std::bad_alloc&) {
-        return ENOMEM;
-    }
+    return tarn::host::guarded([&] { return tarn::host::start(processName, onRecord); });
 }
 
 uint32_t OsMsgReceiverStop(const char* processName) {
     if (processName == nullptr || !tarn::host::validReceiverName(processName)) {
         return EINVAL;
     }
-    try {
-        const std::shared_ptr<tarn::host::Receiver> receiver = tarn::host::closeAndRemove(processName);
-        if (receiver == nullptr) {
-            return ENOENT;
-        }
-        receiver->join();
-        return 0;
-    } catch (const std::bad_alloc&) {
-        return ENOMEM;
-    }
+    return tarn::host::guarded([&] { return tarn::host::stop(processName); });
 }
 
 uint32_t TarnHostReceiverList(TarnHostReceiver* receivers, uint32_t capacity, uint32_t* count) {
     if (count == nullptr || (receivers == nullptr && capacity != 0)) {
         return EINVAL;
     }
-    try {
-        return tarn::host::list(receivers, capacity, count);
-    } catch (const std::bad_alloc&) {
-        return ENOMEM;
-    }
+    return tarn::host::guarded([&] { return tarn::host::list(receivers, capacity, count); });
 }

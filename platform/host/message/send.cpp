@@ -1,7 +1,7 @@
 // Sending: each message goes over the calling thread's own connection to its receiver.
 #include <cstring>
-#include <new>
 
+#include "base/guarded.h"
 #include "message/address.h"
 #include "message/answer_block.h"
 #include "message/message_memory.h"
@@ -89,7 +89,7 @@ uint32_t OsMsgSynSend(OsMsgRecord* record, OsMsgRecord** answer, uint32_t timeou
     if (callsItself(*record)) {
         return EDEADLK;
     }
-    try {
+    return guarded([&] {
         Answer received;
         const FrameHeader header = requestHeader(*record, FrameType::kCall);
         const uint32_t error = sendOver(record->receiverName, &deadline, [&](OutgoingConnection& connection) {
@@ -99,9 +99,7 @@ uint32_t OsMsgSynSend(OsMsgRecord* record, OsMsgRecord** answer, uint32_t timeou
             *answer = makeAnswer(received);
         }
         return error;
-    } catch (const std::bad_alloc&) {
-        return ENOMEM;
-    }
+    });
 }
 
 uint32_t OsMsgAsynSend(const OsMsgRecord* record) {
@@ -110,13 +108,11 @@ uint32_t OsMsgAsynSend(const OsMsgRecord* record) {
     if (invalid != 0) {
         return invalid;
     }
-    try {
+    return guarded([&] {
         const FrameHeader header = requestHeader(*record, FrameType::kPost);
         return sendOver(record->receiverName, nullptr,
                         [&](OutgoingConnection& connection) { return connection.post(header, record->payload); });
-    } catch (const std::bad_alloc&) {
-        return ENOMEM;
-    }
+    });
 }
 
 void OsMsgSynRespFree(OsMsgRecord* answer) {

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <new>
 
 #include "message/flusher.h"
 #include "message/receiver.h"
@@ -43,8 +44,12 @@ Service::Service() : flusher(std::make_unique<Flusher>()) {}
 
 Service& service() {
     std::call_once(started, [] {
-        current.store(new Service);
-        pthread_atfork(beforeFork, afterForkInParent, afterForkInChild);
+        auto made = std::make_unique<Service>();
+        // Without the handlers a child would use its parent's connections. They only fail without memory.
+        if (pthread_atfork(beforeFork, afterForkInParent, afterForkInChild) != 0) {
+            throw std::bad_alloc();
+        }
+        current.store(made.release());
     });
     return *current.load(std::memory_order_acquire);
 }

@@ -3,7 +3,9 @@
 #include <pthread.h>
 
 #include <algorithm>
-#include <new>
+#include <system_error>
+
+#include "base/undo.h"
 
 namespace tarn::host {
 namespace {
@@ -25,11 +27,17 @@ void endThread(void* connections) {
     delete own;
 }
 
+void throwIf(int error) {
+    if (error != 0) {
+        throw std::system_error(error, std::generic_category());
+    }
+}
+
 // A key and not a thread_local object: a message that is sent while the thread ends gets a connection all the same.
 pthread_key_t threadKey() {
     static const pthread_key_t key = [] {
         pthread_key_t made = 0;
-        pthread_key_create(&made, endThread);
+        throwIf(pthread_key_create(&made, endThread));
         return made;
     }();
     return key;
@@ -43,13 +51,14 @@ void forgetThreadConnections() {
 
 ThreadConnections& ThreadConnections::own() {
     if (threadConnections == nullptr) {
+        const pthread_key_t key = threadKey();
         auto made = std::make_unique<ThreadConnections>();
-        {
-            const std::lock_guard lock(service().threadMutex);
-            service().threads.insert(made.get());
-        }
+        const std::lock_guard lock(service().threadMutex);
+        const auto place = service().threads.insert(made.get()).first;
+        Undo removal([&] { service().threads.erase(place); });
+        throwIf(pthread_setspecific(key, made.get()));
+        removal.cancel();
         threadConnections = made.release();
-        pthread_setspecific(threadKey(), threadConnections);
     }
     return *threadConnections;
 }

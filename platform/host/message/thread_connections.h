@@ -11,7 +11,7 @@ namespace tarn::host {
 
 class ThreadConnections {
  public:
-    // Of the calling thread; closed when it ends. Throws std::bad_alloc.
+    // Of the calling thread; closed when it ends. Throws std::bad_alloc or std::system_error.
     static ThreadConnections& own();
 
     // The usable connection to a receiver, a new one if need be. 0 or an errno.

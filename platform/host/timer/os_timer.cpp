@@ -2,8 +2,8 @@
 #include "tarn_platform/os_timer.h"
 
 #include <cerrno>
-#include <new>
 
+#include "base/guarded.h"
 #include "timer/timer_manager.h"
 
 using tarn::host::TimerHandle;
@@ -13,14 +13,9 @@ static_assert(sizeof(void*) >= sizeof(TimerHandle), "a handle travels as a point
 
 namespace {
 
-// Calls `operation` with the timer manager; a lack of memory becomes a result.
 template <typename Operation>
 uint32_t withManager(Operation operation) {
-    try {
-        return operation(TimerManager::get());
-    } catch (const std::bad_alloc&) {
-        return ENOMEM;
-    }
+    return tarn::host::guarded([&] { return operation(TimerManager::get()); });
 }
 
 } // namespace

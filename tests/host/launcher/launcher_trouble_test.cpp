@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <linux/filter.h>
 #include <linux/seccomp.h>
+#include <signal.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
@@ -11,6 +12,7 @@
 #include <cstddef>
 #include <ctime>
 #include <iterator>
+#include <new>
 
 #include "support/processes.h"
 #include "tarn_host/host_launcher.h"
@@ -70,6 +72,20 @@ TEST(LauncherTrouble, ForgetsWhatItCouldNotStart) {
                   return 0;
               }),
               0);
+}
+
+int runOutOfMemory(void* /*argument*/) {
+    throw std::bad_alloc();
+}
+
+TEST(LauncherTrouble, AnExceptionEndsItsProcessOnly) {
+    TarnHostLauncher* const launcher = TarnHostLauncherCreate();
+    const TarnHostProcess process = {"throwing", runOutOfMemory, nullptr};
+    EXPECT_EQ(TarnHostLauncherStart(launcher, &process), 0U);
+    TarnHostProcessState state = {};
+    EXPECT_EQ(TarnHostLauncherWait(launcher, kLongMs, &state), 0U);
+    EXPECT_EQ(state.signal, SIGABRT);
+    TarnHostLauncherDestroy(launcher);
 }
 
 int destroyInherited(void* launcher) {
