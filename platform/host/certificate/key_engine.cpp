@@ -5,6 +5,7 @@
 
 #include <openssl/engine.h>
 #include <openssl/err.h>
+#include <pthread.h>
 
 #include <cerrno>
 #include <cstring>
@@ -44,6 +45,12 @@ using EnginePointer = std::unique_ptr<ENGINE, EngineFree>;
 // lives.
 ENGINE* startedEngine = nullptr;
 
+constinit std::mutex registering;
+
+// A child of a process with several threads must not find the lock held by a thread that it does not have.
+[[maybe_unused]] const int forkHandlers =
+    pthread_atfork([] { registering.lock(); }, [] { registering.unlock(); }, [] { registering.unlock(); });
+
 int addToList() {
     const OpensslErrorScope errors;
     const EnginePointer present(startedEngine == nullptr ? ENGINE_by_id(kKeyEngineId) : nullptr);
@@ -69,8 +76,7 @@ bool bindKeyEngine(ENGINE* engine) {
 }
 
 int registerKeyEngine() {
-    static std::mutex mutex;
-    const std::lock_guard lock(mutex);
+    const std::lock_guard lock(registering);
     return addToList();
 }
 
