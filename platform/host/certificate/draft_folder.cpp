@@ -42,7 +42,7 @@ void removeAbandoned(const std::string& parent) {
 }
 
 int syncParentOf(const std::string& path) {
-    const OpenFile parent(open(path.substr(0, path.rfind('/')).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const OwnedDescriptor parent(open(path.substr(0, path.rfind('/')).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     return parent ? syncFolder(parent.get()) : errno;
 }
 
@@ -60,7 +60,7 @@ int DraftFolder::make(DraftFolder& draft) {
         return errno;
     }
     draft.path_ = std::move(path);
-    draft.folder_ = OpenFile(open(draft.path_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    draft.folder_ = OwnedDescriptor(open(draft.path_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     return draft.folder_ ? 0 : errno;
 }
 

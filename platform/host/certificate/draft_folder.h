@@ -31,7 +31,7 @@ class DraftFolder {
 
  private:
     std::string path_;
-    OpenFile folder_;
+    OwnedDescriptor folder_;
 };
 
 } // namespace tarn::host

@@ -9,14 +9,6 @@
 
 namespace tarn::host {
 
-OpenFile::~OpenFile() {
-    if (descriptor_ >= 0) {
-        const int savedErrno = errno;
-        close(descriptor_);
-        errno = savedErrno;
-    }
-}
-
 FileBytes::~FileBytes() {
     OPENSSL_cleanse(bytes_.data(), bytes_.size());
 }
@@ -26,9 +18,9 @@ void FileBytes::shrink(size_t size) {
     bytes_.resize(size);
 }
 
-int openRegularFile(int folder, const char* name, Readers readers, OpenFile& file, uint64_t& size) {
+int openRegularFile(int folder, const char* name, Readers readers, OwnedDescriptor& file, uint64_t& size) {
     // O_NONBLOCK: a pipe without a writer is refused below instead of waited for.
-    OpenFile opened(openat(folder, name, O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
+    OwnedDescriptor opened(openat(folder, name, O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
     struct stat status = {};
     if (!opened || fstat(opened.get(), &status) != 0) {
         return errno;
@@ -45,7 +37,7 @@ int openRegularFile(int folder, const char* name, Readers readers, OpenFile& fil
 }
 
 int readRegularFile(int folder, const char* name, Readers readers, size_t most, FileBytes& bytes) {
-    OpenFile file;
+    OwnedDescriptor file;
     uint64_t size = 0;
     const int error = openRegularFile(folder, name, readers, file, size);
     if (error != 0) {
@@ -72,7 +64,7 @@ int readRegularFile(int folder, const char* name, Readers readers, size_t most, 
 }
 
 int writeNewFile(int folder, const char* name, std::span<const uint8_t> bytes) {
-    const OpenFile file(openat(folder, name, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600));
+    const OwnedDescriptor file(openat(folder, name, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600));
     if (!file) {
         return errno;
     }

@@ -5,34 +5,11 @@
 #include <cstdint>
 #include <span>
 #include <string>
-#include <utility>
 #include <vector>
 
-#include "base/above_standard.h"
+#include "base/owned_descriptor.h"
 
 namespace tarn::host {
-
-// Owns a descriptor.
-class OpenFile {
- public:
-    OpenFile() = default;
-    explicit OpenFile(int descriptor) : descriptor_(aboveStandard(descriptor)) {}
-    OpenFile(OpenFile&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
-    OpenFile& operator=(OpenFile&& other) noexcept {
-        std::swap(descriptor_, other.descriptor_);
-        return *this;
-    }
-    OpenFile(const OpenFile&) = delete;
-    OpenFile& operator=(const OpenFile&) = delete;
-    // Keeps `errno`.
-    ~OpenFile();
-
-    int get() const { return descriptor_; }
-    explicit operator bool() const { return descriptor_ >= 0; }
-
- private:
-    int descriptor_ = -1;
-};
 
 // Bytes that are wiped when they go.
 class FileBytes {
@@ -67,7 +44,7 @@ enum class Readers {
 
 // Opens a regular file below `folder` (or by a path of its own with AT_FDCWD) and tells its size. 0 or an errno:
 // EISDIR or EINVAL for what is no regular file.
-int openRegularFile(int folder, const char* name, Readers readers, OpenFile& file, uint64_t& size);
+int openRegularFile(int folder, const char* name, Readers readers, OwnedDescriptor& file, uint64_t& size);
 
 // Reads a file whole. EFBIG when it has more than `most` bytes; EAGAIN when it grew meanwhile: its writer is not done.
 int readRegularFile(int folder, const char* name, Readers readers, size_t most, FileBytes& bytes);

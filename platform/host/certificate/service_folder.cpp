@@ -34,18 +34,18 @@ int ServiceFolder::open(const CertificateType& type, ServiceFolder& folder) {
         return error;
     }
     path.append("/").append(type.folder);
-    folder.folder_ = OpenFile(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    folder.folder_ = OwnedDescriptor(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     folder.path_ = std::move(path);
     return folder.folder_ ? 0 : errno;
 }
 
 int ServiceFolder::certificateSize(uint64_t& size) const {
-    OpenFile file;
+    OwnedDescriptor file;
     return openRegularFile(folder_.get(), kCertificateFile, Readers::kAnybody, file, size);
 }
 
 int ServiceFolder::keySize(uint64_t& size) const {
-    OpenFile file;
+    OwnedDescriptor file;
     return refuseReaders(openRegularFile(folder_.get(), kKeyFile, Readers::kOwnerOnly, file, size), path_, kKeyFile);
 }
 

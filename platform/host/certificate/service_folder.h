@@ -45,7 +45,7 @@ class ServiceFolder {
 
  private:
     std::string path_;
-    OpenFile folder_;
+    OwnedDescriptor folder_;
 };
 
 // Opens the folder of a type and gives it to `use`, again when an installation came between; before each attempt

@@ -10,38 +10,16 @@
 #include <cstdlib>
 #include <string>
 
-#include "base/above_standard.h"
 #include "base/guarded.h"
+#include "base/owned_descriptor.h"
 #include "tarn_platform/os_file.h"
 
 namespace {
 
+using tarn::host::OwnedDescriptor;
+
 constexpr size_t kChunkBytes = size_t{64} * 1024;
 constexpr mode_t kPermissions = S_IRWXU | S_IRWXG | S_IRWXO;
-
-class Descriptor {
- public:
-    explicit Descriptor(int number) : number_(tarn::host::aboveStandard(number)) {}
-    ~Descriptor() {
-        if (number_ >= 0) {
-            close(number_);
-        }
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-
-    int get() const { return number_; }
-
-    // Some file systems tell of a failed write only here. 0 or an errno.
-    int closeNow() {
-        const int result = close(number_);
-        number_ = -1;
-        return result == 0 ? 0 : errno;
-    }
-
- private:
-    int number_;
-};
 
 // A file in the target's directory that vanishes unless it takes the target's name.
 class Neighbour {
@@ -80,7 +58,7 @@ class Neighbour {
     }
 
     std::string path_;
-    Descriptor file_;
+    OwnedDescriptor file_;
     bool leftBehind_;
 };
 
@@ -120,7 +98,7 @@ int copyContent(int from, int to) {
 // 0 or an errno.
 int copyFile(const char* from, const char* to) {
     // O_NONBLOCK: a pipe without a writer is refused below instead of waited for.
-    const Descriptor source(open(from, O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
+    const OwnedDescriptor source(open(from, O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
     struct stat status = {};
     if (source.get() < 0 || fstat(source.get(), &status) != 0) {
         return errno;

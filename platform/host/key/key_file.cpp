@@ -13,32 +13,13 @@
 #include <cstring>
 #include <string>
 
-#include "base/above_standard.h"
 #include "base/host_directory.h"
+#include "base/owned_descriptor.h"
 #include "base/report.h"
 #include "base/told_error.h"
 
 namespace tarn::host {
 namespace {
-
-class File {
- public:
-    explicit File(int descriptor) : descriptor_(aboveStandard(descriptor)) {}
-    ~File() {
-        if (descriptor_ >= 0) {
-            close(descriptor_);
-        }
-    }
-    File(const File&) = delete;
-    File(File&&) = delete;
-    File& operator=(const File&) = delete;
-    File& operator=(File&&) = delete;
-
-    int get() const { return descriptor_; }
-
- private:
-    int descriptor_;
-};
 
 // 0 for a file that holds a key and that nobody else can read.
 int examine(int file) {
@@ -53,8 +34,8 @@ int examine(int file) {
 }
 
 int readKey(const std::string& path, ValueKey& key) {
-    const File file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
-    if (file.get() < 0) {
+    const OwnedDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+    if (!file) {
         return errno;
     }
     const int error = examine(file.get());
@@ -84,8 +65,8 @@ int fill(int file) {
 int makeKey(const std::string& directory, const std::string& path) {
     std::string draft = directory;
     draft += "/.value.key-XXXXXX";
-    const File file(mkostemp(draft.data(), O_CLOEXEC));
-    if (file.get() < 0) {
+    const OwnedDescriptor file(mkostemp(draft.data(), O_CLOEXEC));
+    if (!file) {
         return errno;
     }
     int error = fill(file.get());
@@ -95,8 +76,8 @@ int makeKey(const std::string& directory, const std::string& path) {
     unlink(draft.c_str());
     if (error == 0) {
         // Values encrypted with the key may be on the disk soon; its name must not come later.
-        const File opened(open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-        error = opened.get() >= 0 && fsync(opened.get()) == 0 ? 0 : errno;
+        const OwnedDescriptor opened(open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        error = opened && fsync(opened.get()) == 0 ? 0 : errno;
     }
     return error;
 }

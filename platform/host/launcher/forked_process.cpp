@@ -27,20 +27,20 @@ int openProcess(pid_t pid) {
 }
 
 bool kernelOpensProcesses() {
-    const Descriptor own = Descriptor::make([] { return openProcess(getpid()); });
+    const ForkAwareDescriptor own = ForkAwareDescriptor::make([] { return openProcess(getpid()); });
     return own || errno != ENOSYS;
 }
 
 // What tells of a process's end where the kernel has no descriptors of processes: a pipe whose other end is the
-// process's alone. So that end must outlive the fork, which closes a `Descriptor` in the child.
+// process's alone. So that end must outlive the fork, which closes a `ForkAwareDescriptor` in the child.
 struct LifePipe {
-    Descriptor launcherEnd;
+    ForkAwareDescriptor launcherEnd;
     OwnedDescriptor processEnd;
 
     // False with errno set.
     bool open() {
         int ends[2] = {-1, -1};
-        launcherEnd = Descriptor::make([&] { return pipe2(ends, O_CLOEXEC) == 0 ? ends[0] : -1; });
+        launcherEnd = ForkAwareDescriptor::make([&] { return pipe2(ends, O_CLOEXEC) == 0 ? ends[0] : -1; });
         processEnd = OwnedDescriptor(ends[1]);
         return static_cast<bool>(launcherEnd);
     }
@@ -92,7 +92,8 @@ int ForkedProcess::start() {
     if (pid < 0) {
         return error;
     }
-    descriptor_ = life.launcherEnd ? std::move(life.launcherEnd) : Descriptor::make([pid] { return openProcess(pid); });
+    descriptor_ =
+        life.launcherEnd ? std::move(life.launcherEnd) : ForkAwareDescriptor::make([pid] { return openProcess(pid); });
     if (!descriptor_) {
         const int noDescriptor = errno;
         kill(pid, SIGKILL);

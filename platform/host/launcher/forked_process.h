@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "message/descriptor.h"
+#include "message/fork_aware_descriptor.h"
 #include "tarn_host/host_launcher.h"
 
 namespace tarn::host {
@@ -35,7 +35,7 @@ class ForkedProcess {
     std::string name_;
     TarnHostProcess process_ = {};
     TarnHostProcessState state_ = {};
-    Descriptor descriptor_;
+    ForkAwareDescriptor descriptor_;
     bool untold_ = false;
 };
 

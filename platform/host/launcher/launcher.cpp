@@ -18,7 +18,7 @@
 #include "tarn_host/host_launcher.h"
 
 using tarn::host::Deadline;
-using tarn::host::Descriptor;
+using tarn::host::ForkAwareDescriptor;
 using tarn::host::ForkedProcess;
 using tarn::host::guarded;
 
@@ -55,7 +55,7 @@ class EndSignals {
         sigaddset(&wanted, SIGINT);
         sigaddset(&wanted, SIGTERM);
         pthread_sigmask(SIG_BLOCK, &wanted, &old_);
-        descriptor_ = Descriptor::make([&] { return signalfd(-1, &wanted, SFD_CLOEXEC | SFD_NONBLOCK); });
+        descriptor_ = ForkAwareDescriptor::make([&] { return signalfd(-1, &wanted, SFD_CLOEXEC | SFD_NONBLOCK); });
     }
     EndSignals(const EndSignals&) = delete;
     EndSignals& operator=(const EndSignals&) = delete;
@@ -77,7 +77,7 @@ class EndSignals {
 
  private:
     sigset_t old_;
-    Descriptor descriptor_;
+    ForkAwareDescriptor descriptor_;
 };
 
 bool endedWell(const TarnHostProcessState& state) {

@@ -36,7 +36,8 @@ std::string lockPath(const std::string& directory, std::string_view name) {
 int SocketAddress::set(const std::string& directory, std::string_view name) {
     std::string path = socketPath(directory, name);
     if (path.size() >= sizeof address_.sun_path) {
-        directory_ = Descriptor::make([&] { return open(directory.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC); });
+        directory_ =
+            ForkAwareDescriptor::make([&] { return open(directory.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC); });
         if (!directory_) {
             return errno;
         }
@@ -51,8 +52,9 @@ void widenSendBuffer(int socket) {
     setsockopt(socket, SOL_SOCKET, SO_SNDBUF, &kSocketBuffer, sizeof kSocketBuffer);
 }
 
-Descriptor makeSocket() {
-    Descriptor made = Descriptor::make([] { return socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0); });
+ForkAwareDescriptor makeSocket() {
+    ForkAwareDescriptor made =
+        ForkAwareDescriptor::make([] { return socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0); });
     if (made) {
         widenSendBuffer(made.get());
     }

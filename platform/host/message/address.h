@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "message/descriptor.h"
+#include "message/fork_aware_descriptor.h"
 
 namespace tarn::host {
 
@@ -29,14 +29,14 @@ class SocketAddress {
 
  private:
     sockaddr_un address_ = {};
-    Descriptor directory_;
+    ForkAwareDescriptor directory_;
 };
 
 // Room for a large message in one go. An accepted socket does not take it over from the listening one.
 void widenSendBuffer(int socket);
 
 // A socket of the kind that both ends use; empty with `errno` on failure.
-Descriptor makeSocket();
+ForkAwareDescriptor makeSocket();
 
 // The credentials of the process at the other end; 0, or EPERM for a process of another user.
 int checkPeer(int socket, ucred& peer);

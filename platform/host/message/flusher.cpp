@@ -37,7 +37,7 @@ int Flusher::startThread() {
         return ENOMEM;
     }
     drainsAtExit_ = true;
-    wake_ = Descriptor::make([] { return eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK); });
+    wake_ = ForkAwareDescriptor::make([] { return eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK); });
     if (!wake_) {
         return errno;
     }

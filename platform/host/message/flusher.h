@@ -10,7 +10,7 @@
 #include <thread>
 #include <vector>
 
-#include "message/descriptor.h"
+#include "message/fork_aware_descriptor.h"
 
 namespace tarn::host {
 
@@ -36,7 +36,7 @@ class Flusher {
     std::mutex mutex_;
     std::condition_variable emptied_;
     std::vector<std::shared_ptr<OutgoingConnection>> connections_;
-    Descriptor wake_;
+    ForkAwareDescriptor wake_;
     bool drainsAtExit_ = false;
     // The thread's own, here so that a forked child does not lose them.
     std::vector<std::shared_ptr<OutgoingConnection>> served_;

@@ -40,7 +40,7 @@ int sendPatiently(Gather& pieces, int socket) {
 
 } // namespace
 
-IncomingConnection::IncomingConnection(Descriptor socket, const ucred& peer)
+IncomingConnection::IncomingConnection(ForkAwareDescriptor socket, const ucred& peer)
     : socket_(std::move(socket)), peer_(peer), reader_(requestFrame) {}
 
 int IncomingConnection::send(Gather pieces) {

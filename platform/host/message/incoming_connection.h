@@ -8,14 +8,14 @@
 #include <span>
 #include <vector>
 
-#include "message/descriptor.h"
+#include "message/fork_aware_descriptor.h"
 #include "message/frame.h"
 
 namespace tarn::host {
 
 class IncomingConnection {
  public:
-    IncomingConnection(Descriptor socket, const ucred& peer);
+    IncomingConnection(ForkAwareDescriptor socket, const ucred& peer);
 
     int socket() const { return socket_.get(); }
     const ucred& peer() const { return peer_; }
@@ -36,7 +36,7 @@ class IncomingConnection {
     uint32_t watched = 0;
 
  private:
-    Descriptor socket_;
+    ForkAwareDescriptor socket_;
     ucred peer_;
     FrameReader reader_;
     std::vector<std::byte> kept_;

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "base/deadline.h"
-#include "message/descriptor.h"
+#include "message/fork_aware_descriptor.h"
 #include "message/frame.h"
 
 namespace tarn::host {
@@ -66,7 +66,7 @@ class OutgoingConnection : public std::enable_shared_from_this<OutgoingConnectio
     Gather message(const FrameHeader& header, const void* payload) const;
 
     std::string receiver_;
-    Descriptor socket_;
+    ForkAwareDescriptor socket_;
     uid_t peerUid_ = 0;
 
     std::mutex mutex_;

@@ -96,8 +96,8 @@ int Receiver::start(const std::shared_ptr<Receiver>& self) {
 }
 
 int Receiver::listen() {
-    epoll_ = Descriptor::make([] { return epoll_create1(EPOLL_CLOEXEC); });
-    wake_ = Descriptor::make([] { return eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK); });
+    epoll_ = ForkAwareDescriptor::make([] { return epoll_create1(EPOLL_CLOEXEC); });
+    wake_ = ForkAwareDescriptor::make([] { return eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK); });
     if (!epoll_ || !wake_ || !watch(wake_.get(), EPOLLIN, nullptr, EPOLL_CTL_ADD) ||
         !watch(listening_.get(), EPOLLIN, this, EPOLL_CTL_ADD) || ::listen(listening_.get(), SOMAXCONN) != 0) {
         return errno;
@@ -174,8 +174,8 @@ void Receiver::handleEvent(void* tag, uint32_t events) {
 void Receiver::acceptAll() {
     const std::lock_guard lock(mutex_);
     while (listening_) {
-        Descriptor socket =
-            Descriptor::make([&] { return accept4(listening_.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK); });
+        ForkAwareDescriptor socket = ForkAwareDescriptor::make(
+            [&] { return accept4(listening_.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK); });
         if (socket) {
             addConnection(std::move(socket));
         } else if (errno != EINTR && errno != ECONNABORTED) {
@@ -198,7 +198,7 @@ void Receiver::pauseAccepting(int error) {
     }
 }
 
-void Receiver::addConnection(Descriptor socket) {
+void Receiver::addConnection(ForkAwareDescriptor socket) {
     ucred peer = {};
     const int error = checkPeer(socket.get(), peer);
     if (error != 0) {

@@ -51,7 +51,7 @@ class Receiver {
     void run();
     void acceptAll();
     void pauseAccepting(int error);
-    void addConnection(Descriptor socket);
+    void addConnection(ForkAwareDescriptor socket);
     void handleEvent(void* tag, uint32_t events);
     void serve(IncomingConnection& connection, uint32_t events);
     bool readFrames(IncomingConnection& connection);
@@ -69,8 +69,8 @@ class Receiver {
     Service* const home_;
     ReceiverLock lock_;
     std::string socketPath_;
-    Descriptor epoll_;
-    Descriptor wake_;
+    ForkAwareDescriptor epoll_;
+    ForkAwareDescriptor wake_;
     std::thread thread_;
     std::atomic<bool> closing_ = false;
     bool acceptPaused_ = false;
@@ -78,7 +78,7 @@ class Receiver {
     std::vector<std::byte> spill_;
 
     std::mutex mutex_; // For what `close` shares with the message thread.
-    Descriptor listening_;
+    ForkAwareDescriptor listening_;
     std::unordered_map<int, std::unique_ptr<IncomingConnection>> connections_;
     IncomingConnection* busy_ = nullptr;
 };

@@ -28,8 +28,8 @@ bool sameFile(int file, const std::string& path) {
 } // namespace
 
 // Opened without blocking: a pipe of that name must not hold up the process, and with it every fork.
-int ReceiverLock::lockFile(const std::string& path, Descriptor& file) {
-    file = Descriptor::make(
+int ReceiverLock::lockFile(const std::string& path, ForkAwareDescriptor& file) {
+    file = ForkAwareDescriptor::make(
         [&] { return open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600); });
     struct flock range = wholeFile();
     if (!file) {
@@ -55,7 +55,7 @@ int ReceiverLock::writeHolder(int file) {
 }
 
 int ReceiverLock::acquire(const std::string& path) {
-    Descriptor file;
+    ForkAwareDescriptor file;
     // A file that its holder removed between our opening and locking it is nobody's: take the next one.
     do {
         const int error = lockFile(path, file);
@@ -80,8 +80,8 @@ void ReceiverLock::release() {
 }
 
 bool readLockHolder(const std::string& path, LockHolder& holder) {
-    const Descriptor file =
-        Descriptor::make([&] { return open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK); });
+    const ForkAwareDescriptor file =
+        ForkAwareDescriptor::make([&] { return open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK); });
     struct flock range = wholeFile();
     // The kernel says who holds it; the text only adds the time.
     if (!file || fcntl(file.get(), F_GETLK, &range) != 0 || range.l_type == F_UNLCK) {

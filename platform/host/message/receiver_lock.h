@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <string>
 
-#include "message/descriptor.h"
+#include "message/fork_aware_descriptor.h"
 
 namespace tarn::host {
 
@@ -27,11 +27,11 @@ class ReceiverLock {
     void release();
 
  private:
-    int lockFile(const std::string& path, Descriptor& file);
+    int lockFile(const std::string& path, ForkAwareDescriptor& file);
     int writeHolder(int file);
 
     std::string path_;
-    Descriptor file_;
+    ForkAwareDescriptor file_;
     uint64_t startTime_ = 0;
 };
 

@@ -1,4 +1,4 @@
-#include "message/descriptor.h"
+#include "message/fork_aware_descriptor.h"
 
 #include <unistd.h>
 
@@ -6,7 +6,7 @@
 
 namespace tarn::host {
 
-Descriptor::Descriptor(Service& owner, int descriptor) : owner_(&owner), descriptor_(descriptor) {
+ForkAwareDescriptor::ForkAwareDescriptor(Service& owner, int descriptor) : owner_(&owner), descriptor_(descriptor) {
     if (descriptor < 0) {
         return;
     }
@@ -23,7 +23,7 @@ Descriptor::Descriptor(Service& owner, int descriptor) : owner_(&owner), descrip
     owner.descriptors[index] = true;
 }
 
-void Descriptor::reset() {
+void ForkAwareDescriptor::reset() {
     // In a forked child the number is closed already and may belong to someone else.
     if (descriptor_ >= 0 && owner_ == &service()) {
         const int savedErrno = errno;

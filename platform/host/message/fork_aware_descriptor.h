@@ -9,12 +9,12 @@
 
 namespace tarn::host {
 
-class Descriptor {
+class ForkAwareDescriptor {
  public:
-    Descriptor() = default;
-    Descriptor(Descriptor&& other) noexcept
+    ForkAwareDescriptor() = default;
+    ForkAwareDescriptor(ForkAwareDescriptor&& other) noexcept
         : owner_(std::exchange(other.owner_, nullptr)), descriptor_(std::exchange(other.descriptor_, -1)) {}
-    Descriptor& operator=(Descriptor&& other) noexcept {
+    ForkAwareDescriptor& operator=(ForkAwareDescriptor&& other) noexcept {
         if (this != &other) {
             reset();
             owner_ = std::exchange(other.owner_, nullptr);
@@ -22,16 +22,16 @@ class Descriptor {
         }
         return *this;
     }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    ~Descriptor() { reset(); }
+    ForkAwareDescriptor(const ForkAwareDescriptor&) = delete;
+    ForkAwareDescriptor& operator=(const ForkAwareDescriptor&) = delete;
+    ~ForkAwareDescriptor() { reset(); }
 
     // `open` returns a new descriptor or -1 with `errno`; it must not wait, because no fork can happen meanwhile.
     template <typename Open>
-    static Descriptor make(Open open) {
+    static ForkAwareDescriptor make(Open open) {
         Service& owner = service();
         const std::lock_guard lock(owner.forkMutex);
-        return Descriptor(owner, aboveStandard(open()));
+        return ForkAwareDescriptor(owner, aboveStandard(open()));
     }
 
     int get() const { return descriptor_; }
@@ -40,7 +40,7 @@ class Descriptor {
     void reset();
 
  private:
-    Descriptor(Service& owner, int descriptor);
+    ForkAwareDescriptor(Service& owner, int descriptor);
 
     Service* owner_ = nullptr;
     int descriptor_ = -1;
