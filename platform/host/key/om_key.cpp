@@ -24,8 +24,8 @@ constexpr std::string_view kPrefix = "TK1:";
 constexpr size_t kNonceBytes = 12;
 constexpr size_t kTagBytes = 16;
 constexpr size_t kFrameBytes = kNonceBytes + kTagBytes;
-constexpr size_t kMostSealed = (OM_KEY_MAX_OUTPUT - 1 - kPrefix.size()) / 4 * 3;
-constexpr size_t kMostPlain = kMostSealed - kFrameBytes;
+constexpr size_t kMostBytesBeforeBase64 = (OM_KEY_MAX_OUTPUT - 1 - kPrefix.size()) / 4 * 3;
+constexpr size_t kMostPlain = kMostBytesBeforeBase64 - kFrameBytes;
 static_assert(kMostPlain == 200, "told in host_key.h");
 
 struct FreeContext {
@@ -39,11 +39,11 @@ struct Plain {
     Plain(const Plain&) = delete;
     Plain& operator=(const Plain&) = delete;
     ~Plain() { OPENSSL_cleanse(bytes.data(), bytes.size()); }
-    std::array<uint8_t, kMostSealed> bytes = {};
+    std::array<uint8_t, kMostBytesBeforeBase64> bytes = {};
 };
 
 struct Sealed {
-    std::array<uint8_t, kMostSealed + 3> bytes = {}; // Decoding writes whole groups.
+    std::array<uint8_t, kMostBytesBeforeBase64 + 3> bytes = {}; // Decoding writes whole groups.
     size_t length = 0;
 
     uint8_t* nonce() { return bytes.data(); }
