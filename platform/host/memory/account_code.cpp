@@ -5,6 +5,7 @@
 #include <new>
 #include <string_view>
 
+#include "base/byte_code.h"
 #include "tarn_platform/os_memory.h"
 
 namespace tarn::host {
@@ -24,20 +25,6 @@ struct SiteHead {
 };
 static_assert(sizeof(SiteHead) == 48, "both ends agree on it");
 static_assert(sizeof(TarnHostMemoryStatus) == 48, "both ends agree on it");
-
-void put(std::vector<std::byte>& bytes, const void* source, size_t count) {
-    const auto* const start = static_cast<const std::byte*>(source);
-    bytes.insert(bytes.end(), start, start + count);
-}
-
-bool take(std::span<const std::byte>& bytes, void* target, size_t count) {
-    if (bytes.size() < count) {
-        return false;
-    }
-    std::memcpy(target, bytes.data(), count);
-    bytes = bytes.subspan(count);
-    return true;
-}
 
 // Other threads add sites meanwhile.
 std::vector<TarnHostMemorySite> allSites() {
@@ -61,25 +48,25 @@ std::vector<std::byte> encodeAccount() {
     std::vector<std::byte> bytes;
     TarnHostMemoryStatus status = {};
     OsMemGetMemStatus(&status, 0, 0);
-    put(bytes, &status, sizeof status);
+    putBytes(bytes, &status, sizeof status);
     for (const TarnHostMemorySite& site : allSites()) {
         const auto nameBytes = static_cast<uint32_t>(std::min<size_t>(std::strlen(site.fileName), kLongestName));
         const SiteHead head = {site.line,      nameBytes,        site.liveBlocks, site.liveBytes,
                                site.peakBytes, site.totalBlocks, site.totalBytes};
-        put(bytes, &head, sizeof head);
-        put(bytes, site.fileName, nameBytes);
+        putBytes(bytes, &head, sizeof head);
+        putBytes(bytes, site.fileName, nameBytes);
     }
     return bytes;
 }
 
 std::optional<Account> decodeAccount(std::span<const std::byte> bytes) {
     Account account;
-    if (!take(bytes, &account.status, sizeof account.status)) {
+    if (!takeBytes(bytes, &account.status, sizeof account.status)) {
         return std::nullopt;
     }
     while (!bytes.empty()) {
         SiteHead head = {};
-        if (!take(bytes, &head, sizeof head) || head.nameBytes > std::min<size_t>(bytes.size(), kLongestName)) {
+        if (!takeBytes(bytes, &head, sizeof head) || head.nameBytes > std::min<size_t>(bytes.size(), kLongestName)) {
             return std::nullopt;
         }
         account.names.emplace_back(reinterpret_cast<const char*>(bytes.data()), head.nameBytes);

@@ -10,6 +10,7 @@
 #include <cstring>
 #include <string_view>
 
+#include "base/byte_code.h"
 #include "message/service.h"
 #include "tarn_host/host_process.h"
 
@@ -67,12 +68,6 @@ int collect(dl_phdr_info* info, size_t /*size*/, void* image) {
     return 0;
 }
 
-void putBytes(std::vector<std::byte>& bytes, const void* source, size_t count) {
-    const size_t used = bytes.size();
-    bytes.resize(used + count);
-    std::memcpy(bytes.data() + used, source, count);
-}
-
 void putNumber(std::vector<std::byte>& bytes, uint64_t number) {
     putBytes(bytes, &number, sizeof number);
 }
@@ -84,12 +79,7 @@ void putText(std::vector<std::byte>& bytes, std::string_view text) {
 }
 
 bool takeNumber(std::span<const std::byte>& bytes, uint64_t& number) {
-    if (bytes.size() < sizeof number) {
-        return false;
-    }
-    std::memcpy(&number, bytes.data(), sizeof number);
-    bytes = bytes.subspan(sizeof number);
-    return true;
+    return takeBytes(bytes, &number, sizeof number);
 }
 
 bool takeText(std::span<const std::byte>& bytes, std::string& text) {
