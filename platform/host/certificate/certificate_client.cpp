@@ -11,6 +11,7 @@
 #include <new>
 
 #include "base/host_directory.h"
+#include "base/remake.h"
 #include "base/report.h"
 #include "base/service_thread.h"
 #include "certificate/certificate_types.h"
@@ -20,13 +21,6 @@ namespace tarn::host {
 namespace {
 
 constexpr int kRetryMs = 1000;
-
-// Gives an object that belonged to threads left behind by a fork its first state. It is not destroyed: that would wait
-// for those threads.
-template <typename T>
-void remake(T& object) {
-    ::new (static_cast<void*>(&object)) T();
-}
 
 void call(CertificateClient::Callback callback, size_t subject) {
     switch (subject) {

@@ -10,6 +10,7 @@
 #include <new>
 #include <system_error>
 
+#include "base/remake.h"
 #include "base/report.h"
 
 namespace tarn::host {
@@ -20,13 +21,6 @@ constexpr uint32_t kLongestTickMicroseconds = 1'000'000;
 
 // Set in the manager's thread only.
 thread_local bool inManagerThread = false;
-
-// Gives an object that belonged to threads left behind by a fork its first state. It is not destroyed: that would wait
-// for those threads.
-template <typename T>
-void remake(T& object) {
-    ::new (static_cast<void*>(&object)) T();
-}
 
 } // namespace
 
