@@ -9,6 +9,7 @@
 
 #include "base/above_standard.h"
 #include "base/host_directory.h"
+#include "base/whole_file.h"
 #include "log/dead_directories.h"
 
 namespace tarn::host {
@@ -20,13 +21,6 @@ constexpr off_t kSpareMark = 1;
 
 bool takenByAnother(int error) {
     return error == EACCES || error == EAGAIN;
-}
-
-struct flock wholeFile() {
-    struct flock whole = {};
-    whole.l_type = F_WRLCK;
-    whole.l_whence = SEEK_SET;
-    return whole;
 }
 
 // 0 or an `errno` value.

@@ -8,15 +8,10 @@
 #include <charconv>
 #include <ctime>
 
+#include "base/whole_file.h"
+
 namespace tarn::host {
 namespace {
-
-struct flock wholeFile() {
-    struct flock range = {};
-    range.l_type = F_WRLCK;
-    range.l_whence = SEEK_SET;
-    return range;
-}
 
 bool sameFile(int file, const std::string& path) {
     struct stat held = {};
