@@ -33,7 +33,7 @@ void Flusher::release(size_t bytes) {
 }
 
 int Flusher::startThread() {
-    if (!drainsAtExit_ && std::atexit([] { service().flusher->drain(); }) != 0) {
+    if (!drainsAtExit_ && std::atexit([] { messageService().flusher->drain(); }) != 0) {
         return ENOMEM;
     }
     drainsAtExit_ = true;

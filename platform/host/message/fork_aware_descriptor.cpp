@@ -6,7 +6,8 @@
 
 namespace tarn::host {
 
-ForkAwareDescriptor::ForkAwareDescriptor(Service& owner, int descriptor) : owner_(&owner), descriptor_(descriptor) {
+ForkAwareDescriptor::ForkAwareDescriptor(MessageService& owner, int descriptor)
+    : owner_(&owner), descriptor_(descriptor) {
     if (descriptor < 0) {
         return;
     }
@@ -25,7 +26,7 @@ ForkAwareDescriptor::ForkAwareDescriptor(Service& owner, int descriptor) : owner
 
 void ForkAwareDescriptor::reset() {
     // In a forked child the number is closed already and may belong to someone else.
-    if (descriptor_ >= 0 && owner_ == &service()) {
+    if (descriptor_ >= 0 && owner_ == &messageService()) {
         const int savedErrno = errno;
         const std::lock_guard lock(owner_->forkMutex);
         owner_->descriptors[static_cast<size_t>(descriptor_)] = false;

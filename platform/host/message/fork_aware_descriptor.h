@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "base/above_standard.h"
-#include "message/service.h"
+#include "message/message_service.h"
 
 namespace tarn::host {
 
@@ -29,7 +29,7 @@ class ForkAwareDescriptor {
     // `open` returns a new descriptor or -1 with `errno`; it must not wait, because no fork can happen meanwhile.
     template <typename Open>
     static ForkAwareDescriptor make(Open open) {
-        Service& owner = service();
+        MessageService& owner = messageService();
         const std::lock_guard lock(owner.forkMutex);
         return ForkAwareDescriptor(owner, aboveStandard(open()));
     }
@@ -40,9 +40,9 @@ class ForkAwareDescriptor {
     void reset();
 
  private:
-    ForkAwareDescriptor(Service& owner, int descriptor);
+    ForkAwareDescriptor(MessageService& owner, int descriptor);
 
-    Service* owner_ = nullptr;
+    MessageService* owner_ = nullptr;
     int descriptor_ = -1;
 };
 

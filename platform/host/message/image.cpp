@@ -11,7 +11,7 @@
 #include <string_view>
 
 #include "base/byte_code.h"
-#include "message/service.h"
+#include "message/message_service.h"
 #include "tarn_host/host_process.h"
 
 namespace tarn::host {
@@ -128,7 +128,7 @@ ProcessImage ownImage() {
     ProcessImage image;
     image.pid = static_cast<uint32_t>(getpid());
     // The loader's lock is not released in a child that is forked while another thread holds it.
-    const std::lock_guard lock(service().forkMutex);
+    const std::lock_guard lock(messageService().forkMutex);
     image.name = TarnHostProcessName();
     dl_iterate_phdr(collect, &image);
     return image;

@@ -40,8 +40,8 @@ std::vector<std::byte> makeIntroduction() {
 
 // Each text once: a sender that goes on trying is refused each time.
 void reportRefusal(const std::string& text) {
-    const std::lock_guard lock(service().refusalMutex);
-    std::set<std::string>& known = service().refusals;
+    const std::lock_guard lock(messageService().refusalMutex);
+    std::set<std::string>& known = messageService().refusals;
     if (known.size() < kMostRefusals && known.insert(text).second) {
         report("%s", text.c_str());
     }
@@ -266,7 +266,7 @@ int OutgoingConnection::enqueue(const Gather& pieces) {
     } catch (const std::bad_alloc&) {
         return ENOMEM;
     }
-    const int error = queue_.size() == 1 ? service().flusher->add(shared_from_this()) : 0;
+    const int error = queue_.size() == 1 ? messageService().flusher->add(shared_from_this()) : 0;
     if (error != 0) {
         queue_.pop_back();
         return error;
@@ -276,7 +276,7 @@ int OutgoingConnection::enqueue(const Gather& pieces) {
 }
 
 int OutgoingConnection::post(const FrameHeader& header, const void* payload) {
-    Flusher& flusher = *service().flusher;
+    Flusher& flusher = *messageService().flusher;
     const std::lock_guard lock(mutex_);
     if (broken_) {
         return kNothingSent;
@@ -311,7 +311,7 @@ int OutgoingConnection::sendQueue() {
         const size_t sent = before - rest.remaining();
         queueSent_ += sent;
         queueBytes_ -= sent;
-        service().flusher->release(sent);
+        messageService().flusher->release(sent);
         if (error != 0) {
             return error;
         }
@@ -323,7 +323,7 @@ int OutgoingConnection::sendQueue() {
 
 void OutgoingConnection::dropQueue() {
     report("%zu bytes of messages to %s were lost: it has closed the connection", queueBytes_, receiver_.c_str());
-    service().flusher->release(queueBytes_);
+    messageService().flusher->release(queueBytes_);
     queue_.clear();
     queueSent_ = 0;
     queueBytes_ = 0;

@@ -55,7 +55,7 @@ void sendFailure(IncomingConnection& connection, int code, std::string_view text
 } // namespace
 
 Receiver::Receiver(std::string name, RecordCallback onRecord)
-    : name_(std::move(name)), onRecord_(onRecord), home_(&service()), spill_(kSpillBytes) {}
+    : name_(std::move(name)), onRecord_(onRecord), home_(&messageService()), spill_(kSpillBytes) {}
 
 Delivery* Receiver::currentDelivery() {
     return threadDelivery;
@@ -338,7 +338,7 @@ void Receiver::deliver(IncomingConnection& connection) noexcept {
 
 // Forked inside the callback, a child comes back into a receiver that is its parent's.
 void Receiver::endForkedChild() const {
-    if (&service() != home_) {
+    if (&messageService() != home_) {
         report("a child forked inside the callback of receiver %s returned from it and was ended", name_.c_str());
         _exit(EXIT_FAILURE);
     }

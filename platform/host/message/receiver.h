@@ -66,7 +66,7 @@ class Receiver {
 
     const std::string name_;
     const RecordCallback onRecord_;
-    Service* const home_;
+    MessageService* const home_;
     ReceiverLock lock_;
     std::string socketPath_;
     ForkAwareDescriptor epoll_;

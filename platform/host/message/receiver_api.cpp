@@ -25,7 +25,7 @@ TarnHostReceiver entry(const std::string& name, pid_t pid, uint64_t startTime) {
 }
 
 uint32_t start(const char* processName, RecordCallback onRecord) {
-    Service& own = service();
+    MessageService& own = messageService();
     const std::lock_guard lock(own.receiverMutex);
     if (own.receivers.contains(processName)) {
         return EADDRINUSE;
@@ -42,7 +42,7 @@ uint32_t start(const char* processName, RecordCallback onRecord) {
 }
 
 std::shared_ptr<Receiver> closeAndRemove(const char* processName) {
-    Service& own = service();
+    MessageService& own = messageService();
     const std::lock_guard lock(own.receiverMutex);
     const auto found = own.receivers.find(processName);
     if (found == own.receivers.end()) {
@@ -64,7 +64,7 @@ uint32_t stop(const char* processName) {
 }
 
 // Receivers of other processes: this process's own lock files must not be opened and closed. 0 or an errno.
-int listOthers(const Service& own, std::vector<TarnHostReceiver>& all) {
+int listOthers(const MessageService& own, std::vector<TarnHostReceiver>& all) {
     std::string directory;
     const int error = messageDirectory(directory);
     if (error != 0) {
@@ -90,7 +90,7 @@ int listOthers(const Service& own, std::vector<TarnHostReceiver>& all) {
 }
 
 uint32_t list(TarnHostReceiver* receivers, uint32_t capacity, uint32_t* count) {
-    Service& own = service();
+    MessageService& own = messageService();
     const std::lock_guard lock(own.receiverMutex);
     std::vector<TarnHostReceiver> all;
     for (const auto& [name, receiver] : own.receivers) {

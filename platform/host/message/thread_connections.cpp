@@ -19,8 +19,8 @@ void endThread(void* connections) {
     auto* own = static_cast<ThreadConnections*>(connections);
     threadConnections = nullptr;
     {
-        const std::lock_guard lock(service().threadMutex);
-        if (service().threads.erase(own) == 0) {
+        const std::lock_guard lock(messageService().threadMutex);
+        if (messageService().threads.erase(own) == 0) {
             return;
         }
     }
@@ -53,9 +53,9 @@ ThreadConnections& ThreadConnections::own() {
     if (threadConnections == nullptr) {
         const pthread_key_t key = threadKey();
         auto made = std::make_unique<ThreadConnections>();
-        const std::lock_guard lock(service().threadMutex);
-        const auto place = service().threads.insert(made.get()).first;
-        Undo removal([&] { service().threads.erase(place); });
+        const std::lock_guard lock(messageService().threadMutex);
+        const auto place = messageService().threads.insert(made.get()).first;
+        Undo removal([&] { messageService().threads.erase(place); });
         throwIf(pthread_setspecific(key, made.get()));
         removal.cancel();
         threadConnections = made.release();

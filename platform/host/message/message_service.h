@@ -15,8 +15,8 @@ class Receiver;
 class Flusher;
 class ThreadConnections;
 
-struct Service {
-    Service();
+struct MessageService {
+    MessageService();
 
     // Held over a fork, so that the child knows every descriptor, and for what else no fork may interrupt.
     std::mutex forkMutex;
@@ -34,10 +34,10 @@ struct Service {
     std::mutex refusalMutex;
     std::set<std::string> refusals; // Reported already.
 
-    Service* inherited = nullptr; // The parent's, kept so that what it owns stays reachable.
+    MessageService* inherited = nullptr; // The parent's, kept so that what it owns stays reachable.
 };
 
-Service& service();
+MessageService& messageService();
 
 // Of the forking thread, in the child: it starts without connections.
 void forgetThreadConnections();

@@ -1,4 +1,4 @@
-#include "message/service.h"
+#include "message/message_service.h"
 
 #include <pthread.h>
 #include <unistd.h>
@@ -14,7 +14,7 @@ namespace tarn::host {
 namespace {
 
 // Never destroyed: threads of the service may run until the process is gone.
-std::atomic<Service*> current = nullptr;
+std::atomic<MessageService*> current = nullptr;
 std::once_flag started;
 
 void beforeFork() {
@@ -26,13 +26,13 @@ void afterForkInParent() {
 }
 
 void afterForkInChild() {
-    Service* parents = current.load();
+    MessageService* parents = current.load();
     for (size_t descriptor = 0; descriptor < parents->descriptors.size(); descriptor++) {
         if (parents->descriptors[descriptor]) {
             close(static_cast<int>(descriptor));
         }
     }
-    auto* fresh = new Service;
+    auto* fresh = new MessageService;
     fresh->inherited = parents;
     current.store(fresh);
     forgetThreadConnections();
@@ -40,11 +40,11 @@ void afterForkInChild() {
 
 } // namespace
 
-Service::Service() : flusher(std::make_unique<Flusher>()) {}
+MessageService::MessageService() : flusher(std::make_unique<Flusher>()) {}
 
-Service& service() {
+MessageService& messageService() {
     std::call_once(started, [] {
-        auto made = std::make_unique<Service>();
+        auto made = std::make_unique<MessageService>();
         // Without the handlers a child would use its parent's connections. They only fail without memory.
         if (pthread_atfork(beforeFork, afterForkInParent, afterForkInChild) != 0) {
             throw std::bad_alloc();
