@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "base/guarded.h"
 #include "base/host_directory.h"
-#include "certificate/guarded.h"
 #include "certificate/service_folder.h"
 #include "certificate/x509_facts.h"
 #include "tarn_host/host_certificate.h"

@@ -10,9 +10,9 @@
 #include <limits>
 #include <string>
 
+#include "base/guarded.h"
 #include "base/host_directory.h"
 #include "certificate/certificate_client.h"
-#include "certificate/guarded.h"
 #include "certificate/key_engine.h"
 #include "certificate/service_folder.h"
 #include "certificate/x509_content.h"

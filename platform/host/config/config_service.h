@@ -2,11 +2,9 @@
 #pragma once
 
 #include <atomic>
-#include <cerrno>
 #include <map>
 #include <memory>
 #include <mutex>
-#include <new>
 #include <string>
 
 #include "config/change_feed.h"
@@ -33,15 +31,5 @@ struct ConfigService {
 };
 
 ConfigService& configService();
-
-// A call as it crosses the border.
-template <typename Body>
-uint32_t guarded(Body body) {
-    try {
-        return static_cast<uint32_t>(body());
-    } catch (const std::bad_alloc&) {
-        return ENOMEM;
-    }
-}
 
 } // namespace tarn::host

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <memory>
 
+#include "base/guarded.h"
 #include "config/config_service.h"
 
 struct TarnHostConfigWatch {

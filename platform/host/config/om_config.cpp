@@ -6,6 +6,7 @@
 #include <cstring>
 #include <string_view>
 
+#include "base/guarded.h"
 #include "config/config_service.h"
 #include "config/om_record.h"
 

@@ -5,8 +5,8 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
-#include <new>
 
+#include "base/guarded.h"
 #include "log/log_client.h"
 #include "tarn_host/host_log.h"
 #include "tarn_host/host_process.h"
@@ -14,6 +14,7 @@
 
 namespace {
 
+using tarn::host::guarded;
 using tarn::host::kMaxRecordBytes;
 using tarn::host::LogClient;
 using tarn::host::LogRecord;
@@ -31,16 +32,6 @@ class KeepErrno {
  private:
     int saved_ = errno;
 };
-
-// Runs a call that yields 0 or an `errno` value and may run out of memory.
-template <typename Call>
-uint32_t guarded(Call call) {
-    try {
-        return call();
-    } catch (const std::bad_alloc&) {
-        return ENOMEM;
-    }
-}
 
 using Text = std::array<char, kMaxRecordBytes + 1>;
 
