@@ -1,5 +1,5 @@
-// In a process that was started with a standard descriptor closed, the next file that is opened gets its number, and all
-// that is meant for standard error would go into that file.
+// In a process that was started with a standard descriptor closed, the next file that is opened gets its number, and
+// all that is meant for standard error would go into that file.
 #pragma once
 
 #include <fcntl.h>
