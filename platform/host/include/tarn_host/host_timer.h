@@ -22,7 +22,7 @@
  * another tick, which changes nothing, while one with the same tick is welcome.
  *
  * Callbacks may create and delete timers, their own too, and may fork: a child process starts without manager and
- * timers, and handles of its parent name nothing there.
+ * timers, handles of its parent name nothing there, and it is ended when it returns from the callback.
  */
 #ifndef TARN_HOST_HOST_TIMER_H
 #define TARN_HOST_HOST_TIMER_H
