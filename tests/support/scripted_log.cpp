@@ -1,12 +1,55 @@
 #include "scripted_log.h"
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
+#include <string_view>
 
 #include "scripted_platform.h"
 
 using tarn::test::scriptedLogClient;
 using tarn::test::ScriptedPlatform;
+
+namespace {
+
+struct LogName {
+    const char* name;
+    std::vector<std::string_view> functions; // how their names begin
+};
+
+// Of all functions that log; the first that fits.
+const std::vector<LogName> kLogNames = {
+    {"conf_config_value", {"ConfConfigV2"}},
+    {"conf_config", {"ConfConfig", "CallService"}},
+    {"conf_json", {"ConfJson"}},
+    {"conf_log_adapter", {"ConfLogSegment"}},
+    {"conf_mask_keyword", {"ConfFilter"}},
+    {"conf_msg_api", {"ConfCommMsg", "ConfCommSend", "GenerateMeeting", "GetMeeting"}},
+    {"conf_network_utils", {"GetBestLocal"}},
+    {"conf_timer", {"ConfBasic", "ConfCommTimer", "ConfTimer", "InitTimer"}},
+    {"param_check", {"ConfGetAtoi", "ConfTrim"}},
+    {"xmlAdapter",
+     {"ConfXmlCreateFirst", "ConfXmlCreateLast", "ConfXmlFree", "ConfXmlGetNode", "ConfXmlGetRoot", "ConfXmlParseBody",
+      "ConfXmlParseFile", "ConfXmlTransform"}},
+    {"xml_utility", {"ConfXml"}},
+    {"conf_cert",
+     {"AddCancel", "ClearAndFree", "ConfAddCancel", "ConfCert", "ConfLoad", "ConfOmCert", "GetCert", "GetOpenssl",
+      "SetCertInfo", "X509"}},
+};
+
+// Readers of the log look for the records of a function under its log name.
+void checkLogName(const std::string& file, std::string_view text) {
+    const auto found = std::ranges::find_if(kLogNames, [&](const LogName& candidate) {
+        return std::ranges::any_of(candidate.functions, [&](std::string_view function) {
+            return text.starts_with('[') && text.substr(1).starts_with(function);
+        });
+    });
+    if (found != kLogNames.end()) {
+        EXPECT_EQ(file, found->name) << text;
+    }
+}
+
+} // namespace
 
 tarn::test::ScriptedLogClient& tarn::test::scriptedLogClient() {
     static ScriptedLogClient client;
@@ -41,5 +84,7 @@ void TarnOmLogModuleLogRecord(uint8_t level, uint16_t fileId, const char* fileNa
     va_start(arguments, format);
     std::vsnprintf(text, sizeof text, format, arguments);
     va_end(arguments);
-    ScriptedPlatform::get().addLog({level, fileId, std::string(fileName, fileNameLength), line, text, format});
+    const std::string file(fileName, fileNameLength);
+    checkLogName(file, text);
+    ScriptedPlatform::get().addLog({level, fileId, file, line, text, format});
 }
