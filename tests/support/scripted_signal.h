@@ -9,6 +9,7 @@ namespace tarn::test {
 struct SignalMaskChange {
     int how;
     sigset_t set;
+    std::vector<int> added; // in this order
 };
 
 std::vector<SignalMaskChange>& scriptedSignalMaskChanges();

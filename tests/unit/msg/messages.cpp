@@ -217,7 +217,9 @@ TEST_F(MessageTest, UnusableAnswersFailTheCall) {
     }
     EXPECT_EQ(data, Bytes(100, 1));
     scriptedMessages().noAnswerRecord = true;
+    platform.reset();
     EXPECT_EQ(ConfCommMsgSynSend("peer", rememberingHandler, 1, data.data(), 100), CONF_MSG_ERR_SEND);
+    EXPECT_EQ(platform.count("OsMsgSynRespFree"), 1U);
 }
 
 TEST_F(MessageTest, AsynchronousCall) {
@@ -236,6 +238,7 @@ TEST_F(MessageTest, ReceivedCallRunsItsHandlerAndAnswersWhoeverWaits) {
     Payload payload(rememberingHandler, 12, {1, 2, 3});
     EXPECT_EQ(process(payload, 1, 0), 0U);
     EXPECT_EQ(platform.count("OsMsgSynSendResp"), 0U);
+    EXPECT_EQ(fieldOf(payload.bytes, 8), kResult);
     EXPECT_EQ(handled.at(0).msgId, 12U);
     EXPECT_EQ(handled.at(0).data, (Bytes{1, 2, 3}));
 

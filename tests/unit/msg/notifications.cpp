@@ -95,6 +95,9 @@ TEST_F(NotificationTest, LargeNotificationGoesInPacketsOfTheSendersOwnBytes) {
     ASSERT_EQ(deliveries.size(), 10U);
     EXPECT_EQ(deliveries[0], header(9, kMost));
     EXPECT_EQ(deliveries[9], (Delivery{kNotifyId, data + 8 * size_t{kPacket}, 1344}));
+    const std::vector<std::string> calls = platform.calls();
+    EXPECT_THAT(std::vector(calls.end() - 4, calls.end()),
+                ElementsAre("OsMutexUnLock", _, _, "TarnOmLogModuleLogRecord"));
     const std::string function = "3 [ConfCommSendMultiPackNotifyToApp]";
     EXPECT_THAT(takeLogs(),
                 ElementsAre(function + "MultiPackNotify,pktnum:9, len:33554432", function + "MultiPackNotify Over"));

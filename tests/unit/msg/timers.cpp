@@ -83,6 +83,7 @@ TEST_F(TimerTest, InitBlocksTheSignalsBeforeItStartsTheManager) {
     EXPECT_EQ(timers.managerInits.back(), (std::array<uint32_t, 3>{0, 10000, 0}));
     const SignalMaskChange change = scriptedSignalMaskChanges().back();
     EXPECT_EQ(change.how, 0);
+    EXPECT_THAT(change.added, ElementsAre(17, 10));
     for (int signal = 1; signal < 32; ++signal) {
         EXPECT_EQ(sigismember(&change.set, signal) == 1, signal == 17 || signal == 10) << signal;
     }
@@ -114,7 +115,10 @@ TEST_F(TimerTest, DeInitDeletesEveryTimerOfTheTable) {
     for (const ConfCommTimerEntry& started : table) {
         ASSERT_EQ(ConfCommTimerStart(started.timerId, 1, kText, sizeof kText), 0U);
     }
+    platform.reset();
     ConfCommTimerDeInit();
+    EXPECT_THAT(platform.calls(),
+                ElementsAre("OsMutexDestroy", "OsTmrDelete", "OSMemTypeFreeMon", "OsTmrDelete", "OSMemTypeFreeMon"));
     for (const ConfCommTimerEntry& stopped : table) {
         EXPECT_THAT(Pointers({stopped.platformTimer, stopped.data}), Each(nullptr));
     }
@@ -134,7 +138,8 @@ TEST_F(TimerTest, TableTimerIsCreatedWithItsRecord) {
     EXPECT_THAT(platform.calls(), ElementsAre("OsMutexLock", "strcpy_s", "OsTmrCreate", "OsMemMallocSetCharMon",
                                               "memcpy_s", "OsMutexUnLock"));
 
-    ASSERT_EQ(ConfCommTimerStartEx(71, 0, 5, nullptr, 0), 0U);
+    ASSERT_EQ(ConfCommTimerStartEx(71, 0, 5, nullptr, 3), 0U);
+    EXPECT_EQ(table[1].dataLen, 3U);
     EXPECT_EQ(timers.created[1].ticks, 0U);
     EXPECT_EQ(timers.created[1].param.repeat, 1U);
     EXPECT_STREQ(timers.created[1].param.name, "");
@@ -171,6 +176,7 @@ TEST_F(TimerTest, ExpirySendsWhatTheLastStartGave) {
 TEST_F(TimerTest, UnknownIdsChangeNothing) {
     EXPECT_EQ(ConfCommTimerStart(72, 1, kText, sizeof kText), 1U);
     EXPECT_EQ(ConfCommTimerStop(UINT32_MAX), 1U);
+    EXPECT_EQ(platform.count("OsMutexLock"), 0U);
     ASSERT_EQ(ConfCommTimerStart(70, 1, nullptr, 0), 0U);
     OsTimerParam param = timers.created[0].param;
     param.userData[0] = 99;
@@ -188,12 +194,30 @@ TEST_F(TimerTest, UnknownIdsChangeNothing) {
     EXPECT_EQ(table[1].platformTimer, nullptr);
 }
 
-TEST_F(TimerTest, FailedCopyIsNotSent) {
-    platform.failNth("memcpy_s", 1);
-    EXPECT_EQ(ConfCommTimerStart(70, 5, kText, sizeof kText), 1U);
-    EXPECT_EQ(table[0].data, nullptr);
+TEST_F(TimerTest, TimerWithoutItsDataRunsAndSendsNothing) {
+    for (const char* const call : {"OsMemMallocSetCharMon", "memcpy_s"}) {
+        platform.failNth(call, 1);
+        EXPECT_EQ(ConfCommTimerStart(70, 5, kText, sizeof kText), 1U);
+        platform.failNth(call, 1);
+        EXPECT_EQ(ConfTimerStart(&timer, 10, 5, kText, sizeof kText), 1U);
+        EXPECT_THAT(Pointers({table[0].data, timer.data}), Each(nullptr));
+        EXPECT_THAT(Pointers({table[0].platformTimer, timer.platformTimer}), Each(NotNull()));
+    }
+    EXPECT_THAT(takeLogs("ConfTimerStart"), ElementsAre("TARN_CONF_LOG_ERROR: CONF_MALLOC failed, timer->data is NULL!",
+                                                        "1 [ConfCommTimerStartEx]conf secure func failed, err = 400!\n",
+                                                        "conf secure func failed, err = 400!\n"));
     timers.fire(0);
     EXPECT_EQ(sentCount(), 0U);
+}
+
+TEST_F(TimerTest, StopWorksUnderTheMutex) {
+    ASSERT_EQ(ConfCommTimerStart(70, 5, kText, sizeof kText), 0U);
+    ASSERT_EQ(ConfTimerStart(&timer, 10, 5, kText, sizeof kText), 0U);
+    for (const auto& stop : {+[](ConfTimer*) { return ConfCommTimerStop(70); }, ConfTimerStop}) {
+        platform.reset();
+        EXPECT_EQ(stop(&timer), 0U);
+        EXPECT_THAT(platform.calls(), ElementsAre("OsMutexLock", "OsTmrDelete", "OSMemTypeFreeMon", "OsMutexUnLock"));
+    }
 }
 
 TEST_F(TimerTest, CreationWithoutAHandleFails) {
@@ -213,6 +237,7 @@ TEST_F(TimerTest, FreeStandingOneShotReturnsToIdle) {
     EXPECT_EQ(address, &timer);
     EXPECT_EQ(timers.created[0].param.userDataMarker, 8U);
     EXPECT_EQ(timers.created[0].param.repeat, 0U);
+    EXPECT_STREQ(timers.created[0].param.name, kReceiver);
     EXPECT_EQ(timers.created[0].ticks, 2U);
     EXPECT_TRUE(ConfTimerIsVaild(&timer));
 
@@ -227,8 +252,9 @@ TEST_F(TimerTest, FreeStandingOneShotReturnsToIdle) {
 }
 
 TEST_F(TimerTest, FreeStandingPeriodicStaysUntilItIsStopped) {
-    timer.mode = kPeriodic;
+    timer.mode = 0; // any but the one
     ASSERT_EQ(ConfTimerStart(&timer, 20, 5, "first", 5), 0U);
+    EXPECT_EQ(timers.created[0].param.repeat, 1U);
     timers.fire(0);
     ASSERT_EQ(ConfTimerStart(&timer, 90, 6, "other", 5), 0U);
     timers.fire(0);
