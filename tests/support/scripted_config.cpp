@@ -62,11 +62,11 @@ std::string scriptedCipherText(const std::string& plain) {
 
 } // namespace tarn::test
 
-uint32_t TarnOmConfigInit(uint32_t, const char* owner, const char* domain) {
+uint32_t TarnOmConfigInit(uint32_t flag, const char* owner, const char* domain) {
     if (fails("TarnOmConfigInit")) {
         return kPlannedFailure;
     }
-    ScriptedConfig::get().connections.push_back(std::string(owner) + "/" + domain);
+    ScriptedConfig::get().connections.push_back(std::to_string(flag) + " " + owner + "/" + domain);
     return 0;
 }
 
@@ -81,7 +81,7 @@ uint32_t TarnOmConfigNotifyCallback(OmConfigNotifyFunc callback, const char* dom
         return kPlannedFailure;
     }
     ScriptedConfig::get().callback = callback;
-    ScriptedConfig::get().callbackDomain = domain;
+    ScriptedConfig::get().connections.push_back(std::string("=") + domain);
     return 0;
 }
 
@@ -145,7 +145,8 @@ uint32_t TarnOmConfigsetUintValue(void* recordValue, uint64_t number) {
     return fillField(*static_cast<ConfConfigOmValue*>(recordValue), std::to_string(number));
 }
 
-uint32_t TarnOmKeymEncrypt(const char*, const char* plain, uint32_t plainLength, char* output, uint32_t* outputLength) {
+uint32_t TarnOmKeymEncrypt(const char* owner, const char* plain, uint32_t plainLength, char* output,
+                           uint32_t* outputLength) {
     if (fails("TarnOmKeymEncrypt")) {
         return kPlannedFailure;
     }
@@ -153,6 +154,7 @@ uint32_t TarnOmKeymEncrypt(const char*, const char* plain, uint32_t plainLength,
     if (text.size() >= OM_KEY_MAX_OUTPUT) {
         return kTooLong;
     }
+    ScriptedConfig::get().keyOwner = owner;
     std::memcpy(output, text.c_str(), text.size() + 1);
     *outputLength = static_cast<uint32_t>(text.size());
     return 0;

@@ -21,8 +21,9 @@ struct ScriptedConfig {
     std::map<std::string, std::string> held;
     std::vector<KeyValueTexts> writes; // one entry a call of the service
     OmConfigNotifyFunc callback = nullptr;
-    std::string callbackDomain;
-    std::vector<std::string> connections; // "owner/domain", and "-domain" for a disconnection
+    // "flag owner/domain"; "=domain" for the callback's registration, and "-domain" for a disconnection.
+    std::vector<std::string> connections;
+    std::string keyOwner; // of the last value that was encrypted
 
     // When set, called behind the default reading of a bulk read; may change the records.
     std::function<void(ConfConfigOmRecord* records, uint32_t count)> afterRead;

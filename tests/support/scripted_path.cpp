@@ -11,9 +11,9 @@ tarn::test::ScriptedPaths& tarn::test::scriptedPaths() {
     return paths;
 }
 
-const char* TarnOmCustUtilGetCfgPath(uint32_t) {
+const char* TarnOmCustUtilGetCfgPath(uint32_t kind) {
     ScriptedPlatform::get().enterInfallible("TarnOmCustUtilGetCfgPath");
-    return scriptedPaths().configuration.c_str();
+    return kind == 0 ? scriptedPaths().configuration.c_str() : "/another";
 }
 
 const char* TarnOmCustUtilGetStoragePath(void) {

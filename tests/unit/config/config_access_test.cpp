@@ -44,8 +44,8 @@ TEST_F(ConfigAccess, AListIsAppliedAndOnlyChangesAreWrittenBack) {
     EXPECT_THAT(service.writes, ElementsAre(ElementsAre(Pair("CONF.A.NUMBER", "-7"), Pair("Conf.ab.flag", "true"))));
     EXPECT_EQ(logsWith("ConfConfigSetValue CALLCONFIG_NOTFIND\n"), 2U);
     EXPECT_EQ(logsWith("[ConfConfigSetList]: invalue input. \n"), 1U);
-    EXPECT_EQ(logsWith("[ConfConfigAddOmCfg]key = CONF.A.NUMBER, val = -7"), 1U);
-    EXPECT_EQ(logsWith("[ConfConfigSetValue]key = Conf.a.text, ret = 1"), 1U);
+    EXPECT_EQ(logsWith("[ConfConfigAddOmCfg]key = CONF.A.NUMBER, val = -7", CONF_LOG_INFO), 1U);
+    EXPECT_EQ(logsWith("[ConfConfigSetValue]key = Conf.a.text, ret = 1", CONF_LOG_INFO), 1U);
 
     // Nothing changes now: with write-back that is a failed write, without it is not.
     EXPECT_EQ(ConfConfigSetList(items, 1, 1), -1);
@@ -55,6 +55,16 @@ TEST_F(ConfigAccess, AListIsAppliedAndOnlyChangesAreWrittenBack) {
     EXPECT_EQ(ConfConfigSetList(&change, 1, 0), 1);
     EXPECT_EQ(number, 9);
     EXPECT_EQ(service.writes.size(), 1U);
+
+    // What cannot be queued is applied all the same; the pending batch holds fifty.
+    std::vector<ConfConfigKeyValue> numbers;
+    for (int i = 100; i < 151; ++i) {
+        numbers.push_back(keyValue("Conf.a.number", std::to_string(i)));
+    }
+    platform.failNth("TarnOmConfigcopyStr2Key", 1);
+    EXPECT_EQ(ConfConfigSetList(&numbers[50], 1, 1), -1);
+    EXPECT_EQ(ConfConfigSetList(numbers.data(), 51, 1), 51);
+    EXPECT_THAT(service.writes, ElementsAre(SizeIs(2), SizeIs(50), SizeIs(1)));
 
     EXPECT_THAT(std::vector({ConfConfigSetList(nullptr, 1, 1), ConfConfigSetList(items, 0, 1),
                              ConfConfigSetList(items, -1, 1)}),
@@ -74,7 +84,7 @@ TEST_F(ConfigAccess, KeysPrefixesAndEverythingArePushedInIndexOrder) {
     for (const char* key : {"Conf.a.raw", "Conf.a", "Zonf.", static_cast<const char*>(nullptr)}) {
         EXPECT_THAT(pushed(key), IsEmpty());
     }
-    EXPECT_EQ(logsWith("[ConfConfigAddOmCfgByKey]key strlen: 11  key: Con******te"), 1U);
+    EXPECT_EQ(logsWith("[ConfConfigAddOmCfgByKey]key strlen: 11  key: Con******te", CONF_LOG_INFO), 1U);
     const char* keys[] = {"Conf.b.rate", nullptr, "Conf.ab.", "Conf.b.rate"};
     EXPECT_EQ(ConfConfigSyncToOM(keys, 4), 0U);
     EXPECT_THAT(takeWritten(), ElementsAre(Pair("Conf.b.rate", "0.500000"), Pair("Conf.ab.flag", "FALSE"),
@@ -134,10 +144,10 @@ TEST_F(ConfigAccess, ProtectedValuesNeverReachTheLog) {
             ConfConfigSyncByKeyToOM("Conf.");
         },
         [&](size_t, bool failureHappened) {
-            EXPECT_EQ(logsWith("SeCrEt"), 0U);
+            EXPECT_EQ(logsWith("SeCrEt", kAnyLevel), 0U);
             if (!failureHappened) {
-                EXPECT_EQ(logsWith("[ConfConfigAddOmCfg]key = Conf.ServerParam.pwd"), 2U);
-                EXPECT_EQ(logsWith("public"), 4U); // queued and written, twice each
+                EXPECT_EQ(logsWith("[ConfConfigAddOmCfg]key = Conf.ServerParam.pwd", CONF_LOG_INFO), 2U);
+                EXPECT_EQ(logsWith("public", kAnyLevel), 4U); // queued and written, twice each
             }
         });
 }

@@ -77,6 +77,11 @@ TEST_F(ConfigBulk, AReadIsOneCallOfTheServiceAndAnswersEveryItem) {
                 ElementsAre(Pair(std::string(127, 'k'), "long"), Pair("Conf.k2", std::string(1023, 'w'))));
     EXPECT_EQ(std::strlen(cut.items()[0].value), 1023U);
     service.afterRead = nullptr;
+    // An answer that cannot be copied is attached all the same.
+    Block lost({keyValue("Conf.k2", "")});
+    platform.failNth("memcpy_s", 1);
+    EXPECT_EQ(lost.read(), CONF_CONFIG_FAILED);
+    EXPECT_THAT(lost.results(), ElementsAre(Pair("", "vvvv")));
     Block none({}, 1151);
     none->listLen = 3;
     EXPECT_EQ(none.read(), 0U);
@@ -114,14 +119,13 @@ TEST_F(ConfigBulk, AWriteEncryptsThePasswordsAndWipesThem) {
                     Pair("Conf.SIPCallParam.sipPwd", scriptedCipherText("SeCrEt")), Pair("Conf.plain", "open"),
                     Pair("Conf.H323CallParam.gkPwd", scriptedCipherText("")), Pair("conf.sipcallparam.sippwd", "seen"),
                     Pair("Conf.ServerParam.pwd", "HiDdEn"), Pair("Conf.FireWallParam.NatAddr", "HiDdEn"))));
+    EXPECT_EQ(service.keyOwner, "TarnUIConf");
     EXPECT_EQ(std::string(block.items()[0].value, 1024), std::string(1024, '\0'));
     EXPECT_STREQ(block.items()[1].value, "open");
     std::vector<std::string> keysAndValues;
     for (const std::string& log : platform.logTexts()) {
         keysAndValues.push_back(log.substr(log.find('=') + 2));
     }
-    EXPECT_EQ(platform.logTexts().at(0), "[ConfConfigSetConfConfig]ConfConfigGetConfConfigset listLen = 6.\n");
-    EXPECT_EQ(platform.logTexts().at(3), "[ConfConfigSetConfConfig]ConfConfigSetConfConfig val= open.\n");
     EXPECT_THAT(keysAndValues, ElementsAre("6.\n", "Conf.SIPCallParam.sipPwd.\n", "Conf.plain.\n", "open.\n",
                                            "Conf.H323CallParam.gkPwd.\n", "conf.sipcallparam.sippwd.\n", "seen.\n",
                                            "Conf.ServerParam.pwd.\n", "Conf.FireWallParam.NatAddr.\n"));
@@ -130,6 +134,7 @@ TEST_F(ConfigBulk, AWriteEncryptsThePasswordsAndWipesThem) {
 TEST_F(ConfigBulk, AWriteIsWholeOrNotAtAll) {
     const std::string longest(1023, 'v');
     Block fitting({keyValue(std::string(127, 'k'), longest)});
+    fitting->listLen = 500;
     EXPECT_EQ(fitting.write(), 0U);
     EXPECT_THAT(takeWritten(), ElementsAre(Pair(std::string(127, 'k'), longest)));
     const ConfConfigKeyValue bad[] = {keyValue(std::string(128, 'k'), "1"), keyValue("Conf.a", longest + "v"),
@@ -139,8 +144,17 @@ TEST_F(ConfigBulk, AWriteIsWholeOrNotAtAll) {
         EXPECT_EQ(block.write(), CONF_CONFIG_FAILED);
     }
     Block tooLongToEncrypt({keyValue("Conf.good", "1"), keyValue("Conf.H323CallParam.gkPwd", std::string(200, 'p'))});
+    takeLogs();
     EXPECT_EQ(tooLongToEncrypt.write(), 1U);
-    EXPECT_EQ(logsWith("[ConfConfigSetConfConfig]condition false."), 1U);
+    platform.failNth("TarnOmConfigcopyStr2Key", 1);
+    EXPECT_EQ(tooLongToEncrypt.write(), CONF_CONFIG_FAILED);
+    // Each step is told before it is tried.
+    const std::string length = "3 [ConfConfigSetConfConfig]ConfConfigGetConfConfigset listLen = 2.\n";
+    const std::string prefix = "ConfConfigSetConfConfig ";
+    EXPECT_THAT(takeLogs("ConfConfigSetConfConfig"),
+                ElementsAre(length, prefix + "key= Conf.good.\n", prefix + "val= 1.\n",
+                            prefix + "key= Conf.H323CallParam.gkPwd.\n", "condition false.", length,
+                            prefix + "key= Conf.good.\n", prefix + "val= 1.\n", "TarnOmConfigcopyStr2Key fail"));
     EXPECT_EQ(std::strlen(tooLongToEncrypt.items()[1].value), 200U);
     EXPECT_THAT(service.writes, IsEmpty());
 }
@@ -155,6 +169,8 @@ TEST_F(ConfigBulk, SingleNumbersGoStraightToTheService) {
     EXPECT_THAT(std::vector({ConfConfigGetIntValue("Conf.int"), ConfConfigGetIntValue("Conf.hex"),
                              ConfConfigGetIntValue("Conf.bad")}),
                 ElementsAre(INT32_MIN, 31, 1));
+    EXPECT_EQ(ConfConfigGetUint64Value("Conf.hex", &number), 0U);
+    EXPECT_EQ(number, 31U);
     EXPECT_EQ(ConfConfigGetUint64Value("Conf.bad", &number), 0U);
     platform.clearLogs();
     EXPECT_THAT(Codes({ConfConfigSetIntValue(nullptr, 1), ConfConfigSetUint64Value(nullptr, 1),

@@ -1,5 +1,6 @@
 #include "config_fixture.h"
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <utility>
@@ -38,7 +39,7 @@ void ConfigTest::SetUp() {
     service.reset();
     seenCalls.clear();
     ASSERT_EQ(SetLogLevel(CONF_LOG_DEBUG), 0U);
-    ASSERT_EQ(ConfConfigInit([] {}, "owner", "Conf"), 0U);
+    ASSERT_EQ(ConfConfigInit([] {}, "owner", "domain"), 0U);
     platform.reset();
 }
 
@@ -82,12 +83,11 @@ KeyValueTexts ConfigTest::takeWritten() {
     return all;
 }
 
-size_t ConfigTest::logsWith(const std::string& text) const {
-    size_t found = 0;
-    for (const std::string& log : platform.logTexts()) {
-        found += log.find(text) != std::string::npos ? 1 : 0;
-    }
-    return found;
+size_t ConfigTest::logsWith(const std::string& text, int level) const {
+    const std::vector<LogRecord> logs = platform.logs();
+    return static_cast<size_t>(std::ranges::count_if(logs, [&](const LogRecord& record) {
+        return (level == kAnyLevel || record.level == level) && record.text.find(text) != std::string::npos;
+    }));
 }
 
 } // namespace tarn::test

@@ -38,8 +38,9 @@ class ConfigTest : public ScriptedPlatformTest {
     // Writes of the service since the last call of this, one after the other.
     KeyValueTexts takeWritten();
 
-    // Records of the log that hold a text.
-    size_t logsWith(const std::string& text) const;
+    // Records of the log at this level that hold a text.
+    static constexpr int kAnyLevel = -1;
+    size_t logsWith(const std::string& text, int level = CONF_LOG_ERROR) const;
 
     ScriptedConfig& service = ScriptedConfig::get();
 };

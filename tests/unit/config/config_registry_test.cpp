@@ -18,7 +18,10 @@ class ConfigRegistry : public ConfigTest {
     KeyValueTexts boundKeys() {
         takeWritten();
         ConfConfigSyncByKeyToOM("");
-        return takeWritten();
+        const size_t writes = service.writes.size();
+        const KeyValueTexts all = takeWritten();
+        EXPECT_EQ(writes, (all.size() + 49) / 50) << "fifty records a write";
+        return all;
     }
 
     uint8_t variable = 3;
@@ -100,13 +103,35 @@ TEST_F(ConfigRegistry, NothingWorksBeforeInitAndAfterDeInitAndASecondInitStartsA
                        ConfConfigInit([] {}, "owner", nullptr)}),
                 Each(CONF_CONFIG_FAILED));
     EXPECT_EQ(logsWith("[ConfConfigInit]ConfConfigInit invalue param, null pointer!"), 3U);
+
+    // A notification amid the binding finds no key.
+    const auto bindAndNotify = [] {
+        ConfConfigBind("Conf.a", CONF_CONFIG_TYPE_UINT, nullptr, 1, callback(0));
+        notify({{"Conf.a", "4"}});
+    };
+    ASSERT_EQ(ConfConfigInit(bindAndNotify, "owner", "Conf"), 0U);
+    EXPECT_THAT(calls(), IsEmpty());
+    notify({{"Conf.a", "4"}});
+    EXPECT_THAT(calls(), SizeIs(1));
+}
+
+TEST_F(ConfigRegistry, BindingAgainReplacesAllButTheKey) {
+    char text[8] = "raw";
+    ConfConfigBind("Conf.a", CONF_CONFIG_TYPE_DATA, &variable, 1, nullptr);
+    ConfConfigBind("CONF.A", CONF_CONFIG_TYPE_STR, text, sizeof text, callback(0));
+    EXPECT_THAT(boundKeys(), ElementsAre(Pair("Conf.a", "raw")));
+    const auto item = keyValue("Conf.a", "longer");
+    EXPECT_EQ(ConfConfigSetList(&item, 1, 0), 1);
+    EXPECT_STREQ(text, "longer");
+    notify({{"Conf.a", "x"}});
+    EXPECT_THAT(calls(), SizeIs(1));
 }
 
 TEST_F(ConfigRegistry, DetachingAndReattachingKeepTheKeys) {
     EXPECT_EQ(service.callback, ConfConfigClientCallBack);
     bind("Conf.a");
     EXPECT_EQ(ConfConfigUnInit() + ConfConfigReInit(), 0U);
-    EXPECT_THAT(service.connections, ElementsAre("owner/Conf", "-Conf", "TarnUIConf/Conf"));
+    EXPECT_THAT(service.connections, ElementsAre("0 owner/domain", "=domain", "-Conf", "0 TarnUIConf/Conf", "=Conf"));
     EXPECT_THAT(takeLogs(),
                 ElementsAre("3 [ConfConfigUnInit]ConfConfigUnInit.", "3 [ConfConfigReInit]ConfConfigReInit."));
     EXPECT_THAT(boundKeys(), ElementsAre(Pair("Conf.a", "3")));
@@ -116,12 +141,15 @@ TEST_F(ConfigRegistry, VariablesAreLoadedFromWhatTheServiceHolds) {
     int16_t number = 1;
     char text[8] = "old";
     char tiny[1] = {'x'};
+    char small[2] = {};
     char data[4] = "raw";
     uint8_t absent = 9;
-    service.held = {{"Conf.number", "-300"}, {"Conf.text", "new"}, {"Conf.tiny", "y"}, {"Conf.data", "no"}};
+    service.held = {
+        {"Conf.number", "-300"}, {"Conf.text", "new"}, {"Conf.tiny", "y"}, {"Conf.small", "y"}, {"Conf.data", "no"}};
     ConfConfigBind("Conf.number", CONF_CONFIG_TYPE_INT, &number, sizeof number, callback(0));
     ConfConfigBind("Conf.text", CONF_CONFIG_TYPE_STR, text, sizeof text, callback(0));
     ConfConfigBind("Conf.tiny", CONF_CONFIG_TYPE_STR, tiny, sizeof tiny, callback(0));
+    ConfConfigBind("Conf.small", CONF_CONFIG_TYPE_STR, small, sizeof small, callback(0));
     ConfConfigBind("Conf.data", CONF_CONFIG_TYPE_DATA, data, sizeof data, callback(0));
     ConfConfigBind("Conf.absent", CONF_CONFIG_TYPE_UINT, &absent, sizeof absent, callback(0));
     ConfConfigBind("Conf.unbound", CONF_CONFIG_TYPE_UINT, nullptr, sizeof absent, callback(0));
@@ -129,9 +157,10 @@ TEST_F(ConfigRegistry, VariablesAreLoadedFromWhatTheServiceHolds) {
     EXPECT_EQ(number, -300);
     EXPECT_STREQ(text, "new");
     EXPECT_EQ(tiny[0], 'x');
+    EXPECT_STREQ(small, "y");
     EXPECT_STREQ(data, "raw");
     EXPECT_EQ(absent, 9);
-    EXPECT_EQ(platform.count("TarnOmConfigStringGet"), 5U);
+    EXPECT_EQ(platform.count("TarnOmConfigStringGet"), 6U);
     const std::string told = "4 [ConfConfigInitOmCfg]TarnOmConfigStringGet ";
     EXPECT_THAT(takeLogs(), ElementsAre(told + "Conf.absent failed!!!\n", told + "Conf.unbound failed!!!\n"));
     EXPECT_THAT(calls(), IsEmpty());
