@@ -41,6 +41,7 @@ int OsCloseDir(void* directory) {
 int OsCopyFile(const char* from, const char* to) {
     scriptedFiles().copies.emplace_back(from, to);
     if (ScriptedPlatform::get().enter("OsCopyFile")) {
+        errno = ENOSPC;
         return EIO;
     }
     std::error_code error;

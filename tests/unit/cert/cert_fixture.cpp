@@ -64,6 +64,15 @@ std::vector<std::string> CertTest::textsAt(int level) const {
     return texts;
 }
 
+std::vector<std::string> CertTest::texts() const {
+    std::vector<std::string> texts;
+    for (const LogRecord& record : platform.logs()) {
+        texts.push_back(record.level == CONF_LOG_ERROR ? record.text
+                                                       : std::to_string(record.level) + " " + record.text);
+    }
+    return texts;
+}
+
 std::vector<std::string> replaced(std::vector<std::string> texts, const std::string& before, const std::string& after) {
     for (std::string& text : texts) {
         for (size_t at = text.find(before); at != std::string::npos; at = text.find(before, at + after.size())) {

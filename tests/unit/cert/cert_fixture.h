@@ -37,6 +37,8 @@ class CertTest : public ScriptedPlatformTest {
     std::string directoryOfLength(size_t length);
     // Texts of the records at this level, in order.
     std::vector<std::string> textsAt(int level) const;
+    // Texts of all records, in order; the level stands in front where it is not that of errors.
+    std::vector<std::string> texts() const;
 
     ScratchDirectory scratch;
     ScriptedCertificates& service = ScriptedCertificates::get();

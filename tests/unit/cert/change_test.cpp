@@ -43,8 +43,7 @@ class Change : public CertTest {
 
 TEST_F(Change, RegisteredCallbackHearsOfEachTypeButOne) {
     ConfCertNotifyCallback(record);
-    EXPECT_THAT(platform.logTexts(), ElementsAre("[ConfCertNotifyCallback]Conf register certchange callback, Flag:0."));
-    EXPECT_EQ(platform.logs()[0].level, CONF_LOG_ERROR);
+    EXPECT_THAT(texts(), ElementsAre("[ConfCertNotifyCallback]Conf register certchange callback, Flag:0."));
     for (uint32_t type = 0; type < 4; ++type) {
         changed(type);
     }
@@ -64,10 +63,21 @@ TEST_F(Change, OnlyTheFirstTypeWaitsForTheRegistration) {
     ConfCertNotifyCallback(nullptr);
     platform.clearLogs();
     ConfCertNotifyCallback(record);
-    EXPECT_THAT(platform.logTexts(), ElementsAre("[ConfCertNotifyCallback]Conf register certchange callback, Flag:1."));
+    EXPECT_THAT(texts(), ElementsAre("[ConfCertNotifyCallback]Conf register certchange callback, Flag:1."));
     EXPECT_THAT(changes, ElementsAre(0));
     ConfCertNotifyCallback(record);
     EXPECT_THAT(changes, ElementsAre(0));
+}
+
+TEST_F(Change, CallbackMayRegisterAnother) {
+    changed(0);
+    ConfCertNotifyCallback([](uint32_t change) {
+        record(change);
+        ConfCertNotifyCallback(record);
+    });
+    EXPECT_THAT(changes, ElementsAre(0));
+    changed(2);
+    EXPECT_THAT(changes, ElementsAre(0, 1));
 }
 
 TEST_F(Change, FailedRefreshTellsNobody) {
@@ -76,14 +86,13 @@ TEST_F(Change, FailedRefreshTellsNobody) {
     changed(2);
     ConfOmCertCallback(OM_CERT_EVENT_SERVICE, 0x102);
     EXPECT_THAT(changes, IsEmpty());
-    EXPECT_THAT(
-        platform.logTexts(),
-        ElementsAre("[ConfCertNotifyCallback]Conf register certchange callback, Flag:0.",
-                    "[ConfOmCertCallback]ConfOmCertCallback enter, msgId = 0",
-                    "[ConfCertUpdateCertInfo]ConfCertUpdateCertInfo enter, type = [2]", "[GetCertSize]cert size = [11]",
-                    "[GetCertId]TarnOmCertGetCertId ERROR", "[ConfOmCertCallback]ConfOmCertCallback enter, msgId = 0",
-                    "[ConfCertUpdateCertInfo]ConfCertUpdateCertInfo enter, type = [-1]",
-                    "[ConfCertGetCertSizeAndInfo]conf secure func failed, err = -1!\n"));
+    EXPECT_THAT(texts(), ElementsAre("[ConfCertNotifyCallback]Conf register certchange callback, Flag:0.",
+                                     "3 [ConfOmCertCallback]ConfOmCertCallback enter, msgId = 0",
+                                     "3 [ConfCertUpdateCertInfo]ConfCertUpdateCertInfo enter, type = [2]",
+                                     "3 [GetCertSize]cert size = [11]", "[GetCertId]TarnOmCertGetCertId ERROR",
+                                     "3 [ConfOmCertCallback]ConfOmCertCallback enter, msgId = 0",
+                                     "3 [ConfCertUpdateCertInfo]ConfCertUpdateCertInfo enter, type = [-1]",
+                                     "[ConfCertGetCertSizeAndInfo]conf secure func failed, err = -1!\n"));
     // An id longer than its field is not kept, and nothing is written beside the field.
     service.reportedIdLength = 300;
     platform.clearLogs();
@@ -96,6 +105,7 @@ TEST_F(Change, CaEventTellsTheProcessAndCrlEventDoesNot) {
     ConfOmCertCallback(OM_CERT_EVENT_CA, 0); // nobody registered
     EXPECT_EQ(platform.count("OsOpenDir"), 3U);
     ConfCertUpdateNotifyCallback(countCaUpdate);
+    EXPECT_EQ(texts().back(), "3 [ConfCertUpdateNotifyCallback]Conf register ca cert update callback.");
     EXPECT_EQ(caUpdates, 0);
     ConfOmCertCallback(OM_CERT_EVENT_CA, 0);
     EXPECT_EQ(caUpdates, 1);
@@ -104,8 +114,8 @@ TEST_F(Change, CaEventTellsTheProcessAndCrlEventDoesNot) {
     for (const uint32_t message : {2U, 4U, 0xFFFFFFFFU}) {
         platform.reset();
         ConfOmCertCallback(message, kOmTypes[0]);
-        EXPECT_THAT(platform.logTexts(),
-                    ElementsAre("[ConfOmCertCallback]ConfOmCertCallback enter, msgId = " + std::to_string(message)));
+        EXPECT_THAT(texts(),
+                    ElementsAre("3 [ConfOmCertCallback]ConfOmCertCallback enter, msgId = " + std::to_string(message)));
         EXPECT_EQ(platform.count("TarnOmCertGetExpectedSrvCertSize") + platform.count("OsOpenDir"), 0U);
     }
     EXPECT_EQ(caUpdates, 1);

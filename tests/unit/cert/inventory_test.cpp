@@ -44,19 +44,19 @@ TEST_F(Inventory, StartUpGoesOnWhateverFails) {
     const std::string caLength = std::to_string(scratch.path().size() + sizeof "/ca");
     const std::string crlLength = std::to_string(scratch.path().size() + sizeof "/crl");
     EXPECT_THAT(
-        platform.logTexts(),
-        ElementsAre("[ConfCertInit]TarnOmCertClientInit enter", "[ConfCertInit]TarnOmCertClientInit ERROR",
-                    "[ConfCertUpdateCertInfo]ConfCertUpdateCertInfo enter, type = [0]", "[GetCertSize]cert size = [11]",
-                    "[ConfCertUpdateCertInfo]ConfCertUpdateCertInfo enter, type = [1]", "[GetCertSize]cert size = [11]",
-                    "[ConfCertUpdateCertInfo]ConfCertUpdateCertInfo enter, type = [2]", "[GetCertSize]cert size = [11]",
-                    "[ConfCertUpdateCertInfo]ConfCertUpdateCertInfo enter, type = [3]",
-                    "[GetCertSize]TarnOmCertGetExpectedSrvCertSize ERROR",
-                    "[ConfCertGetAllCert]Failed to load the certificate. type = [3]",
-                    // The joins log their lengths.
-                    "[ConfCertUpdateLdapCert]conf secure func failed, err = " + storeLength + "!\n",
-                    "[ConfCertUpdateLdapCert]conf secure func failed, err = " + caLength + "!\n",
-                    "[ConfCertUpdateLdapCert]conf secure func failed, err = " + crlLength + "!\n"));
-    EXPECT_THAT(textsAt(CONF_LOG_ERROR), testing::SizeIs(6));
+        texts(),
+        ElementsAre(
+            "3 [ConfCertInit]TarnOmCertClientInit enter", "[ConfCertInit]TarnOmCertClientInit ERROR",
+            "3 [ConfCertUpdateCertInfo]ConfCertUpdateCertInfo enter, type = [0]", "3 [GetCertSize]cert size = [11]",
+            "3 [ConfCertUpdateCertInfo]ConfCertUpdateCertInfo enter, type = [1]", "3 [GetCertSize]cert size = [11]",
+            "3 [ConfCertUpdateCertInfo]ConfCertUpdateCertInfo enter, type = [2]", "3 [GetCertSize]cert size = [11]",
+            "3 [ConfCertUpdateCertInfo]ConfCertUpdateCertInfo enter, type = [3]",
+            "[GetCertSize]TarnOmCertGetExpectedSrvCertSize ERROR",
+            "[ConfCertGetAllCert]Failed to load the certificate. type = [3]",
+            // The joins log their lengths.
+            "[ConfCertUpdateLdapCert]conf secure func failed, err = " + storeLength + "!\n",
+            "[ConfCertUpdateLdapCert]conf secure func failed, err = " + caLength + "!\n",
+            "[ConfCertUpdateLdapCert]conf secure func failed, err = " + crlLength + "!\n"));
     EXPECT_THAT(blockSizes(), ElementsAre(kMebibyte + 1, kMebibyte + 1, kMebibyte + 1, 4));
     char store[512];
     ConfCertGetAddrCaPath(store);
@@ -77,8 +77,7 @@ TEST_F(Inventory, FetchTakesSizesWithinTheLimitOnly) {
         service.served[kOmTypes[0]].reportedSize = expected.size;
         ConfCertServiceCert fetched = {};
         EXPECT_EQ(ConfCertGetCertSizeAndInfo(0, &fetched), expected.result);
-        EXPECT_THAT(platform.logTexts(),
-                    ElementsAre("[GetCertSize]cert size = [" + std::to_string(expected.size) + "]"));
+        EXPECT_THAT(texts(), ElementsAre("3 [GetCertSize]cert size = [" + std::to_string(expected.size) + "]"));
         EXPECT_EQ(platform.count("TarnOmCertGetServiceCert"), 1 - expected.result);
         if (expected.result == 0) {
             EXPECT_THAT(blockSizes(), ElementsAre(kMebibyte + 1));
@@ -98,11 +97,15 @@ TEST_F(Inventory, FetchRefusesWhatItCannotServe) {
     serve(3, "certificate", "key");
     service.served[kOmTypes[3]].reportedKeySize = kFailed;
     EXPECT_EQ(ConfCertGetCertSizeAndInfo(3, &fetched), 1U);
-    EXPECT_THAT(platform.logTexts(),
-                ElementsAre("[ConfCertGetCertSizeAndInfo]conf secure func failed, err = -1!\n",
-                            "[ConfCertGetCertSizeAndInfo]Null ptr.", "[ClearAndFreeBuff]Null ptr.",
-                            "[GetCertSize]cert size = [11]", "[ConfCertGetCertSizeAndInfo]malloc err!"));
-    EXPECT_THAT(textsAt(CONF_LOG_INFO), Contains("[ConfCertGetCertSizeAndInfo]malloc err!"));
+    EXPECT_THAT(texts(), ElementsAre("[ConfCertGetCertSizeAndInfo]conf secure func failed, err = -1!\n",
+                                     "[ConfCertGetCertSizeAndInfo]Null ptr.", "[ClearAndFreeBuff]Null ptr.",
+                                     "3 [GetCertSize]cert size = [11]", "3 [ConfCertGetCertSizeAndInfo]malloc err!"));
+    EXPECT_NE(fetched.certData, nullptr) << "of a block that is gone";
+    EXPECT_EQ(fetched.certLen, 11U);
+    service.served[kOmTypes[3]].reportedKeySize = 3;
+    platform.failNth("TarnOmCertGetServiceCert", 1);
+    EXPECT_EQ(ConfCertGetCertSizeAndInfo(3, &fetched), 1U);
+    EXPECT_EQ(texts().back(), "[ConfCertGetCertSizeAndInfo]TarnOmCertGetServiceCert ERROR");
 }
 
 TEST_F(Inventory, FetchBringsCertificateAndKey) {
@@ -133,7 +136,7 @@ TEST_F(Inventory, PathsAreAskedForAndCopied) {
     EXPECT_THAT(service.pathQueries,
                 ElementsAre(std::array<uint32_t, 3>{0, 2, 0x109}, std::array<uint32_t, 3>{1, 2, 0},
                             std::array<uint32_t, 3>{2, 2, 0}, std::array<uint32_t, 3>{0, 2, 0x109}));
-    EXPECT_THAT(platform.logTexts(), IsEmpty());
+    EXPECT_THAT(texts(), IsEmpty());
 
     // A field without room for its NUL is cut, and does not run on into the next.
     service.served[kOmTypes[1]].certPath = std::string(512, 'p');
@@ -157,7 +160,7 @@ TEST_F(Inventory, PathFailuresAreTold) {
     EXPECT_EQ(ConfCertGetCaPath(path, 4), 1U);
     platform.failNth("memcpy_s", 1);
     ConfCertGetAddrCaPath(path);
-    EXPECT_THAT(platform.logTexts(),
+    EXPECT_THAT(texts(),
                 ElementsAre("[ConfCertGetSrvCertFilePath]input null error", "[ConfCertGetCaPath]input null error",
                             "[ConfCertGetCrlPath]input null error", "[ConfCertGetGmSrvCertInfo]input null error",
                             "[ConfCertGetSrvCertFilePath]TarnOmCertGetCertPath, ret=602, type=7.",
@@ -212,7 +215,7 @@ TEST_F(Inventory, CaListToldOfWhatFails) {
     EXPECT_EQ(ConfCertGetCaCertList(list, &count), kFailed);
     EXPECT_EQ(count, 99U);
     EXPECT_THAT(
-        replaced(platform.logTexts(), scratch.path(), "SCRATCH"),
+        replaced(texts(), scratch.path(), "SCRATCH"),
         ElementsAre("[ConfCertGetCaCertList]invalid params!", "[ConfCertGetCaPath]TarnOmCertGetCertPath error, 601",
                     "[ConfCertGetCaCertList]ConfCertGetCaPath error.",
                     "[ConfCertGetCaCertList]OsOpenDir error, [SCRATCH/absent]is not exist!"));

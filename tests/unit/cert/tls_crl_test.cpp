@@ -101,7 +101,7 @@ TEST_F(TlsCrl, FilesAreChosenByNameAndBadOnesPassedOver) {
     const Context context = clientContext();
     EXPECT_EQ(ConfAddCancelCrlToSslctx(context.get()), 0U);
     const std::string path = "[ConfAddCancelCrlToSslctx]crlPath SCRATCH/crl";
-    const auto logged = [&] { return replaced(platform.logTexts(), scratch.path(), "SCRATCH"); };
+    const auto logged = [&] { return replaced(texts(), scratch.path(), "SCRATCH"); };
     EXPECT_THAT(logged(), ElementsAre(path));
     EXPECT_EQ(X509_VERIFY_PARAM_get_flags(SSL_CTX_get0_param(context.get())) & X509_V_FLAG_CRL_CHECK, 0U);
 
@@ -123,7 +123,7 @@ TEST_F(TlsCrl, FilesAreChosenByNameAndBadOnesPassedOver) {
 
     std::filesystem::remove(scratch / "crl/Xcrl1.PEM");
     std::filesystem::create_directory(scratch / "crl/crl.pem");
-    std::filesystem::create_symlink("nowhere", scratch / "crl/1.crl");
+    std::filesystem::create_symlink("nowhere", scratch / "crl/1.CRL");
     platform.clearLogs();
     EXPECT_EQ(ConfAddCancelCrlToSslctx(context.get()), 0U);
     EXPECT_THAT(logged(), Contains("[AddCancelCrlToSslctxByFile]d2i_X509 failed"));
@@ -135,9 +135,8 @@ TEST_F(TlsCrl, DirectoriesThatAreMissingOrLong) {
     EXPECT_EQ(ConfAddCancelCrlToSslctx(nullptr), 1U);
     service.crlDirectory = "absent";
     EXPECT_EQ(ConfAddCancelCrlToSslctx(context.get()), 1U);
-    EXPECT_THAT(platform.logTexts(),
-                ElementsAre("[ConfAddCancelCrlToSslctx]para err", "[ConfAddCancelCrlToSslctx]crlPath absent",
-                            "[ConfAddCancelCrlToSslctx]OpenDir error"));
+    EXPECT_THAT(texts(), ElementsAre("[ConfAddCancelCrlToSslctx]para err", "[ConfAddCancelCrlToSslctx]crlPath absent",
+                                     "[ConfAddCancelCrlToSslctx]OpenDir error"));
 
     service.crlDirectory = directoryOfLength(503);
     service.crlDirectory.pop_back();
@@ -163,8 +162,8 @@ TEST_F(TlsCrl, FixedPathEndsInTwoSlashes) {
     fixedPathsSwitch = 1;
     platform.failNth("OsOpenDir", 1);
     EXPECT_EQ(ConfAddCancelCrlToSslctx(clientContext().get()), 1U);
-    EXPECT_THAT(platform.logTexts(), ElementsAre("[ConfAddCancelCrlToSslctx]crlPath /data/tarn_conference/CA/",
-                                                 "[ConfAddCancelCrlToSslctx]OpenDir error"));
+    EXPECT_THAT(texts(), ElementsAre("[ConfAddCancelCrlToSslctx]crlPath /data/tarn_conference/CA/",
+                                     "[ConfAddCancelCrlToSslctx]OpenDir error"));
     EXPECT_EQ(platform.count("TarnOmCertGetCertPath"), 0U);
 }
 

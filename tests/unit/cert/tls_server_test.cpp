@@ -73,6 +73,25 @@ TEST_F(TlsServer, KeysFromFilesServeHandshakes) {
     }
 }
 
+TEST_F(TlsServer, PassPhraseIsUserDataForTheTimeOfALoadOnly) {
+    static std::string seen;
+    const pem_password_cb* const callback = [](char* buffer, int, int, void* userData) {
+        seen = static_cast<const char*>(userData);
+        return static_cast<int>(std::string("pass phrase").copy(buffer, 11));
+    };
+    char own[] = "own";
+    for (const std::string& passPhrase : {std::string("pass phrase"), std::string()}) {
+        serve(0, chain(), pem(pki().rsa, "pass phrase"), passPhrase);
+        const Context context = serverContext();
+        SSL_CTX_set_default_passwd_cb(context.get(), callback);
+        SSL_CTX_set_default_passwd_cb_userdata(context.get(), own);
+        EXPECT_EQ(ConfLoadServerCert(context.get(), 0), 0U);
+        EXPECT_EQ(seen, passPhrase.empty() ? own : passPhrase);
+        EXPECT_EQ(SSL_CTX_get_default_passwd_cb_userdata(context.get()), own);
+        EXPECT_EQ(SSL_CTX_get_default_passwd_cb(context.get()), callback);
+    }
+}
+
 TEST_F(TlsServer, KeysThatDoNotFitAreRefused) {
     const char* const kKeyRefused = "[ConfLoadServerCertificateByKey][TLS]SSL_ctxUsePrivateKeyFile err, SCRATCH/key0";
     const char* const kNotTheKey = "[ConfLoadServerCertificateByKey][TLS]SSL_ctxCheckPrivateKey err, SCRATCH/key0";
@@ -126,7 +145,7 @@ TEST_F(TlsServer, ServiceFailuresAndUnknownTypes) {
     EXPECT_THAT(textsAt(CONF_LOG_INFO), ElementsAre("[ConfLoadServerCert]type=1 flag=7"));
     platform.clearLogs();
     EXPECT_EQ(ConfLoadServerCert(nullptr, 0), kFailed);
-    EXPECT_THAT(platform.logTexts(), ElementsAre("[ConfLoadServerCert]Null ptr."));
+    EXPECT_THAT(texts(), ElementsAre("[ConfLoadServerCert]Null ptr."));
 }
 
 TEST_F(TlsServer, KeylessTypesSignThroughTheEngine) {
@@ -149,6 +168,12 @@ TEST_F(TlsServer, KeylessTypesSignThroughTheEngine) {
     service.reportedIdLength = 256;
     ConfOmCertCallback(OM_CERT_EVENT_SERVICE, kOmTypes[2]);
     EXPECT_THAT(loadErrors(2, kFailed), ElementsAre(kNoKey));
+    // Behind a shorter one stands what it did not overwrite.
+    service.reportedIdLength.reset();
+    ConfOmCertCallback(OM_CERT_EVENT_SERVICE, kOmTypes[2]);
+    EXPECT_THAT(loadErrors(2, kFailed), ElementsAre(kNoKey));
+    EXPECT_THAT(textsAt(CONF_LOG_INFO), Contains("[ConfLoadServerCertificateKeyLess]get cert from type [" + id +
+                                                 std::string(256 - id.size(), 'x') + "]"));
 }
 
 TEST_F(TlsServer, EngineFailsAtEachStep) {
@@ -191,9 +216,8 @@ TEST_F(TlsServer, CaFilesThatFailLeaveTheOthersIn) {
     EXPECT_EQ(ConfCertLoadAllCaCert(trusting.get(), nullptr, 3), kFailed);
     ConfCertLoadOneCaCert(nullptr, "path", 1);
     ConfCertLoadOneCaCert(trusting.get(), nullptr, 1);
-    EXPECT_THAT(platform.logTexts(),
-                ElementsAre("[ConfCertLoadAllCaCert]invalid params!", "[ConfCertLoadOneCaCert]Null ptr.",
-                            "[ConfCertLoadOneCaCert]Null ptr."));
+    EXPECT_THAT(texts(), ElementsAre("[ConfCertLoadAllCaCert]invalid params!", "[ConfCertLoadOneCaCert]Null ptr.",
+                                     "[ConfCertLoadOneCaCert]Null ptr."));
 }
 
 } // namespace

@@ -56,14 +56,20 @@ class TrustStore : public CertTest {
 
 TEST_F(TrustStore, CertificatesGetHashNamesAndListsKeepTheirs) {
     writeFile(scratch / "ca/ca.pem", "text in front\n" + pem(pki().root.certificate) + "text behind\n");
+    Identity low = pki().root; // its hash begins with a zero
+    for (int i = 0; subjectHash(low.certificate)[0] != '0'; ++i) {
+        low = issue(std::to_string(i), pki().ec);
+    }
+    writeFile(scratch / "ca/low.pem", pem(low.certificate));
     writeFile(scratch / "ca/other.crt", pem(pki().intermediate.certificate));
     writeFile(scratch / "crl/crl.pem", crlPem(pki().root));
     writeFile(scratch / "crl/CRL.PEM", "no list");
     writeFile(scratch / "crl/a.crl", "not looked at");
     rebuild();
     const std::string hash = subjectHash(pki().root.certificate) + ".0";
-    EXPECT_THAT(stored(), UnorderedElementsAre(hash, "other.crt", "crl.pem", "CRL.PEM", "a.crl"));
-    EXPECT_THAT(namesIn(scratch / "ca"), UnorderedElementsAre("ca.pem", "other.crt"));
+    EXPECT_THAT(stored(), UnorderedElementsAre(hash, subjectHash(low.certificate) + ".0", "other.crt", "crl.pem",
+                                               "CRL.PEM", "a.crl"));
+    EXPECT_THAT(namesIn(scratch / "ca"), UnorderedElementsAre("ca.pem", "low.pem", "other.crt"));
     EXPECT_THAT(errors(), ElementsAre("[ConfCertCreateCrlSoftLink]d2i_X509 failed"));
     EXPECT_EQ(ERR_peek_error(), 0U);
 
@@ -87,6 +93,27 @@ TEST_F(TrustStore, OfTwoCertificatesWithOneSubjectOneStays) {
     writeFile(scratch / "ca/2.pem", pem(twin.certificate));
     rebuild();
     EXPECT_THAT(stored(), ElementsAre(subjectHash(twin.certificate) + ".0"));
+    EXPECT_THAT(errors(), IsEmpty());
+    platform.failNth("OsCopyFile", 1);
+    rebuild();
+    EXPECT_THAT(errors(), ElementsAre("[ConfCertCopyDirFile]copy error[5].errno[28]"));
+}
+
+TEST_F(TrustStore, OnlyOfListsItIsToldThatAHashNameDoesNotFit) {
+    scriptedPaths().storage = directoryOfLength(503);
+    const std::set<std::string> names = {"a.pem", "123456789.pem", "crl.pem", "crl456789.pem"}; // paths or hash names
+    for (const std::string& name : names) {
+        writeFile(scriptedPaths().storage + name,
+                  name.starts_with("crl") ? crlPem(pki().root) : pem(pki().root.certificate));
+    }
+    scriptedPaths().storage.pop_back();
+    rebuild();
+    EXPECT_EQ(namesIn(scriptedPaths().storage), names);
+    EXPECT_THAT(errors(),
+                ElementsAre("[ConfCertCreateCrlSoftLink]sprintf fail!", "[ConfCertCreateCrlSoftLink]sprintf fail!"));
+    platform.clearLogs();
+    platform.failNth("OsOpenDir", 3);
+    rebuild();
     EXPECT_THAT(errors(), IsEmpty());
 }
 
