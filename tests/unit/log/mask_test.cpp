@@ -119,6 +119,8 @@ TEST_F(Mask, OwnAddressIsReplaced) {
     EXPECT_EQ(ConfFilterSetIPStr("10.20.30.40"), 0U);
     EXPECT_EQ(replaced("from 10.20.30.40 to 10.20.30.41, 10.20.30.40"), "from 10.**.**.40 to 10.20.30.41, 10.**.**.40");
     EXPECT_EQ(replaced("nothing to do"), "nothing to do");
+    EXPECT_EQ(platform.allocations().back().size, std::strlen("nothing to do") + 100);
+    EXPECT_EQ(platform.allocations().back().file, "conf_mask_keyword");
     EXPECT_EQ(ConfFilterSetIPStr("fe80::1:2:3:4"), 0U);
     EXPECT_EQ(replaced("[fe80::1:2:3:4]"), "[fe80:****:****:3:4]");
 
