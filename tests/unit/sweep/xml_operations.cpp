@@ -137,11 +137,11 @@ std::vector<Operation> nodeOperations() {
 
 std::vector<Operation> encodingOperations() {
     constexpr const char* kAdded = "what was added before stays";
-    const auto encodes = [](const char* name, auto call) {
-        return keepingBlock(making(name, [=] { return (outputs().block = call()) != nullptr; },
-                                   {"Null ptr.", "ConfXmlAdptAddChildNodes fail, ret = 15!", "tempXmlBuf is nullptr!",
-                                    "xmlBuf is nullptr!", "memcpy_s fail, ret:400"}),
-                            "memcpy_s");
+    const auto encodes = [](const char* name, auto call, std::vector<std::string> tells = {}) {
+        tells.insert(tells.end(), {"Null ptr.", "ConfXmlAdptAddChildNodes fail, ret = 15!", "tempXmlBuf is nullptr!",
+                                   "xmlBuf is nullptr!", "memcpy_s fail, ret:400"});
+        const auto encode = [=] { return (outputs().block = call()) != nullptr; };
+        return keepingBlock(making(name, encode, std::move(tells)), "memcpy_s");
     };
     static const ConfXmlEncodeReq request = {kName, children, 2};
     return {
@@ -155,7 +155,8 @@ std::vector<Operation> encodingOperations() {
         op("ConfXmlCreateChildNodeByNodeSet", [] { return ConfXmlCreateChildNodeByNodeSet(root, tree) != nullptr; },
            {1, 1, {{kMemory, kEither}}}, "only the element itself is a must", {"ConfXmlCreateRootNode failed!"}),
         encodes("ConfXmlAdptEncode", [] { return ConfXmlAdptEncode(&request); }),
-        encodes("ConfXmlAdptEncodeWithRootAttr", [] { return ConfXmlAdptEncodeWithRootAttr(&tree); }),
+        encodes("ConfXmlAdptEncodeWithRootAttr", [] { return ConfXmlAdptEncodeWithRootAttr(&tree); },
+                {"ConfXmlSetNodeText fail, ret = 15!", "ConfXmlAdptAddNodeAttrs fail, ret = 15!"}),
         keepingBlock(op("ConfXmlDumpWithHeader",
                         [] {
                             char* text = nullptr;

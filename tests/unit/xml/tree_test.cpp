@@ -267,6 +267,13 @@ TEST_F(XmlTrees, TheFileSaysHowToReadTheTableHowToStore) {
                 ElementsAre("ConfXmlGetValue fail", "1 [ConfXmlTraverseXmlTree]pCallback fail",
                             "ConfXmlCopyXmlNodeValueToIndex fail", "1 [ConfXmlTraverseXmlTree]pCallback fail",
                             "ConfXmlCopyXmlNodeValueToIndex fail", "1 [ConfXmlTraverseXmlTree]pCallback fail"));
+
+    // Nothing at all is either.
+    group.variables = {{"n", CONF_XML_ATTR_UINT32, 0, {7}}, {"t", CONF_XML_ATTR_CHAR, 6, "t"}};
+    writeFile(file, "<cfg name='Root'><val name='n' type='CHAR'/><val name='t' type='UINT32'/></cfg>");
+    EXPECT_EQ(load(), 0U);
+    EXPECT_THAT(numbers(), Each(0));
+    EXPECT_THAT(takeLogs(), IsEmpty());
 }
 
 TEST_F(XmlTrees, TextsMustFitTheTablesCharLen) {
@@ -346,12 +353,15 @@ TEST_F(XmlTrees, AMismatchAtTheRootFailsTheLoad) {
         takeLogs("ConfXmlSave"),
         ElementsAre("Create call index table fail", "TransForm File fail", "TransForm File fail",
                     "1 [ConfXmlParseFileGetRoot]pszXmlFile is nullptr", "1 [ConfXmlLoad]Create call index table fail"));
+    platform.failNth("OsCopyFile", 1);
+    ConfXmlBakFile(path, path);
     EXPECT_THAT(commands, IsEmpty());
     syncResult = 256;
     EXPECT_EQ(save(), 0U);
     ConfXmlBakFile(nullptr, "b");
     ConfXmlBakFile("a", nullptr);
-    EXPECT_THAT(takeLogs("ConfXmlBakFile"), ElementsAre("/system/bin/sync fail, ret:256", "Null ptr.", "Null ptr."));
+    EXPECT_THAT(takeLogs("ConfXmlBakFile"),
+                ElementsAre("OsCopyFile fail, ret:5", "/system/bin/sync fail, ret:256", "Null ptr.", "Null ptr."));
 }
 
 TEST_F(XmlTrees, WithoutAnAddressOrATypeNothingIsSavedOrLoaded) {
@@ -362,18 +372,19 @@ TEST_F(XmlTrees, WithoutAnAddressOrATypeNothingIsSavedOrLoaded) {
              "'><val name='a' type='UINT8'>0</val><val name='b' type='UINT8'/>"
              "<val name='c' type='FLOAT'>64</val><val name='d'>64</val><val name='e' type='UINT8'>0x</val>"
              "<val name='f' type='CHAR' CharLen='70000'>no address</val>"
-             "<val name='g' type='INT32'>99999999999999999999</val></cfg>")
+             "<val name='g' type='INT32'>99999999999999999999</val><val name='h' type='CHAR'/></cfg>")
                 .c_str());
     };
     EXPECT_EQ(ConfXmlSave(badTable, file.c_str(), backup.c_str()), 0U);
     EXPECT_EQ(readFile(file),
               "<cfg name=\"Root\">\n    <val name=\"a\" type=\"UINT8\"/>\n    <val name=\"b\" type=\"UINT8\"/>\n"
               "    <val name=\"c\" type=\"FLOAT\"/>\n    <val name=\"d\"/>\n    <val name=\"e\" type=\"UINT8\"/>\n"
-              "    <val name=\"f\" type=\"CHAR\" CharLen=\"4464\"/>\n    <val name=\"g\" type=\"INT32\"/>\n</cfg>\n");
+              "    <val name=\"f\" type=\"CHAR\" CharLen=\"4464\"/>\n    <val name=\"g\" type=\"INT32\"/>\n"
+              "    <val name=\"h\" type=\"CHAR\"/>\n</cfg>\n");
     takeLogs();
     EXPECT_EQ(ConfXmlLoad(badTable, file.c_str(), backup.c_str()), 0U);
     const std::vector<std::string> logs = takeLogs("ConfXmlLoadCallBack");
-    EXPECT_THAT(logs, Contains("ConfXmlCopyXmlNodeValueToIndex fail").Times(5));
+    EXPECT_THAT(logs, Contains("ConfXmlCopyXmlNodeValueToIndex fail").Times(6));
     EXPECT_THAT(logs, Contains("ConfXmlGetValue fail").Times(2));
 }
 
@@ -397,7 +408,12 @@ TEST_F(XmlTrees, BuildersTellWhatTheyMiss) {
                     "1 [ConfXmlAddMultiStructNode]pParentNode is nullptr!", "pParentNode is nullptr!", "Null ptr.",
                     "Null ptr.", "ConfXmlSetNodeText fail, ret = 15!", "ConfXmlAddAttr fail, ret = 15!"));
     EXPECT_NE(ConfXmlAddMultiInstanceNode(root, "n", 0x1FFFF), nullptr);
-    EXPECT_THAT(printed(document), HasSubstr("<cfg name=\"n\" NumOfInst=\"65535\"/>"));
+    EXPECT_NE(ConfXmlAddMultiStructNode(root, "i", 0x10002), nullptr);
+    const char* const text[2] = {"t", "CHAR"};
+    const ValueSpec longText = {CONF_XML_ATTR_CHAR, "1", 0x10009};
+    EXPECT_NE(ConfXmlAddSingleValueNode(root, text, &longText), nullptr);
+    EXPECT_THAT(printed(document), HasSubstr("<cfg name=\"n\" NumOfInst=\"65535\"/><cfg name=\"i\" InstID=\"2\"/>"
+                                             "<val name=\"t\" type=\"CHAR\" CharLen=\"9\">1</val>"));
 }
 
 TEST_F(XmlTrees, NodesAreDescribedAndCompared) {
