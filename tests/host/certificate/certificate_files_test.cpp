@@ -215,7 +215,7 @@ TEST_F(CertificateFilesTest, ReadersNeverSeeHalfAnInstallation) {
     ASSERT_EQ(install(kType, leaf_), 0U);
     std::atomic<bool> isOver = false;
     const auto installInTurn = [&] {
-        for (int i = 0; i < 40; i++) {
+        for (int i = 0; i < 20; i++) {
             EXPECT_EQ(install(kType, i % 2 == 0 ? other : leaf_), 0U);
         }
         isOver = true;
