@@ -45,6 +45,8 @@ TEST_F(ConfigAccess, AListIsAppliedAndOnlyChangesAreWrittenBack) {
     EXPECT_EQ(logsWith("ConfConfigSetValue CALLCONFIG_NOTFIND\n"), 2U);
     EXPECT_EQ(logsWith("[ConfConfigSetList]: invalue input. \n"), 1U);
     EXPECT_EQ(logsWith("[ConfConfigAddOmCfg]key = CONF.A.NUMBER, val = -7", CONF_LOG_INFO), 1U);
+    EXPECT_EQ(logsWith("[ConfConfigSyncOmCfg]ConfConfigSyncOmCfg 0 2\n", CONF_LOG_DEBUG), 1U);
+    EXPECT_EQ(logsWith("[ConfConfigSyncOmCfg]ConfConfigSyncOmCfg Conf.ab.flag true \n", CONF_LOG_DEBUG), 1U);
     EXPECT_EQ(logsWith("[ConfConfigSetValue]key = Conf.a.text, ret = 1", CONF_LOG_INFO), 1U);
 
     // Nothing changes now: with write-back that is a failed write, without it is not.
@@ -69,6 +71,7 @@ TEST_F(ConfigAccess, AListIsAppliedAndOnlyChangesAreWrittenBack) {
     EXPECT_THAT(std::vector({ConfConfigSetList(nullptr, 1, 1), ConfConfigSetList(items, 0, 1),
                              ConfConfigSetList(items, -1, 1)}),
                 Each(0));
+    EXPECT_EQ(logsWith("[ConfConfigSetList]: invalue input. \n"), 4U);
 }
 
 TEST_F(ConfigAccess, KeysPrefixesAndEverythingArePushedInIndexOrder) {

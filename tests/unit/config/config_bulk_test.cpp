@@ -142,6 +142,8 @@ TEST_F(ConfigBulk, AWriteIsWholeOrNotAtAll) {
     for (const ConfConfigKeyValue& item : bad) {
         Block block({keyValue("Conf.good", "1"), item});
         EXPECT_EQ(block.write(), CONF_CONFIG_FAILED);
+        EXPECT_EQ(takeLogs("ConfConfigSetConfConfig").back(),
+                  item.key[127] != '\0' ? "TarnOmConfigcopyStr2Key fail" : "TarnOmConfigcopyStr2Val fail");
     }
     Block tooLongToEncrypt({keyValue("Conf.good", "1"), keyValue("Conf.H323CallParam.gkPwd", std::string(200, 'p'))});
     takeLogs();

@@ -37,6 +37,14 @@ TEST_F(ConfigNotify, EachCallbackIsCalledOnceWithItsItemsInOrder) {
     notify({{"Conf.one", "1"}, {"Conf.two", "2"}});
     EXPECT_THAT(calls(), ElementsAre(CallbackCall{7, {{"", ""}}}, CallbackCall{3, {{"Conf.two", "2"}}}));
     EXPECT_EQ(logsWith("[ConfConfigDealCallBackList] ConfConfigDealCallBackList fail\n"), 1U);
+    // Without memory for the table of the groups, or for a group, none is.
+    for (const size_t n : {2U, 3U}) {
+        platform.clearLogs();
+        platform.failNth("OsMemMallocSetCharMon", n);
+        notify({{"Conf.one", "1"}});
+        EXPECT_EQ(logsWith("[ConfConfigDealCallBackList] ConfConfigDealCallBackList malloc fail\n"), 1U);
+    }
+    EXPECT_THAT(calls(), SizeIs(2));
 }
 
 TEST_F(ConfigNotify, RandomNotificationsFollowTheModelUpToTheLimits) {

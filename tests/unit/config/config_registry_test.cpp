@@ -135,6 +135,9 @@ TEST_F(ConfigRegistry, DetachingAndReattachingKeepTheKeys) {
     EXPECT_THAT(takeLogs(),
                 ElementsAre("3 [ConfConfigUnInit]ConfConfigUnInit.", "3 [ConfConfigReInit]ConfConfigReInit."));
     EXPECT_THAT(boundKeys(), ElementsAre(Pair("Conf.a", "3")));
+    takeLogs();
+    ConfConfigDeInit();
+    EXPECT_THAT(takeLogs(), ElementsAre("3 [ConfConfigDeInit]ConfConfigDeInit"));
 }
 
 TEST_F(ConfigRegistry, VariablesAreLoadedFromWhatTheServiceHolds) {

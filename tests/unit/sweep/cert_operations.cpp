@@ -21,6 +21,7 @@ namespace {
 
 constexpr uint64_t kRefused = CONF_CERT_FAILED;
 constexpr const char* kLogged = "what fails is logged and does not stop the rest";
+constexpr const char* kCopyFailed = "conf secure func failed, err = 400!\n";
 constexpr const char* kDiscarded = "after a failure a context is to be discarded";
 
 struct Device {
@@ -94,9 +95,9 @@ uint64_t fetch() {
 
 std::vector<Operation> inventoryOperations() {
     const auto path = [](const char* name, auto call) {
-        return op(
-            name, [=] { return call(outputs().text(), 160); },
-            {0, kRefused, {{"strcpy_s", 1}, {"memcpy_s", 1}, {"strncpy_s", 1}}}, "a failed copy leaves what it left");
+        return op(name, [=] { return call(outputs().text(), 160); },
+                  {0, kRefused, {{"strcpy_s", 1}, {"memcpy_s", 1}, {"strncpy_s", 1}}},
+                  "a failed copy leaves what it left", {kCopyFailed});
     };
     const auto handles = [](const char* name, auto call) {
         return op(
@@ -112,7 +113,7 @@ std::vector<Operation> inventoryOperations() {
         handles("ConfCertInit", [] { ConfCertInit(nullptr); }),
         handles("ConfOmCertCallback", [] { ConfOmCertCallback(OM_CERT_EVENT_CA, 0); }),
         handles("ConfOmCertCallback/service", [] { ConfOmCertCallback(OM_CERT_EVENT_SERVICE, 0x103); }),
-        op("ConfCertGetCertSizeAndInfo", fetch),
+        op("ConfCertGetCertSizeAndInfo", fetch, {}, nullptr, {"Null ptr."}),
         path("ConfCertGetSrvCertFilePath",
              [](char* buffer, uint32_t bytes) { return ConfCertGetSrvCertFilePath(0, buffer, bytes); }),
         path("ConfCertGetCaPath", ConfCertGetCaPath),
@@ -130,18 +131,17 @@ std::vector<Operation> inventoryOperations() {
                static ConfCertGmSrvCertInfo info;
                return ConfCertGetGmSrvCertInfo(0, &info);
            },
-           {0, kRefused, {{"strcpy_s", 1}, {"memcpy_s", 1}, {"strncpy_s", 1}}}),
-        op(
-            "ConfCertGetCaCertList",
-            [] {
-                static ConfCaCertEntry list[CONF_CERT_MAX_CA_FILES];
-                uint32_t count = 0;
-                return ConfCertGetCaCertList(list, &count);
-            },
-            {0,
-             kRefused,
-             {{kEveryCall, 0}, {"strcpy_s", kEither}, {"OsOpenDir", kRefused}, {"TarnOmCertGetCertPath", kRefused}}},
-            "an entry that fails is left out"),
+           {0, kRefused, {{"strcpy_s", 1}, {"memcpy_s", 1}, {"strncpy_s", 1}}}, nullptr, {kCopyFailed}),
+        op("ConfCertGetCaCertList",
+           [] {
+               static ConfCaCertEntry list[CONF_CERT_MAX_CA_FILES];
+               uint32_t count = 0;
+               return ConfCertGetCaCertList(list, &count);
+           },
+           {0,
+            kRefused,
+            {{kEveryCall, 0}, {"strcpy_s", kEither}, {"OsOpenDir", kRefused}, {"TarnOmCertGetCertPath", kRefused}}},
+           "an entry that fails is left out", {kCopyFailed}),
     };
 }
 

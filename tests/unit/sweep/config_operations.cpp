@@ -201,7 +201,7 @@ std::vector<Operation> registryOperations() {
             "what the service does not take is not kept"),
         op("ConfConfigSetList", [] { return static_cast<uint64_t>(ConfConfigSetList(items, 2, 1)); },
            {2, 1, {{kEveryCall, kEither}, {"TarnOmConfigStringMset", static_cast<uint64_t>(-2)}}}, kItems,
-           {":ConfConfigSyncOmCfg fail.\n"}),
+           {":ConfConfigSyncOmCfg fail.\n", "conf secure func failed, err = 400!\n"}),
         op("ConfConfigSyncToOM",
            [] {
                const char* keys[] = {"Conf.a.number", "Conf.a.text"};
@@ -297,11 +297,12 @@ Subject meetingServer() {
            },
            {0, kRefused, {{"TarnOmConfigStringMget", 501}, {"memset_s", 0}}},
            "what could not be copied is answered empty",
-           {"memcpy_s fail\n", "Null ptr.", "[CONFIG_DEVM]Get iconCfg: failed ret = 501.\n"}),
+           {"memcpy_s fail\n", "Null ptr.", "ConfConfigGetConfConfig memset_s fail\n", "TarnOmConfigcopyStr2Key fail",
+            "[CONFIG_DEVM]Get iconCfg: failed ret = 501.\n"}),
         op("ConfConfigSetConfConfig", [] { return ConfConfigSetConfConfig(0, block); },
            {0, kRefused, {{"TarnOmConfigStringMset", CONF_CONFIG_WRITE_REFUSED}, {"TarnOmKeymEncrypt", 1}}}, nullptr,
-           {"[CONFIG_DEVM]Set Cfg: failed ret = 501.\n", "ConfConfigSetConfConfig memset_s fail\n",
-            "condition false."}),
+           {"TarnOmConfigcopyStr2Val fail", "[CONFIG_DEVM]Set Cfg: failed ret = 501.\n",
+            "ConfConfigSetConfConfig memset_s fail\n", "condition false."}),
     };
     return subject;
 }
