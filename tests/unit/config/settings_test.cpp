@@ -7,6 +7,7 @@
 
 #include "config_fixture.h"
 #include "file/scratch_directory.h"
+#include "meant_leaks.h"
 #include "scripted_file.h"
 #include "scripted_path.h"
 #include "tarn_conference/conf_settings.h"
@@ -106,6 +107,15 @@ TEST_F(Settings, OneBadSettingLeavesNone) {
                         ElementsAre("forbiddenKitCap ConfConfigGetValueByName error, iRes:1"));
         });
     }
+}
+
+TEST_F(Settings, PathThatCannotBeBuiltIsTold) {
+    inChild([&] {
+        const MeantLeaks leaks; // of the file that is not there
+        platform.failNth("sprintf_s", 1);
+        EXPECT_EQ(ConfConfigXmlInit(), 1U);
+        EXPECT_THAT(takeLogs("ConfConfigXmlInit"), Contains("sprintf_s fail, ret:-1"));
+    });
 }
 
 TEST_F(Settings, SwitchesAreReadWhileTheFileIs) {

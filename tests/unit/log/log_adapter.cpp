@@ -216,6 +216,7 @@ TEST_F(LogTest, SegmentThatCannotBeFilledEndsTheLoopAndTheTailStartsThere) {
                                                      "[ConfLogSegmentPrint] [f.c : 1] secure func fail,ret:-9",
                                                      prefix + std::string(10, 'b')))
             << call;
+        EXPECT_EQ(platform.logs().at(1).level, 1);
 
         platform.reset();
         platform.setFailureCode(kPlannedNegative);

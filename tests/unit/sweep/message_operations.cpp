@@ -118,7 +118,7 @@ Subject messages() {
            {0, 1, {{"OsMutexLock", 0}}}),
         op("GenerateMeetingServerMsgBlock",
            [] { return (outputs().block = GenerateMeetingServerMsgBlock(kData, sizeof kData)) != nullptr; }, {1, 0},
-           nullptr, {"Null ptr."}),
+           nullptr, {"Null ptr.", "conf secure func failed, err = 400!\n"}),
     };
     return subject;
 }

@@ -22,11 +22,11 @@ class Json : public ScriptedPlatformTest {
 
     static Tree parse(const std::string& text) { return {cJSON_Parse(text.c_str()), cJSON_Delete}; }
 
-    // The only record since the last call.
-    std::string onlyLog() {
-        const std::vector<std::string> texts = platform.logTexts();
-        platform.clearLogs();
-        return texts.size() == 1 ? texts[0] : "records: " + std::to_string(texts.size());
+    // The only record since the last call, an error.
+    static std::string onlyLog() {
+        const std::vector<std::string> texts = takeLogs();
+        const bool isError = texts.size() == 1 && texts[0].starts_with("1 ");
+        return isError ? texts[0].substr(2) : "records: " + std::to_string(texts.size());
     }
 
     Tree object = parse(R"({"A":1,"o":{},"a2":[1,2],"s":"text","t":true,"f":false,"n":null,"d":1,"d":2,"m":{"x":1}})");
