@@ -146,9 +146,10 @@ std::vector<Operation> inventoryOperations() {
 }
 
 std::vector<Operation> tlsOperations() {
-    const auto loads = [](const char* name, uint32_t (*fill)(SSL_CTX*), std::map<std::string, uint64_t> results) {
+    const auto loads = [](const char* name, uint32_t (*fill)(SSL_CTX*), std::map<std::string, uint64_t> results,
+                          std::vector<std::string> tells = {}) {
         return op(
-            name, [=] { return onContext(fill); }, {0, kRefused, std::move(results)}, kDiscarded);
+            name, [=] { return onContext(fill); }, {0, kRefused, std::move(results)}, kDiscarded, std::move(tells));
     };
     const auto loadCa = [](SSL_CTX* context) {
         ConfCaCertEntry list[1] = {};
@@ -161,7 +162,8 @@ std::vector<Operation> tlsOperations() {
     return {
         loads("ConfLoadServerCert", [](SSL_CTX* context) { return loadServer(context, 0); }, {}),
         loads("ConfLoadServerCert/engine", [](SSL_CTX* context) { return loadServer(context, 2); },
-              {{"OsMutexLock", 0}, {"ENGINE_by_id", kEither}}),
+              {{"OsMutexLock", 0}, {"ENGINE_by_id", kEither}},
+              {"[ConfCertGetCertId]conf secure func failed, err = 400!\n"}),
         loads("ConfCertLoadAllCaCert", loadCa, {{kEveryCall, 0}}),
         loads("ConfCertLoadOneCaCert", loadCa, {{kEveryCall, 0}}),
         loads("ConfAddCancelCrlToSslctx", ConfAddCancelCrlToSslctx,
