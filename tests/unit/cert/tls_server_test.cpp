@@ -75,7 +75,7 @@ TEST_F(TlsServer, KeysFromFilesServeHandshakes) {
 
 TEST_F(TlsServer, PassPhraseIsUserDataForTheTimeOfALoadOnly) {
     static std::string seen;
-    const pem_password_cb* const callback = [](char* buffer, int, int, void* userData) {
+    pem_password_cb* const callback = [](char* buffer, int, int, void* userData) {
         seen = static_cast<const char*>(userData);
         return static_cast<int>(std::string("pass phrase").copy(buffer, 11));
     };
