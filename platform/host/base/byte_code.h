@@ -9,8 +9,11 @@
 namespace tarn::host {
 
 inline void putBytes(std::vector<std::byte>& bytes, const void* source, size_t count) {
-    const auto* const start = static_cast<const std::byte*>(source);
-    bytes.insert(bytes.end(), start, start + count);
+    const size_t used = bytes.size();
+    bytes.resize(used + count);
+    if (count > 0) {
+        std::memcpy(bytes.data() + used, source, count);
+    }
 }
 
 // False, with nothing taken, when there are not as many.
