@@ -1,10 +1,8 @@
 // The launcher, and processes that it started calling each other.
-#include <linux/filter.h>
-#include <linux/seccomp.h>
 #include <sys/prctl.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 
+#include "launcher/old_kernel.h"
 #include "support/host_test.h"
 #include "tarn_host/host_launcher.h"
 
@@ -117,18 +115,6 @@ TEST(Launcher, GivesEachProcessACleanStartAndTellsItsEndOnce) {
     EXPECT_EQ(TarnHostLauncherWait(launcher, kLongMs, &state), uint32_t{ECHILD});
     signal(SIGUSR1, SIG_DFL);
     sigprocmask(SIG_UNBLOCK, &one, nullptr);
-}
-
-// Takes the kernel's descriptors of processes from this process and its children.
-bool forgetProcessDescriptors() {
-    sock_filter filter[] = {
-        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
-        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_pidfd_open, 0, 1),
-        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | ENOSYS),
-        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
-    };
-    const sock_fprog program = {std::size(filter), filter};
-    return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 && prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0;
 }
 
 TEST(Launcher, NeedsNoProcessDescriptorsOfTheKernel) {

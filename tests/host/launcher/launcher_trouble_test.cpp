@@ -1,19 +1,14 @@
 // What the launcher does when the system or the program around it is not as usual.
 #include <errno.h>
 #include <gtest/gtest.h>
-#include <linux/filter.h>
-#include <linux/seccomp.h>
 #include <signal.h>
-#include <sys/prctl.h>
 #include <sys/resource.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
-#include <cstddef>
 #include <ctime>
-#include <iterator>
 #include <new>
 
+#include "launcher/old_kernel.h"
 #include "support/processes.h"
 #include "tarn_host/host_launcher.h"
 
@@ -26,18 +21,6 @@ constexpr uint32_t kLongMs = 20000;
 int sleepASecond(void* /*argument*/) {
     sleep(1);
     return 0;
-}
-
-// Takes the kernel's descriptors of processes from this process and its children.
-bool forgetProcessDescriptors() {
-    sock_filter filter[] = {
-        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
-        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_pidfd_open, 0, 1),
-        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | ENOSYS),
-        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
-    };
-    const sock_fprog program = {std::size(filter), filter};
-    return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 && prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0;
 }
 
 TEST(LauncherTrouble, SleepsWhileItWaitsWithoutProcessDescriptors) {
