@@ -13,12 +13,12 @@ using tarn::test::ServedCertificate;
 
 namespace {
 
-constexpr uint32_t kPlannedFailure = 601;
+constexpr uint32_t kCertificateFailure = 601;
 constexpr uint32_t kNotServed = 602;
 
 std::mutex queriesMutex;
 
-bool fails(const char* call) {
+bool certificateCallFails(const char* call) {
     return ScriptedPlatform::get().enter(call);
 }
 
@@ -65,20 +65,20 @@ std::string scriptedCertificateId(const std::string& certificate) {
 
 uint32_t TarnOmCertClientInit(void* arg) {
     ScriptedCertificates::get().clientArgument = arg;
-    return fails("TarnOmCertClientInit") ? kPlannedFailure : 0;
+    return certificateCallFails("TarnOmCertClientInit") ? kCertificateFailure : 0;
 }
 
 uint32_t TarnOmCertNotifyCallback(void (*callback)(uint32_t msgId, uint32_t omCertType)) {
-    if (fails("TarnOmCertNotifyCallback")) {
-        return kPlannedFailure;
+    if (certificateCallFails("TarnOmCertNotifyCallback")) {
+        return kCertificateFailure;
     }
     ScriptedCertificates::get().notify = callback;
     return 0;
 }
 
 uint32_t TarnOmCertGetExpectedSrvCertSize(uint32_t omType, ConfCertSizeInfo* sizes) {
-    if (fails("TarnOmCertGetExpectedSrvCertSize")) {
-        return kPlannedFailure;
+    if (certificateCallFails("TarnOmCertGetExpectedSrvCertSize")) {
+        return kCertificateFailure;
     }
     const ServedCertificate* const served = find(omType);
     if (served == nullptr) {
@@ -90,8 +90,8 @@ uint32_t TarnOmCertGetExpectedSrvCertSize(uint32_t omType, ConfCertSizeInfo* siz
 }
 
 uint32_t TarnOmCertGetServiceCert(uint32_t omType, ConfCertServiceCert* certificate) {
-    if (fails("TarnOmCertGetServiceCert")) {
-        return kPlannedFailure;
+    if (certificateCallFails("TarnOmCertGetServiceCert")) {
+        return kCertificateFailure;
     }
     const ServedCertificate* const served = find(omType);
     if (served == nullptr || certificate->certLen < served->certificate.size()) {
@@ -107,8 +107,8 @@ uint32_t TarnOmCertGetServiceCert(uint32_t omType, ConfCertServiceCert* certific
 }
 
 uint32_t TarnOmCertGetCertId(const ConfCertBlob* certificate, ConfCertBlob* id) {
-    if (fails("TarnOmCertGetCertId")) {
-        return kPlannedFailure;
+    if (certificateCallFails("TarnOmCertGetCertId")) {
+        return kCertificateFailure;
     }
     const std::string text = tarn::test::scriptedCertificateId(
         std::string(reinterpret_cast<const char*>(certificate->data), certificate->length));
@@ -128,8 +128,8 @@ uint32_t TarnOmCertGetCertPath(ConfCertPathQuery query, ConfCertPathInfo* info) 
         const std::lock_guard lock(queriesMutex);
         ScriptedCertificates::get().pathQueries.push_back({query.kind, query.constant, query.omType});
     }
-    if (fails("TarnOmCertGetCertPath")) {
-        return kPlannedFailure;
+    if (certificateCallFails("TarnOmCertGetCertPath")) {
+        return kCertificateFailure;
     }
     if (query.kind == OM_CERT_PATH_CA_DIRECTORY || query.kind == OM_CERT_PATH_CRL_DIRECTORY) {
         const ScriptedCertificates& service = ScriptedCertificates::get();
@@ -147,8 +147,8 @@ uint32_t TarnOmCertGetCertPath(ConfCertPathQuery query, ConfCertPathInfo* info) 
 }
 
 uint32_t TarnOmCertGetCapability(uint8_t* ten) {
-    if (fails("TarnOmCertGetCapability")) {
-        return kPlannedFailure;
+    if (certificateCallFails("TarnOmCertGetCapability")) {
+        return kCertificateFailure;
     }
     std::ranges::copy(ScriptedCertificates::get().capability, ten);
     return 0;

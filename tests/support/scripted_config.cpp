@@ -12,11 +12,11 @@ using tarn::test::ScriptedPlatform;
 
 namespace {
 
-constexpr uint32_t kPlannedFailure = 501;
+constexpr uint32_t kConfigFailure = 501;
 constexpr uint32_t kNotHeld = 502;
 constexpr uint32_t kTooLong = 503;
 
-bool fails(const char* call) {
+bool configCallFails(const char* call) {
     return ScriptedPlatform::get().enter(call);
 }
 
@@ -63,8 +63,8 @@ std::string scriptedCipherText(const std::string& plain) {
 } // namespace tarn::test
 
 uint32_t TarnOmConfigInit(uint32_t flag, const char* owner, const char* domain) {
-    if (fails("TarnOmConfigInit")) {
-        return kPlannedFailure;
+    if (configCallFails("TarnOmConfigInit")) {
+        return kConfigFailure;
     }
     ScriptedConfig::get().connections.push_back(std::to_string(flag) + " " + owner + "/" + domain);
     return 0;
@@ -77,8 +77,8 @@ uint32_t TarnOmConfigUnInit(const char* domain) {
 }
 
 uint32_t TarnOmConfigNotifyCallback(OmConfigNotifyFunc callback, const char* domain) {
-    if (fails("TarnOmConfigNotifyCallback")) {
-        return kPlannedFailure;
+    if (configCallFails("TarnOmConfigNotifyCallback")) {
+        return kConfigFailure;
     }
     ScriptedConfig::get().callback = callback;
     ScriptedConfig::get().connections.push_back(std::string("=") + domain);
@@ -88,19 +88,19 @@ uint32_t TarnOmConfigNotifyCallback(OmConfigNotifyFunc callback, const char* dom
 uint32_t TarnOmConfigStringGet(ConfConfigOmRecord* record) {
     const auto& held = ScriptedConfig::get().held;
     const auto found = held.find(record->key.text);
-    if (fails("TarnOmConfigStringGet")) {
-        return kPlannedFailure;
+    if (configCallFails("TarnOmConfigStringGet")) {
+        return kConfigFailure;
     }
     return found == held.end() ? kNotHeld : fillField(record->value, found->second);
 }
 
 uint32_t TarnOmConfigStringSet(ConfConfigOmRecord record) {
-    return fails("TarnOmConfigStringSet") ? kPlannedFailure : write(&record, 1);
+    return configCallFails("TarnOmConfigStringSet") ? kConfigFailure : write(&record, 1);
 }
 
 uint32_t TarnOmConfigStringMget(ConfConfigOmRecord* records, uint32_t count) {
-    if (fails("TarnOmConfigStringMget")) {
-        return kPlannedFailure;
+    if (configCallFails("TarnOmConfigStringMget")) {
+        return kConfigFailure;
     }
     ScriptedConfig& service = ScriptedConfig::get();
     for (uint32_t i = 0; i < count; ++i) {
@@ -114,41 +114,41 @@ uint32_t TarnOmConfigStringMget(ConfConfigOmRecord* records, uint32_t count) {
 }
 
 uint32_t TarnOmConfigStringMset(ConfConfigOmRecord* records, uint32_t count) {
-    return fails("TarnOmConfigStringMset") ? kPlannedFailure : write(records, count);
+    return configCallFails("TarnOmConfigStringMset") ? kConfigFailure : write(records, count);
 }
 
 uint32_t TarnOmConfigcopyStr2Key(void* recordKey, const char* text) {
-    if (fails("TarnOmConfigcopyStr2Key")) {
-        return kPlannedFailure;
+    if (configCallFails("TarnOmConfigcopyStr2Key")) {
+        return kConfigFailure;
     }
     return fillField(*static_cast<ConfConfigOmKey*>(recordKey), text);
 }
 
 uint32_t TarnOmConfigcopyStr2Val(void* recordValue, const char* text) {
-    if (fails("TarnOmConfigcopyStr2Val")) {
-        return kPlannedFailure;
+    if (configCallFails("TarnOmConfigcopyStr2Val")) {
+        return kConfigFailure;
     }
     return fillField(*static_cast<ConfConfigOmValue*>(recordValue), text);
 }
 
 uint32_t TarnOmConfigsetIntValue(void* recordValue, int32_t number) {
-    if (fails("TarnOmConfigsetIntValue")) {
-        return kPlannedFailure;
+    if (configCallFails("TarnOmConfigsetIntValue")) {
+        return kConfigFailure;
     }
     return fillField(*static_cast<ConfConfigOmValue*>(recordValue), std::to_string(number));
 }
 
 uint32_t TarnOmConfigsetUintValue(void* recordValue, uint64_t number) {
-    if (fails("TarnOmConfigsetUintValue")) {
-        return kPlannedFailure;
+    if (configCallFails("TarnOmConfigsetUintValue")) {
+        return kConfigFailure;
     }
     return fillField(*static_cast<ConfConfigOmValue*>(recordValue), std::to_string(number));
 }
 
 uint32_t TarnOmKeymEncrypt(const char* owner, const char* plain, uint32_t plainLength, char* output,
                            uint32_t* outputLength) {
-    if (fails("TarnOmKeymEncrypt")) {
-        return kPlannedFailure;
+    if (configCallFails("TarnOmKeymEncrypt")) {
+        return kConfigFailure;
     }
     const std::string text = tarn::test::scriptedCipherText(std::string(plain, plainLength));
     if (text.size() >= OM_KEY_MAX_OUTPUT) {

@@ -23,7 +23,7 @@ constexpr std::chrono::microseconds kPause(500);
 constexpr int64_t kLogBytes = int64_t{8} * 1024 * 1024;
 constexpr int64_t kCutBytes = int64_t{256} * 1024;
 
-const char* adviceFor(int error) {
+const char* configFileAdvice(int error) {
     switch (error) {
         case EBUSY:
             return "another process keeps it locked; find it with \"fuser -v FILE\", end it and try again";
@@ -193,7 +193,7 @@ int Store::settle(int error) {
 int Store::tell(int error) {
     const bool isTrouble = error != 0 && error != ENOENT;
     if (isTrouble && error != toldError_ && trouble_ == Trouble::Told) {
-        report("cannot use the configuration file %s: %s; %s", path_.c_str(), nameOf(error), adviceFor(error));
+        report("cannot use the configuration file %s: %s; %s", path_.c_str(), nameOf(error), configFileAdvice(error));
     }
     toldError_ = isTrouble ? error : 0;
     return error;

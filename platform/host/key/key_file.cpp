@@ -82,7 +82,7 @@ int makeKey(const std::string& directory, const std::string& path) {
     return error;
 }
 
-const char* adviceFor(int error) {
+const char* keyFileAdvice(int error) {
     switch (error) {
         case EBADMSG:
             return "it is no key of 32 bytes; bring the right one back, or remove it and set the passwords anew";
@@ -116,7 +116,7 @@ int loadValueKey(ValueKey& key) {
         error = error != 0 ? error : readKey(path, key);
     }
     if (told.isNews(error)) {
-        report("cannot use the key file %s: %s", path.c_str(), adviceFor(error));
+        report("cannot use the key file %s: %s", path.c_str(), keyFileAdvice(error));
     }
     return error;
 }

@@ -104,7 +104,7 @@ class UseWindow {
 constinit UseWindow useWindow;
 
 // A child of a process with several threads must not find the lock held by a thread that it does not have.
-[[maybe_unused]] const int forkHandlers = pthread_atfork(
+[[maybe_unused]] const int statisticsForkHandlers = pthread_atfork(
     [] { useWindow.mutex().lock(); }, [] { useWindow.mutex().unlock(); }, [] { useWindow.mutex().unlock(); });
 
 TarnHostMemoryScan scanBlocks() {

@@ -18,7 +18,7 @@ using namespace tarn::host;
 
 namespace {
 
-constexpr int kFailed = -1;
+constexpr int kScanFailed = -1;
 
 bool isSpace(char c) {
     return std::isspace(static_cast<unsigned char>(c)) != 0;
@@ -131,9 +131,9 @@ class Scanner {
                 case Step::Mismatch:
                     return stored_;
                 case Step::InputEnd:
-                    return stored_ == 0 ? kFailed : stored_;
+                    return stored_ == 0 ? kScanFailed : stored_;
                 case Step::Broken:
-                    return kFailed;
+                    return kScanFailed;
             }
         }
         return stored_;
@@ -298,15 +298,15 @@ class Scanner {
 
 int sscanf_s(const char* text, const char* format, ...) {
     if (text == nullptr || format == nullptr) {
-        return kFailed;
+        return kScanFailed;
     }
     Arguments arguments;
     va_start(arguments.list, format);
-    int stored = kFailed;
+    int stored = kScanFailed;
     try {
         stored = Scanner(text, format, arguments).run();
     } catch (const std::bad_alloc&) {
-        stored = kFailed;
+        stored = kScanFailed;
     }
     va_end(arguments.list);
     return stored;

@@ -17,7 +17,7 @@ namespace {
 
 using namespace tarn::test;
 
-void onRecord(OsMsgRecord* /*record*/) {}
+void ignoreRecord(OsMsgRecord* /*record*/) {}
 
 // What each call has to say about it, `times` times over.
 void expectAll(uint32_t error, int times = 3) {
@@ -26,7 +26,7 @@ void expectAll(uint32_t error, int times = 3) {
     char output[OM_KEY_MAX_OUTPUT];
     uint32_t number = 0;
     for (int i = 0; i < times; ++i) {
-        EXPECT_EQ(OsMsgReceiverStart("unusable", onRecord), error);
+        EXPECT_EQ(OsMsgReceiverStart("unusable", ignoreRecord), error);
         EXPECT_EQ(OsMsgAsynSend(&record), error);
         EXPECT_EQ(TarnHostReceiverList(nullptr, 0, &number), error);
         EXPECT_EQ(TarnOmKeymEncrypt("owner", "p", 1, output, &number), error);

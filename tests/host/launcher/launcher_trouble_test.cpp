@@ -16,7 +16,7 @@ namespace {
 
 using namespace tarn::test;
 
-constexpr uint32_t kLongMs = 20000;
+constexpr uint32_t kPatienceMs = 20000;
 
 int sleepASecond(void* /*argument*/) {
     sleep(1);
@@ -33,7 +33,7 @@ TEST(LauncherTrouble, SleepsWhileItWaitsWithoutProcessDescriptors) {
                   EXPECT_EQ(TarnHostLauncherStart(launcher, &process), 0U);
                   const std::clock_t before = std::clock();
                   TarnHostProcessState state = {};
-                  EXPECT_EQ(TarnHostLauncherWait(launcher, kLongMs, &state), 0U);
+                  EXPECT_EQ(TarnHostLauncherWait(launcher, kPatienceMs, &state), 0U);
                   EXPECT_LT(std::clock() - before, CLOCKS_PER_SEC / 10) << "processor time of one second";
                   TarnHostLauncherDestroy(launcher);
                   return 0;
@@ -66,7 +66,7 @@ TEST(LauncherTrouble, AnExceptionEndsItsProcessOnly) {
     const TarnHostProcess process = {"throwing", runOutOfMemory, nullptr};
     EXPECT_EQ(TarnHostLauncherStart(launcher, &process), 0U);
     TarnHostProcessState state = {};
-    EXPECT_EQ(TarnHostLauncherWait(launcher, kLongMs, &state), 0U);
+    EXPECT_EQ(TarnHostLauncherWait(launcher, kPatienceMs, &state), 0U);
     EXPECT_EQ(state.signal, SIGABRT);
     TarnHostLauncherDestroy(launcher);
 }
@@ -86,7 +86,7 @@ TEST(LauncherTrouble, AProcessCannotEndItsSisters) {
     EXPECT_EQ(TarnHostLauncherStart(launcher, &sister), 0U);
     EXPECT_EQ(TarnHostLauncherStart(launcher, &process), 0U);
     TarnHostProcessState state = {};
-    EXPECT_EQ(TarnHostLauncherWait(launcher, kLongMs, &state), 0U);
+    EXPECT_EQ(TarnHostLauncherWait(launcher, kPatienceMs, &state), 0U);
     EXPECT_STREQ(state.name, "process");
     EXPECT_EQ(state.exitCode, 0);
     EXPECT_EQ(TarnHostLauncherState(launcher, "sister", &state), 0U);

@@ -21,13 +21,13 @@ void* allocate(uint32_t size) {
     return OsMemMallocSetCharMon(size, 0, 0, 0, 77, "damage");
 }
 
-void release(void* block) {
+void giveBack(void* block) {
     OSMemTypeFreeMon(block, 0, 0, 88, "releaser");
 }
 
 void releaseTwice(void* block) {
-    release(block);
-    release(block);
+    giveBack(block);
+    giveBack(block);
 }
 
 void expectDeath(const std::function<void()>& misuse, const char* text) {
@@ -55,13 +55,13 @@ TEST(MemoryDamage, ScanFindsWritesOnEitherSideOfABlock) {
             EXPECT_EQ(found.damage, offset < 0 ? TARN_HOST_MEMORY_DAMAGED_BEFORE : TARN_HOST_MEMORY_DAMAGED_BEHIND);
             flip(block, offset);
         }
-        release(block);
+        giveBack(block);
     }
 }
 
 TEST(MemoryDamageDeathTest, BadReleasesAreNamedAndEndTheProcess) {
     constexpr const char* kNoBlock = "releaser:88 frees 0x[0-9a-f]+, which is no live accounted block";
-    release(nullptr);
+    giveBack(nullptr);
     void* const block = allocate(50);
     void* const huge = allocate(64U * 1024 * 1024); // Unmapped at once: the second release must not touch it.
     for (void* const twice : {block, huge}) {
@@ -70,28 +70,28 @@ TEST(MemoryDamageDeathTest, BadReleasesAreNamedAndEndTheProcess) {
     int onStack = 0;
     for (void* const bad : {static_cast<void*>(&onStack), static_cast<void*>(static_cast<char*>(block) + 16),
                             reinterpret_cast<void*>(0x10)}) {
-        expectDeath([bad] { release(bad); }, kNoBlock);
+        expectDeath([bad] { giveBack(bad); }, kNoBlock);
     }
     const auto releaseDamaged = [block] {
         flip(block, 50);
-        release(block);
+        giveBack(block);
     };
     expectDeath(releaseDamaged,
                 "releaser:88 frees the block .* of 50 bytes from damage:77, which was written to behind its end");
-    release(huge);
-    release(block);
+    giveBack(huge);
+    giveBack(block);
 }
 
 // New places all the time, so that every lock of the account is held now and then.
 TEST(MemoryFork, ChildOfAThreadedProcessAllocates) {
     const auto allocateElsewhere = [line = 0U]() mutable {
-        release(OsMemMallocSetCharMon(16, 0, 0, 0, ++line, "elsewhere"));
+        giveBack(OsMemMallocSetCharMon(16, 0, 0, 0, ++line, "elsewhere"));
     };
     const std::jthread other = tarn::test::meanwhile(allocateElsewhere);
     for (int i = 0; i < 25; ++i) {
         EXPECT_EQ(tarn::test::runForked([] {
                       for (uint32_t line = 0; line < 100; ++line) {
-                          release(OsMemMallocSetCharMon(16, 0, 0, 0, line, "child"));
+                          giveBack(OsMemMallocSetCharMon(16, 0, 0, 0, line, "child"));
                       }
                       return 0;
                   }),

@@ -95,14 +95,14 @@ TEST_F(TimerManagerTest, OneShotsExpireOnceInTheirOrderAndNeverEarly) {
     };
     std::deque<Timed> timers; // Later ones first; the last is at the next tick.
     for (const uint32_t ticks : {40U, 20U, 5U, 1U, 0U}) {
-        Timed& timer = timers.emplace_back();
-        timer.ticks = ticks;
-        timer.handle = create(timer.takeTime, ticks);
+        Timed& timed = timers.emplace_back();
+        timed.ticks = ticks;
+        timed.handle = create(timed.takeTime, ticks);
     }
     ASSERT_TRUE(comesTrue([] { return info().timers == 0; }));
-    for (const Timed& timer : timers) {
-        EXPECT_GE(timer.elapsed, int64_t{timer.ticks} * kTickMicroseconds);
-        EXPECT_EQ(OsTmrDelete(timer.handle), kNoTimer) << "it has freed itself";
+    for (const Timed& timed : timers) {
+        EXPECT_GE(timed.elapsed, int64_t{timed.ticks} * kTickMicroseconds);
+        EXPECT_EQ(OsTmrDelete(timed.handle), kNoTimer) << "it has freed itself";
     }
     EXPECT_GT(timers[0].elapsed, timers[1].elapsed);
     EXPECT_GT(timers[1].elapsed, timers[2].elapsed);
