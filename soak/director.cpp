@@ -16,6 +16,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr auto kPatience = 30s;
 constexpr auto kEra = 1s;
+constexpr auto kSettling = 2s;
 constexpr uint32_t kErasPerKill = 3; // with quiet ones between, so that each event has one kill at most to blame
 constexpr uint32_t kGraceMs = 5000;
 
@@ -129,7 +130,7 @@ void Director::work(std::chrono::seconds duration, const std::function<void(std:
     account_.order = Order::kWork;
     const auto begin = Clock::now();
     uint32_t eras = 0;
-    while (Clock::now() - begin < duration && !stopped_() && trouble_.empty() && account_.era + 2 < kEras) {
+    while (Clock::now() - begin < duration && !stopped_() && trouble_.empty() && account_.era + 4 < kEras) {
         std::this_thread::sleep_for(kEra);
         ++eras;
         if (eras % kErasPerKill == 0) {
@@ -140,6 +141,9 @@ void Director::work(std::chrono::seconds duration, const std::function<void(std:
         changeCertificates();
         report(std::chrono::duration_cast<std::chrono::seconds>(Clock::now() - begin));
     }
+    // Whoever was started last has everybody's connection again and has its own, as at every other rest.
+    beginEra(kNobody);
+    std::this_thread::sleep_for(kSettling);
 }
 
 bool Director::rest() {

@@ -1,6 +1,7 @@
 // Handlers and callbacks have no argument of their own, so what they work on stands in one place of the process.
 #include "worker.h"
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <chrono>
@@ -16,6 +17,7 @@
 #include "tarn_conference/conf_notify.h"
 #include "tarn_conference/conf_timer.h"
 #include "tarn_host/host_message.h"
+#include "tarn_platform/os_memory.h"
 
 namespace tarn::soak {
 namespace {
@@ -208,9 +210,24 @@ void askBeside() {
 
 // --- its life
 
+// The platform's table of live blocks grows with the most that ever lived at once, part by part. Grown ahead, it has its
+// size before the warm-up ends.
+bool growBlockTable() {
+    std::array<void*, 512> blocks = {};
+    for (void*& block : blocks) {
+        block = OsMemMallocSetCharMon(1, 0, 0, 0, __LINE__, kLogName);
+    }
+    const bool complete = std::find(blocks.begin(), blocks.end(), nullptr) == blocks.end();
+    for (void* block : blocks) {
+        OSMemTypeFreeMon(block, 0, 0, __LINE__, kLogName);
+    }
+    return complete;
+}
+
 uint32_t startAll(ConfTimer& timer) {
     ConfRegisterNotifyFunc(onNotification);
     uint32_t failures = ConfLogInit() != 0 ? 1 : 0;
+    failures += growBlockTable() ? 0 : 1;
     failures += ConfCommTimerFuncInit(timerTable.data(), 0) != 0 ? 1 : 0;
     failures += ConfConfigInit(bindConfig, kNames[place.index], "Conf") != 0 ? 1 : 0;
     ConfConfigInitOmCfg();
