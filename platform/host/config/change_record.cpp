@@ -14,6 +14,16 @@ size_t byteAt(std::string_view bytes, size_t index) {
 
 } // namespace
 
+ConfigChange makeChange(std::string_view key, std::string_view value, int64_t number) {
+    ConfigChange change;
+    change.key = key;
+    if (value.data() != nullptr) {
+        change.value = value;
+    }
+    change.number = number;
+    return change;
+}
+
 void packChange(std::string& packed, std::string_view key, std::optional<std::string_view> value) {
     const size_t valueLength = value.has_value() ? value->size() : kRemoved;
     packed += static_cast<char>(key.size());

@@ -16,6 +16,9 @@ struct ConfigChange {
     int64_t number = 0;               // Lies behind the position where the write began, not behind its end.
 };
 
+// A value without data stands for a removed key.
+ConfigChange makeChange(std::string_view key, std::string_view value, int64_t number);
+
 // Appends a change; key and value must fit their record fields.
 void packChange(std::string& packed, std::string_view key, std::optional<std::string_view> value);
 

@@ -1,18 +1,13 @@
-// The configuration over one connection, for any number of threads. A call waits at most two seconds for other
-// processes, without keeping the connection from other threads meanwhile. Results are 0 or an errno; trouble with the
-// file is told once on standard error.
+// The configuration: what can be asked of it and changed in it, from any number of threads. Results are 0 or an errno.
 #pragma once
 
 #include <cstdint>
-#include <mutex>
 #include <span>
-#include <string>
 #include <string_view>
 #include <vector>
 
 #include "config/change_record.h"
-#include "config/database.h"
-#include "config/write_turn.h"
+#include "config/store_connection.h"
 #include "tarn_platform/om_config.h"
 
 namespace tarn::host {
@@ -26,12 +21,12 @@ struct LogPosition {
 
 class Store {
  public:
-    enum class Trouble : uint8_t { Told, Silent };
+    using Trouble = StoreConnection::Trouble;
 
-    explicit Store(Trouble trouble) : trouble_(trouble) {}
+    explicit Store(Trouble trouble) : connection_(trouble) {}
 
     int connect();
-    void disconnect();
+    void disconnect() { connection_.disconnect(); }
 
     // ENOENT for a key that is not held.
     int get(std::string_view key, ConfConfigOmValue& value);
@@ -48,26 +43,11 @@ class Store {
     // not reach back so far, `isWhole` is false and the changes are the present values of all that was written since.
     int next(LogPosition& position, std::vector<ConfigChange>& changes, bool& isWhole);
 
-    // A connection must not meet a fork: SQLite's locks belong to the process, but the child would believe it has them.
-    void beforeFork();
-    void afterFork() { mutex_.unlock(); }
+    void beforeFork() { connection_.beforeFork(); }
+    void afterFork() { connection_.afterFork(); }
 
  private:
-    int ready();
-    int settle(int error);
-    int tell(int error);
-    int beginWrite(bool& hasTurn);
-    template <typename Operation>
-    int read(Operation operation);
-    template <typename Operation>
-    int write(Operation operation);
-
-    const Trouble trouble_;
-    std::mutex mutex_;
-    Database database_;
-    WriteTurn turn_;
-    std::string path_;
-    int toldError_ = 0;
+    StoreConnection connection_;
 };
 
 } // namespace tarn::host
