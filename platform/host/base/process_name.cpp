@@ -1,5 +1,5 @@
 // The name of this process. Fixed storage: the name is asked for on paths that must not allocate.
-#include <pthread.h>
+#include "base/process_name.h"
 
 #include <algorithm>
 #include <array>
@@ -8,7 +8,7 @@
 #include <mutex>
 #include <string_view>
 
-#include "base/process_name.h"
+#include "base/fork_handlers.h"
 #include "tarn_host/host_process.h"
 
 namespace {
@@ -18,9 +18,8 @@ constexpr size_t kNameBytes = 16;
 constinit std::mutex nameMutex;
 std::array<char, kNameBytes> processName;
 
-// Every report asks for the name, also in a child whose parent had other threads.
-[[maybe_unused]] const int forkHandlers =
-    pthread_atfork([] { nameMutex.lock(); }, [] { nameMutex.unlock(); }, [] { nameMutex.unlock(); });
+// Every report asks for the name, also in a child.
+const tarn::host::HeldOverForks<nameMutex> nameOverForks;
 
 bool nameCharacter(char c) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' || c == '-' ||

@@ -1,7 +1,6 @@
 #include "certificate/certificate_client.h"
 
 #include <poll.h>
-#include <pthread.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -10,6 +9,7 @@
 #include <cstring>
 #include <new>
 
+#include "base/fork_handlers.h"
 #include "base/host_directory.h"
 #include "base/remake.h"
 #include "base/report.h"
@@ -51,14 +51,11 @@ int makeFolders() {
 
 CertificateClient& CertificateClient::get() {
     static CertificateClient* const client = [] {
-        auto* made = new CertificateClient;
-        // Without the handlers a child would wait for a thread that it does not have. They only fail without memory.
-        if (pthread_atfork([] { get().mutex_.lock(); }, [] { get().mutex_.unlock(); },
-                           [] { get().restartInChild(); }) != 0) {
-            delete made;
-            throw std::bad_alloc();
-        }
-        return made;
+        std::unique_ptr<CertificateClient> made(new CertificateClient);
+        // Without them a child would wait for a thread that it does not have.
+        registerForkHandlers([] { get().mutex_.lock(); }, [] { get().mutex_.unlock(); },
+                             [] { get().restartInChild(); });
+        return made.release();
     }();
     return *client;
 }

@@ -5,7 +5,6 @@
 
 #include <openssl/engine.h>
 #include <openssl/err.h>
-#include <pthread.h>
 
 #include <cerrno>
 #include <cstring>
@@ -13,6 +12,7 @@
 #include <mutex>
 #include <new>
 
+#include "base/fork_handlers.h"
 #include "certificate/keyless_key.h"
 
 namespace tarn::host {
@@ -47,9 +47,7 @@ ENGINE* startedEngine = nullptr;
 
 constinit std::mutex registering;
 
-// A child of a process with several threads must not find the lock held by a thread that it does not have.
-[[maybe_unused]] const int forkHandlers =
-    pthread_atfork([] { registering.lock(); }, [] { registering.unlock(); }, [] { registering.unlock(); });
+const HeldOverForks<registering> registeringOverForks;
 
 int addToList() {
     const OpensslErrorScope errors;

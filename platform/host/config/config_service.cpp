@@ -1,42 +1,25 @@
 #include "config/config_service.h"
 
-#include <pthread.h>
+#include "base/per_process.h"
 
 namespace tarn::host {
-namespace {
 
-// Never destroyed: its thread runs until the process is gone.
-std::atomic<ConfigService*> current = nullptr;
-std::once_flag started;
-
-void beforeFork() {
-    ConfigService* const service = current.load();
-    service->store.beforeFork();
-    service->changes.beforeFork();
+void ConfigService::beforeFork() {
+    store.beforeFork();
+    changes.beforeFork();
 }
 
-void afterForkInParent() {
-    ConfigService* const service = current.load();
-    service->changes.afterFork();
-    service->store.afterFork();
+void ConfigService::afterForkInParent() {
+    changes.afterFork();
+    store.afterFork();
 }
 
-void afterForkInChild() {
-    ConfigService* const parents = current.load();
-    parents->feed.closeInherited();
-    auto* const fresh = new ConfigService;
-    fresh->inherited = parents;
-    current.store(fresh);
+void ConfigService::startInChild() {
+    inherited->feed.closeInherited();
 }
-
-} // namespace
 
 ConfigService& configService() {
-    std::call_once(started, [] {
-        current.store(new ConfigService);
-        pthread_atfork(beforeFork, afterForkInParent, afterForkInChild);
-    });
-    return *current.load(std::memory_order_acquire);
+    return PerProcess<ConfigService>::get();
 }
 
 } // namespace tarn::host

@@ -22,6 +22,10 @@ struct ConfigDomain {
 };
 
 struct ConfigService {
+    void beforeFork();
+    void afterForkInParent();
+    void startInChild();
+
     Store store{Store::Trouble::Told};
     Store changes{Store::Trouble::Silent}; // Reading changes keeps nobody from writing.
     ChangeFeed feed{changes};

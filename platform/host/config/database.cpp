@@ -8,6 +8,7 @@
 #include <mutex>
 
 #include "base/above_standard.h"
+#include "base/fork_handlers.h"
 
 namespace tarn::host {
 namespace {
@@ -46,7 +47,8 @@ constexpr std::array<const char*, static_cast<size_t>(Query::kCount)> kSql = {
 };
 
 // Only one connection of the process is opened at a time; see createFile.
-std::mutex opening;
+constinit std::mutex opening;
+const HeldOverForks<opening> openingOverForks;
 
 // SQLite would create the file with a mode that lets others read it. A file that is there already is not opened:
 // closing it would take away the locks of the process's other connections.

@@ -1,7 +1,5 @@
 #include "log/log_client.h"
 
-#include <pthread.h>
-
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
@@ -11,6 +9,7 @@
 #include <cstring>
 #include <utility>
 
+#include "base/fork_handlers.h"
 #include "base/standard_error.h"
 #include "tarn_host/host_process.h"
 
@@ -45,11 +44,11 @@ LogClient& LogClient::instance() {
 LogClient::LogClient() {
     readEnvironment();
     // A child must neither find the lock held by a thread that it does not have nor write to its parent's files.
-    pthread_atfork([] { instance().mutex_.lock(); }, [] { instance().mutex_.unlock(); },
-                   [] {
-                       instance().forgetParent();
-                       instance().mutex_.unlock();
-                   });
+    registerForkHandlers([] { instance().mutex_.lock(); }, [] { instance().mutex_.unlock(); },
+                         [] {
+                             instance().forgetParent();
+                             instance().mutex_.unlock();
+                         });
 }
 
 void LogClient::readEnvironment() {

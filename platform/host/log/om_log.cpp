@@ -114,5 +114,10 @@ uint32_t TarnHostLogDirectory(const char* processName, char* path, size_t pathBy
 }
 
 uint64_t TarnHostLogLostRecords(void) {
-    return LogClient::instance().lostRecords();
+    uint64_t lost = 0; // nothing can be lost without a client
+    guarded([&] {
+        lost = LogClient::instance().lostRecords();
+        return 0U;
+    });
+    return lost;
 }

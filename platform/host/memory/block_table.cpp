@@ -1,11 +1,11 @@
 // Sixteen hash tables, each with its own lock, so that threads seldom meet.
 #include "memory/block_table.h"
 
-#include <pthread.h>
-
 #include <array>
 #include <cstdlib>
 #include <mutex>
+
+#include "base/fork_handlers.h"
 
 namespace tarn::host {
 namespace {
@@ -117,22 +117,23 @@ Shard& shardOf(uintptr_t hidden) {
     return shards[static_cast<size_t>(hashOf(hidden) >> (64U - kShardBits))];
 }
 
-// A child of a process with several threads must not find a lock held by a thread that it does not have.
-void beforeFork() {
-    lockMemorySites();
-    for (Shard& shard : shards) {
-        shard.lock();
+struct EveryLock {
+    static void lock() {
+        lockMemorySites();
+        for (Shard& shard : shards) {
+            shard.lock();
+        }
     }
-}
-
-void afterFork() {
-    for (Shard& shard : shards) {
-        shard.unlock();
+    static void unlock() {
+        for (Shard& shard : shards) {
+            shard.unlock();
+        }
+        unlockMemorySites();
     }
-    unlockMemorySites();
-}
+};
 
-[[maybe_unused]] const int forkHandlers = pthread_atfork(beforeFork, afterFork, afterFork);
+constinit EveryLock everyLock;
+const HeldOverForks<everyLock> locksOverForks;
 
 } // namespace
 

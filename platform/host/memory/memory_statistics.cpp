@@ -1,5 +1,4 @@
 // Reading the account. Sites are never removed, so a walk over them needs no lock.
-#include <pthread.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -11,6 +10,7 @@
 #include <tuple>
 #include <vector>
 
+#include "base/fork_handlers.h"
 #include "base/guarded.h"
 #include "memory/block_table.h"
 #include "memory/guarded_block.h"
@@ -72,7 +72,9 @@ TarnHostMemoryStatus readStatus() {
 // What the previous call of the monitor saw.
 class UseWindow {
  public:
-    std::mutex& mutex() { return mutex_; }
+    void lock() { mutex_.lock(); }
+    void unlock() { mutex_.unlock(); }
+
     TarnHostMemoryUse next() {
         const std::lock_guard lock(mutex_);
         const TarnHostMemoryStatus status = readStatus();
@@ -103,9 +105,7 @@ class UseWindow {
 
 constinit UseWindow useWindow;
 
-// A child of a process with several threads must not find the lock held by a thread that it does not have.
-[[maybe_unused]] const int statisticsForkHandlers = pthread_atfork(
-    [] { useWindow.mutex().lock(); }, [] { useWindow.mutex().unlock(); }, [] { useWindow.mutex().unlock(); });
+const HeldOverForks<useWindow> windowOverForks;
 
 TarnHostMemoryScan scanBlocks() {
     TarnHostMemoryScan scan = {};

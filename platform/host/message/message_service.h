@@ -18,6 +18,10 @@ class ThreadConnections;
 struct MessageService {
     MessageService();
 
+    void beforeFork() { forkMutex.lock(); }
+    void afterForkInParent() { forkMutex.unlock(); }
+    void startInChild();
+
     // Held over a fork, so that the child knows every descriptor, and for what else no fork may interrupt.
     std::mutex forkMutex;
     std::vector<bool> descriptors;

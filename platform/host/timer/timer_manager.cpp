@@ -10,6 +10,7 @@
 #include <new>
 #include <system_error>
 
+#include "base/fork_handlers.h"
 #include "base/remake.h"
 #include "base/report.h"
 
@@ -26,14 +27,11 @@ thread_local bool inManagerThread = false;
 
 TimerManager& TimerManager::get() {
     static TimerManager* const manager = [] {
-        auto* made = new TimerManager;
-        // Without the handlers a child would find a manager that no thread serves. They only fail without memory.
-        if (pthread_atfork([] { get().mutex_.lock(); }, [] { get().mutex_.unlock(); },
-                           [] { get().restartInChild(); }) != 0) {
-            delete made;
-            throw std::bad_alloc();
-        }
-        return made;
+        std::unique_ptr<TimerManager> made(new TimerManager);
+        // Without them a child would find a manager that no thread serves.
+        registerForkHandlers([] { get().mutex_.lock(); }, [] { get().mutex_.unlock(); },
+                             [] { get().restartInChild(); });
+        return made.release();
     }();
     return *manager;
 }
@@ -61,6 +59,7 @@ uint32_t TimerManager::start(uint32_t tickMicroseconds) {
     }
     clock_ = TickClock(std::chrono::steady_clock::now(), std::chrono::microseconds(tickMicroseconds));
     try {
+        // Unlike the threads of other services it inherits the signal mask, as its starter expects.
         thread_ = std::thread([this, epoch = ++epoch_] { run(epoch); });
     } catch (const std::system_error& error) {
         return static_cast<uint32_t>(error.code().value());
