@@ -43,7 +43,11 @@ class PipeSignalGuard {
 void writeStandardError(std::string_view text) {
     const int savedErrno = errno;
     const PipeSignalGuard guard;
-    if (write(STDERR_FILENO, text.data(), text.size()) < 0 && errno == EPIPE) {
+    ssize_t written = 0;
+    do {
+        written = write(STDERR_FILENO, text.data(), text.size());
+    } while (written < 0 && errno == EINTR);
+    if (written < 0 && errno == EPIPE) {
         guard.takeRaised();
     }
     errno = savedErrno;

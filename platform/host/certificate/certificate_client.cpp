@@ -10,6 +10,7 @@
 #include <new>
 
 #include "base/fork_handlers.h"
+#include "base/forked_child.h"
 #include "base/host_directory.h"
 #include "base/remake.h"
 #include "base/report.h"
@@ -89,13 +90,12 @@ int CertificateClient::start() {
     return error;
 }
 
-int CertificateClient::setCallback(Callback callback) {
+void CertificateClient::setCallback(Callback callback) {
     std::unique_lock lock(mutex_);
     callback_ = callback;
     if (thread_.get_id() != std::this_thread::get_id()) {
         callbackOver_.wait(lock, [this] { return !isInCallback_; });
     }
-    return 0;
 }
 
 void CertificateClient::run(uint64_t epoch) {
@@ -110,7 +110,7 @@ void CertificateClient::run(uint64_t epoch) {
 }
 
 void CertificateClient::waitForChange() {
-    const bool isTroubled = mustRetry_ || !watch_.isRooted();
+    const bool isTroubled = mustRetry_ || !watch_.isWhole();
     int timeout = isTroubled ? kRetryMs : -1;
     if (const auto end = settler_.nextEnd(); end.has_value()) {
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(*end - ChangeSettler::Time::clock::now());
@@ -121,16 +121,16 @@ void CertificateClient::waitForChange() {
     if (ready > 0) {
         watch_.take(settler_);
     } else if (ready == 0 && isTroubled) {
-        watch_.retry(settler_);
+        watch_.retry(settler_, mustRetry_);
         mustRetry_ = false;
+    } else if (ready < 0 && errno != EINTR) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(kRetryMs)); // the kernel is short of memory
     }
 }
 
-// Forked inside the callback, a child comes back into a thread that is its parent's.
-void CertificateClient::endForkedChild(uint64_t epoch) const {
+void CertificateClient::leaveCallback(uint64_t epoch) const {
     if (epoch != epoch_) {
-        report("a child forked inside the callback for certificates returned from it and was ended");
-        _exit(EXIT_FAILURE);
+        endForkedChild("the callback for certificates");
     }
 }
 
@@ -145,7 +145,7 @@ void CertificateClient::announceSettled(uint64_t epoch) {
         lock.unlock();
         call(callback, *subject);
         lock.lock();
-        endForkedChild(epoch);
+        leaveCallback(epoch);
         isInCallback_ = false;
         callbackOver_.notify_all();
     }

@@ -21,7 +21,7 @@ class CertificateClient {
     // Watches from now on; a second call changes nothing.
     int start();
     // Null for none. The callback before is not running any more on return, unless it is the caller.
-    int setCallback(Callback callback);
+    void setCallback(Callback callback);
 
  private:
     CertificateClient() = default;
@@ -30,7 +30,7 @@ class CertificateClient {
     void run(uint64_t epoch);
     void waitForChange();
     void announceSettled(uint64_t epoch);
-    void endForkedChild(uint64_t epoch) const;
+    void leaveCallback(uint64_t epoch) const;
 
     std::mutex mutex_; // guards what several threads use; not held while a callback runs
     std::condition_variable callbackOver_;

@@ -6,10 +6,12 @@
 #include <sys/inotify.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <string>
 
-#include "base/above_standard.h"
+#include "base/report.h"
 #include "certificate/certificate_types.h"
 #include "tarn_host/host_process.h"
 
@@ -40,8 +42,8 @@ FolderWatch::FolderWatch()
 }
 
 int FolderWatch::open() {
-    events_ = aboveStandard(inotify_init1(IN_CLOEXEC | IN_NONBLOCK));
-    if (events_ < 0) {
+    events_ = OwnedDescriptor(inotify_init1(IN_CLOEXEC | IN_NONBLOCK));
+    if (!events_) {
         return errno;
     }
     watchFrom(0);
@@ -54,12 +56,10 @@ int FolderWatch::open() {
 }
 
 void FolderWatch::close() {
-    if (events_ >= 0) {
-        ::close(events_);
-        events_ = -1;
-    }
+    events_ = OwnedDescriptor();
     for (Node& node : nodes_) {
         node.watch = -1;
+        node.error = 0;
     }
 }
 
@@ -79,14 +79,36 @@ void FolderWatch::watchFrom(size_t start) {
         if (!isBelow(i, start)) {
             continue;
         }
-        const int before = node.watch;
-        node.watch = inotify_add_watch(events_, paths[i].c_str(), watchedEvents(node.subject));
+        watch(node, paths[i]);
         startError = i == start && node.watch < 0 ? errno : startError;
-        if (before >= 0 && before != node.watch) {
-            inotify_rm_watch(events_, before); // Fails when the kernel was quicker.
-        }
     }
+    tellTrouble();
     errno = startError;
+}
+
+// Leaves `errno` when that fails.
+void FolderWatch::watch(Node& node, const std::string& path) {
+    const int before = node.watch;
+    node.watch = inotify_add_watch(events_.get(), path.c_str(), watchedEvents(node.subject));
+    const int error = node.watch < 0 ? errno : 0;
+    node.error = error == ENOENT || error == ENOTDIR ? 0 : error;
+    if (before >= 0 && before != node.watch) {
+        inotify_rm_watch(events_.get(), before); // Fails when the kernel was quicker.
+    }
+    errno = error;
+}
+
+void FolderWatch::tellTrouble() {
+    const auto troubled = std::find_if(nodes_.begin(), nodes_.end(), [](const Node& node) { return node.error != 0; });
+    const int error = troubled == nodes_.end() ? 0 : troubled->error;
+    if (told_.isNews(error)) {
+        report("changes below the certificate folder \"%s\" cannot be watched: %s; tried again every second",
+               troubled->name, std::strerror(error));
+    }
+}
+
+bool FolderWatch::isWhole() const {
+    return isRooted() && std::all_of(nodes_.begin(), nodes_.end(), [](const Node& node) { return node.error == 0; });
 }
 
 bool FolderWatch::isBelow(size_t node, size_t ancestor) const {
@@ -105,10 +127,13 @@ void FolderWatch::touchBelow(size_t start, ChangeSettler& settler) const {
     }
 }
 
-void FolderWatch::retry(ChangeSettler& settler) {
+void FolderWatch::retry(ChangeSettler& settler, bool everything) {
+    const auto before = nodes_;
     watchFrom(0);
-    if (isRooted()) {
-        touchBelow(0, settler);
+    for (size_t i = 0; i < nodes_.size(); i++) {
+        if (nodes_[i].watch >= 0 && (everything || before[i].watch < 0)) {
+            touchBelow(i, settler);
+        }
     }
 }
 
@@ -148,7 +173,7 @@ void FolderWatch::handle(int watch, uint32_t mask, std::string_view name, Change
 
 void FolderWatch::take(ChangeSettler& settler) {
     alignas(inotify_event) std::array<char, size_t{16} * 1024> buffer;
-    const ssize_t length = read(events_, buffer.data(), buffer.size());
+    const ssize_t length = read(events_.get(), buffer.data(), buffer.size());
     for (ssize_t offset = 0; offset < length;) {
         const auto* event = reinterpret_cast<const inotify_event*>(buffer.data() + offset);
         offset += static_cast<ssize_t>(sizeof *event + event->len);

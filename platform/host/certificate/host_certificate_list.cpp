@@ -114,7 +114,7 @@ class Lister {
  public:
     Lister(void (*visit)(const TarnHostCertFacts*, void*), void* context) : visit_(visit), context_(context) {}
 
-    int listServices() const {
+    void listServices() const {
         for (const CertificateType& type : kCertificateTypes) {
             TarnHostCertFacts facts = {};
             bool isThere = false;
@@ -130,7 +130,6 @@ class Lister {
                 tell(facts, type.folder, error);
             }
         }
-        return 0;
     }
 
     int listFolder(uint32_t kind, const char* subdirectory) const {
@@ -172,8 +171,8 @@ uint32_t TarnHostCertList(void (*visit)(const TarnHostCertFacts* facts, void* co
     }
     return guarded([&] {
         const Lister lister(visit, context);
-        int error = lister.listServices();
-        error = error != 0 ? error : lister.listFolder(TARN_HOST_CERT_CA, "cert/ca");
+        lister.listServices();
+        const int error = lister.listFolder(TARN_HOST_CERT_CA, "cert/ca");
         return error != 0 ? error : lister.listFolder(TARN_HOST_CERT_CRL, "cert/crl");
     });
 }

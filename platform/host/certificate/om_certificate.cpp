@@ -149,7 +149,10 @@ uint32_t TarnOmCertNotifyCallback(void (*callback)(uint32_t msgId, uint32_t omCe
     return guarded([&] {
         CertificateClient& client = CertificateClient::get();
         const int error = callback == nullptr ? 0 : client.start();
-        return error != 0 ? error : client.setCallback(callback);
+        if (error == 0) {
+            client.setCallback(callback);
+        }
+        return error;
     });
 }
 

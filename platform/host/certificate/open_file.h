@@ -28,7 +28,6 @@ class FileBytes {
     std::span<uint8_t> all() { return bytes_; }
     std::span<const uint8_t> all() const { return bytes_; }
     size_t size() const { return bytes_.size(); }
-    bool empty() const { return bytes_.empty(); }
     // Only down, so that no copy of a secret stays behind.
     void shrink(size_t size);
 

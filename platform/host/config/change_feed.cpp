@@ -15,6 +15,7 @@
 #include <string_view>
 
 #include "base/above_standard.h"
+#include "base/forked_child.h"
 #include "base/report.h"
 #include "base/service_thread.h"
 #include "tarn_host/host_process.h"
@@ -51,7 +52,7 @@ int ChangeFeed::start() {
         events_.store(aboveStandard(inotify_init1(IN_CLOEXEC | IN_NONBLOCK)));
     }
     if (wakes_.load() < 0) {
-        wakes_.store(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+        wakes_.store(aboveStandard(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)));
     }
     int error = events_.load() < 0 || wakes_.load() < 0 ? errno : watchDirectory();
     if (error == 0) {
@@ -133,6 +134,9 @@ bool ChangeFeed::waitForChange() {
     const bool isTroubled = watch_ < 0 || mustRetry_;
     std::array<pollfd, 2> readable = {{{events_.load(), POLLIN, 0}, {wakes_.load(), POLLIN, 0}}};
     const int ready = poll(readable.data(), readable.size(), isTroubled ? kRetryMs : -1);
+    if (ready < 0 && errno != EINTR) {
+        std::this_thread::sleep_for(kMemoryPause); // the kernel is short of memory
+    }
     eventfd_t wakes = 0;
     const bool isWoken = ready > 0 && eventfd_read(wakes_.load(), &wakes) == 0;
     const bool isTold = ready > 0 && takeEvents();
@@ -224,19 +228,17 @@ void ChangeFeed::deliver(Subscription& subscription, uint64_t file, const std::v
     try {
         subscription.deliver(wanted);
     } catch (const std::bad_alloc&) {
-        endForkedChild();
+        leaveCallback();
         endDelivery();
         throw;
     }
-    endForkedChild();
+    leaveCallback();
     endDelivery();
 }
 
-// Forked inside the callback, a child comes back into locks that are its parent's.
-void ChangeFeed::endForkedChild() const {
+void ChangeFeed::leaveCallback() const {
     if (getpid() != process_) {
-        report("a child forked inside a callback for changes of the configuration returned from it and was ended");
-        _exit(EXIT_FAILURE);
+        endForkedChild("a callback for changes of the configuration");
     }
 }
 

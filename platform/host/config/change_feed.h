@@ -52,7 +52,7 @@ class ChangeFeed {
     void deliver(Subscription& subscription, uint64_t file, const std::vector<ConfigChange>& changes);
     bool beginDelivery(Subscription& subscription);
     void endDelivery();
-    void endForkedChild() const;
+    void leaveCallback() const;
 
     Store& store_;
     std::mutex mutex_;

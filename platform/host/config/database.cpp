@@ -7,8 +7,8 @@
 #include <cerrno>
 #include <mutex>
 
-#include "base/above_standard.h"
 #include "base/fork_handlers.h"
+#include "base/owned_descriptor.h"
 
 namespace tarn::host {
 namespace {
@@ -53,12 +53,8 @@ const HeldOverForks<opening> openingOverForks;
 // SQLite would create the file with a mode that lets others read it. A file that is there already is not opened:
 // closing it would take away the locks of the process's other connections.
 int createFile(const std::string& path) {
-    const int file = aboveStandard(::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
-    if (file < 0) {
-        return errno == EEXIST ? 0 : errno;
-    }
-    ::close(file);
-    return 0;
+    const OwnedDescriptor file(::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+    return file || errno == EEXIST ? 0 : errno;
 }
 
 // EBADMSG for what is no file.

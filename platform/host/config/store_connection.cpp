@@ -1,5 +1,8 @@
 #include "config/store_connection.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+
 #include <cstring>
 #include <new>
 
@@ -64,6 +67,14 @@ int StoreConnection::beginWrite(bool& hasTurn) {
     }
     hasTurn = hasTurn || turn_.take(path_ + "-turn");
     return hasTurn ? database_.run(Query::BeginWrite) : EBUSY;
+}
+
+// See ChangeFeed.
+void StoreConnection::wakeReaders() {
+    const int error = utimensat(AT_FDCWD, path_.c_str(), nullptr, 0) == 0 ? 0 : errno;
+    if (toldWaking_.isNews(error)) {
+        report("others are not told of the changes in %s: %s", path_.c_str(), std::strerror(error));
+    }
 }
 
 // A connection that met a damaged file or a failing disk is given up, so that a mended file is seen.

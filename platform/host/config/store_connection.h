@@ -3,9 +3,6 @@
 // trouble with the file is told once on standard error.
 #pragma once
 
-#include <fcntl.h>
-#include <sys/stat.h>
-
 #include <cerrno>
 #include <chrono>
 #include <cstdint>
@@ -14,6 +11,7 @@
 #include <thread>
 
 #include "base/deadline.h"
+#include "base/told_error.h"
 #include "config/change_log.h"
 #include "config/database.h"
 #include "config/transaction.h"
@@ -50,6 +48,7 @@ class StoreConnection {
     int beginWrite(bool& hasTurn);
     template <typename Operation>
     int change(Operation& operation);
+    void wakeReaders();
     int settle(int error);
     int tell(int error);
 
@@ -59,6 +58,7 @@ class StoreConnection {
     WriteTurn turn_;
     std::string path_;
     int toldError_ = 0;
+    ToldError toldWaking_;
 };
 
 template <typename Operation>
@@ -121,8 +121,7 @@ int StoreConnection::change(Operation& operation) {
         error = transaction.commit();
     }
     if (error == 0) {
-        // Wakes the readers; see ChangeFeed.
-        utimensat(AT_FDCWD, path_.c_str(), nullptr, 0);
+        wakeReaders();
     }
     return error;
 }

@@ -4,12 +4,11 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <string>
 
-#include "base/above_standard.h"
+#include "base/owned_descriptor.h"
 
 namespace tarn::host {
 
@@ -21,31 +20,28 @@ class WriteTurn {
         if (taken_) {
             return false;
         }
-        if (file_ < 0) {
-            file_ = aboveStandard(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
+        if (!file_) {
+            file_ = OwnedDescriptor(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600));
         }
         // Where there can be no such file, writing itself tells why.
-        taken_ = file_ < 0 || flock(file_, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
+        taken_ = !file_ || flock(file_.get(), LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
         return taken_;
     }
 
     void leave() {
-        if (file_ >= 0) {
-            flock(file_, LOCK_UN);
+        if (file_) {
+            flock(file_.get(), LOCK_UN);
         }
         taken_ = false;
     }
 
     void close() {
-        if (file_ >= 0) {
-            ::close(file_);
-        }
-        file_ = -1;
+        file_ = OwnedDescriptor();
         taken_ = false;
     }
 
  private:
-    int file_ = -1;
+    OwnedDescriptor file_;
     bool taken_ = false;
 };
 

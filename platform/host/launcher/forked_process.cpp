@@ -120,10 +120,12 @@ void ForkedProcess::run(pid_t launcher) const noexcept {
     std::exit(process_.entry(process_.argument));
 }
 
-void ForkedProcess::signal(int number) const {
-    // The process is not reaped yet, so the number is still its own.
-    if (running()) {
-        kill(static_cast<pid_t>(state_.pid), number);
+// By its descriptor, because another part of the program may have reaped it, and its number be another's by now.
+void ForkedProcess::signal(int number) {
+    reap();
+    if (running() && syscall(SYS_pidfd_send_signal, descriptor(), number, nullptr, 0) != 0 &&
+        (errno == EBADF || errno == ENOSYS)) {
+        kill(static_cast<pid_t>(state_.pid), number); // the descriptor is a pipe
     }
 }
 

@@ -21,7 +21,7 @@ class ForkedProcess {
     void setEntry(const TarnHostProcess& process);
     // 0 or an errno. Does not return in the child.
     int start();
-    void signal(int number) const;
+    void signal(int number);
     // Takes the process's end, if it has ended.
     void reap();
     // Whether there is an end that was not told yet; now it is.

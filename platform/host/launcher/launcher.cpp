@@ -25,6 +25,7 @@ using tarn::host::guarded;
 struct TarnHostLauncher {
     const pid_t owner = getpid();
     std::list<ForkedProcess> processes;
+    std::vector<pollfd> wanted; // Has room for all of them, so that waiting needs no memory.
 
     // A forked child inherits the launcher, but the processes are its sisters.
     bool isInherited() const { return getpid() != owner; }
@@ -32,19 +33,21 @@ struct TarnHostLauncher {
     ForkedProcess* find(std::string_view name);
     bool anyRuns() const;
     ForkedProcess* takeEnded();
-    void signalAll(int number) const;
-    // Waits until a process ends, `extra` is readable or the time is over, and reaps. 0, ETIMEDOUT or an errno.
-    int waitForEnd(int timeoutMs, int extra);
-    // Until all have ended or the time is over, or a signal arrives at `extra`.
-    int waitForAll(const Deadline& deadline, int extra);
-    int stop(uint32_t graceMs, int extra);
+    void signalAll(int number);
+    int add(const TarnHostProcess& process);
+    // Waits until a process ends, a signal arrives at the descriptor of `EndSignals` or the time is over, and reaps. 0,
+    // ETIMEDOUT or an errno.
+    int waitForEnd(int timeoutMs, int endSignals);
+    // Until all have ended or the time is over, or a signal arrives.
+    int waitForAll(const Deadline& deadline, int endSignals);
+    int stop(uint32_t graceMs, int endSignals);
 };
 
 namespace {
 
 constexpr uint32_t kDestroyGraceMs = 2000;
 constexpr int kForever = -1;
-constexpr int kNoExtra = -1;
+constexpr int kNoSignals = -1;
 
 // The two signals that end a run, readable from a descriptor meanwhile.
 class EndSignals {
@@ -103,14 +106,24 @@ ForkedProcess* TarnHostLauncher::takeEnded() {
     return ended == processes.end() ? nullptr : &*ended;
 }
 
-void TarnHostLauncher::signalAll(int number) const {
-    for (const ForkedProcess& process : processes) {
+void TarnHostLauncher::signalAll(int number) {
+    for (ForkedProcess& process : processes) {
         process.signal(number);
     }
 }
 
-int TarnHostLauncher::waitForEnd(int timeoutMs, int extra) {
-    std::vector<pollfd> wanted = {{extra, POLLIN, 0}};
+int TarnHostLauncher::add(const TarnHostProcess& process) {
+    wanted.reserve(processes.size() + 2);
+    std::list<ForkedProcess> fresh;
+    const int error = fresh.emplace_back(process).start();
+    if (error == 0) {
+        processes.splice(processes.end(), fresh);
+    }
+    return error;
+}
+
+int TarnHostLauncher::waitForEnd(int timeoutMs, int endSignals) {
+    wanted.assign(1, {endSignals, POLLIN, 0});
     for (const ForkedProcess& process : processes) {
         // A negative descriptor, of a process that does not run, is passed over.
         wanted.push_back({process.descriptor(), POLLIN, 0});
@@ -125,10 +138,10 @@ int TarnHostLauncher::waitForEnd(int timeoutMs, int extra) {
     return ready == 0 ? ETIMEDOUT : 0;
 }
 
-int TarnHostLauncher::waitForAll(const Deadline& deadline, int extra) {
+int TarnHostLauncher::waitForAll(const Deadline& deadline, int endSignals) {
     while (anyRuns()) {
-        const int error = waitForEnd(deadline.milliseconds(), extra);
-        pollfd signal = {extra, POLLIN, 0};
+        const int error = waitForEnd(deadline.milliseconds(), endSignals);
+        pollfd signal = {endSignals, POLLIN, 0};
         if ((error != 0 && error != ETIMEDOUT) || (poll(&signal, 1, 0) == 1)) {
             return error;
         }
@@ -139,12 +152,12 @@ int TarnHostLauncher::waitForAll(const Deadline& deadline, int extra) {
     return 0;
 }
 
-int TarnHostLauncher::stop(uint32_t graceMs, int extra) {
+int TarnHostLauncher::stop(uint32_t graceMs, int endSignals) {
     signalAll(SIGTERM);
-    int error = waitForAll(Deadline(graceMs), extra);
+    int error = waitForAll(Deadline(graceMs), endSignals);
     signalAll(SIGKILL);
     while (anyRuns() && (error == 0 || error == ETIMEDOUT)) {
-        error = waitForEnd(kForever, kNoExtra);
+        error = waitForEnd(kForever, kNoSignals);
     }
     return error == ETIMEDOUT ? 0 : error;
 }
@@ -169,11 +182,7 @@ uint32_t TarnHostLauncherStart(TarnHostLauncher* launcher, const TarnHostProcess
     return guarded([&] {
         ForkedProcess* known = launcher->find(process->name);
         if (known == nullptr) {
-            const int error = launcher->processes.emplace_back(*process).start();
-            if (error != 0) {
-                launcher->processes.pop_back(); // It was never started.
-            }
-            return error;
+            return launcher->add(*process);
         }
         known->reap();
         if (known->running()) {
@@ -232,7 +241,7 @@ uint32_t TarnHostLauncherWait(TarnHostLauncher* launcher, uint32_t timeoutMs, Ta
             if (!launcher->anyRuns()) {
                 return ECHILD;
             }
-            const int error = launcher->waitForEnd(deadline.milliseconds(), kNoExtra);
+            const int error = launcher->waitForEnd(deadline.milliseconds(), kNoSignals);
             if (error != 0 && (error != ETIMEDOUT || deadline.passed())) {
                 return error;
             }
@@ -247,7 +256,7 @@ uint32_t TarnHostLauncherStop(TarnHostLauncher* launcher, uint32_t graceMs) {
     if (launcher->isInherited()) {
         return EPERM;
     }
-    return guarded([&] { return launcher->stop(graceMs, kNoExtra); });
+    return guarded([&] { return launcher->stop(graceMs, kNoSignals); });
 }
 
 uint32_t TarnHostLauncherRun(TarnHostLauncher* launcher, uint32_t graceMs,
@@ -274,7 +283,7 @@ uint32_t TarnHostLauncherRun(TarnHostLauncher* launcher, uint32_t graceMs,
             }
             if (arrived != 0) {
                 // What the callback has started again meanwhile.
-                return launcher->stop(0, kNoExtra);
+                return launcher->stop(0, kNoSignals);
             }
             if (!launcher->anyRuns()) {
                 return 0;
@@ -291,5 +300,8 @@ uint32_t TarnHostLauncherRun(TarnHostLauncher* launcher, uint32_t graceMs,
     if (error != 0) {
         return error;
     }
-    return arrived != 0 ? ECANCELED : well ? 0 : ECHILD;
+    if (arrived != 0) {
+        return ECANCELED;
+    }
+    return well ? 0 : ECHILD;
 }

@@ -192,7 +192,13 @@ void LogClient::write(uint16_t fileId, LogRecord record, size_t textBytes) {
         ++lost_;
         return;
     }
-    if (!writeTo(*file, record)) {
+    bool isWritten = false;
+    try {
+        isWritten = writeTo(*file, record);
+    } catch (const std::bad_alloc&) {
+        // Opening the file needs memory; the next record tries again.
+    }
+    if (!isWritten) {
         ++file->lost;
         ++lost_;
     }

@@ -7,8 +7,8 @@
 #include <cerrno>
 #include <utility>
 
-#include "base/above_standard.h"
 #include "base/host_directory.h"
+#include "base/same_file.h"
 #include "base/whole_file.h"
 #include "log/dead_directories.h"
 
@@ -31,24 +31,12 @@ int lockWhole(int file) {
 
 } // namespace
 
-bool isOpenFile(const std::string& path, int file) {
-    struct stat named = {};
-    struct stat open = {};
-    return lstat(path.c_str(), &named) == 0 && fstat(file, &open) == 0 && named.st_dev == open.st_dev &&
-           named.st_ino == open.st_ino;
-}
-
 bool isAbandoned(const std::string& directory) {
-    const int file = open((directory + kLockName).c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
-    if (file < 0) {
-        return false;
-    }
+    const OwnedDescriptor file(open((directory + kLockName).c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
     struct stat status = {};
     struct flock whole = wholeFile();
-    const bool isFree = fstat(file, &status) == 0 && status.st_size == kSpareMark &&
-                        fcntl(file, F_GETLK, &whole) == 0 && whole.l_type == F_UNLCK;
-    close(file);
-    return isFree;
+    return file && fstat(file.get(), &status) == 0 && status.st_size == kSpareMark &&
+           fcntl(file.get(), F_GETLK, &whole) == 0 && whole.l_type == F_UNLCK;
 }
 
 int LogDirectory::claimNamed(const std::string& name) {
@@ -59,33 +47,31 @@ int LogDirectory::claimNamed(const std::string& name) {
         return made == EACCES ? EPERM : made;
     }
     const std::string lockPath = path + kLockName;
-    const int file =
-        aboveStandard(open(lockPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600));
-    if (file < 0) {
+    OwnedDescriptor file(open(lockPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600));
+    if (!file) {
         return errno == EACCES ? EPERM : errno;
     }
-    int error = lockWhole(file);
-    if (error == 0 && !isOpenFile(lockPath, file)) {
-        error = ESTALE; // Somebody removed the directory just now.
-    }
+    const int error = lockWhole(file.get());
     if (error != 0) {
-        close(file);
         return error;
     }
+    if (!isOpenFile(lockPath.c_str(), file.get())) {
+        return ESTALE; // Somebody removed the directory just now.
+    }
     path_ = std::move(path);
-    lock_ = file;
+    lock_ = std::move(file);
     return 0;
 }
 
 int LogDirectory::claim(const std::string& processName) {
-    if (lock_ >= 0 && isOpenFile(path_ + kLockName, lock_)) {
+    if (lock_ && isOpenFile((path_ + kLockName).c_str(), lock_.get())) {
         return 0;
     }
     release();
     int error = claimNamed(processName);
     if (takenByAnother(error)) {
         error = claimNamed(processName + "." + std::to_string(getpid()));
-        if (error == 0 && ftruncate(lock_, kSpareMark) == 0) {
+        if (error == 0 && ftruncate(lock_.get(), kSpareMark) == 0) {
             removeDeadDirectories(path_.substr(0, path_.rfind('/')), processName);
         }
     }
@@ -93,10 +79,7 @@ int LogDirectory::claim(const std::string& processName) {
 }
 
 void LogDirectory::release() {
-    if (lock_ >= 0) {
-        close(lock_);
-        lock_ = -1;
-    }
+    lock_ = OwnedDescriptor();
     path_.clear();
 }
 

@@ -3,10 +3,9 @@
 
 #include <string>
 
-namespace tarn::host {
+#include "base/owned_descriptor.h"
 
-// Whether the file at `path` is the one that is open.
-bool isOpenFile(const std::string& path, int file);
+namespace tarn::host {
 
 // Whether a directory was made as `log/NAME.PID` and no live process has it. Not for the directory of this process: its
 // lock would go.
@@ -16,13 +15,6 @@ bool isAbandoned(const std::string& directory);
 // record lock: it goes with the process, however that ends, and a forked child does not share it.
 class LogDirectory {
  public:
-    LogDirectory() = default;
-    ~LogDirectory() { release(); }
-    LogDirectory(const LogDirectory&) = delete;
-    LogDirectory(LogDirectory&&) = delete;
-    LogDirectory& operator=(const LogDirectory&) = delete;
-    LogDirectory& operator=(LogDirectory&&) = delete;
-
     // Makes and locks the directory unless this process has it already. 0 or an `errno` value.
     int claim(const std::string& processName);
 
@@ -35,7 +27,7 @@ class LogDirectory {
     int claimNamed(const std::string& name);
 
     std::string path_;
-    int lock_ = -1;
+    OwnedDescriptor lock_;
 };
 
 } // namespace tarn::host

@@ -89,7 +89,7 @@ void TarnOmLogModuleLogRecord(uint8_t level, uint16_t fileId, const char* fileNa
                               line,
                               {text.data(), std::min(textBytes, kMaxRecordBytes)},
                               0};
-    // Nothing is allocated once the file is open; a record that fails to open it is lost with its memory.
+    // Only making the client itself fails here.
     guarded([&] {
         LogClient::instance().write(fileId, record, textBytes);
         return 0U;

@@ -7,9 +7,10 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <new>
+#include <utility>
 
-#include "base/above_standard.h"
-#include "log/log_directory.h"
+#include "base/same_file.h"
 
 namespace tarn::host {
 namespace {
@@ -53,47 +54,45 @@ int shift(const std::string& path, uint32_t kept) {
 
 bool RotatingFile::current(bool thorough) {
     struct stat status = {};
-    if (file_ < 0 || fstat(file_, &status) != 0 || status.st_nlink == 0) {
+    if (!file_ || fstat(file_.get(), &status) != 0 || status.st_nlink == 0) {
         return false;
     }
     size_ = static_cast<uint64_t>(status.st_size);
-    return !thorough || isOpenFile(path_, file_);
+    return !thorough || isOpenFile(path_.c_str(), file_.get());
 }
 
 int RotatingFile::open(const std::string& path) {
     close();
     // Not blocking: a pipe of that name must not hold up the process.
-    const int file =
-        aboveStandard(::open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600));
-    if (file < 0) {
+    OwnedDescriptor file(
+        ::open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600));
+    struct stat status = {};
+    if (!file || fstat(file.get(), &status) != 0) {
         return errno;
     }
-    struct stat status = {};
-    const int error = fstat(file, &status) != 0 ? errno : S_ISREG(status.st_mode) ? 0 : EINVAL;
-    if (error != 0) {
-        ::close(file);
-        return error;
+    if (!S_ISREG(status.st_mode)) {
+        return EINVAL;
     }
     path_ = path;
-    file_ = file;
+    file_ = std::move(file);
     size_ = static_cast<uint64_t>(status.st_size);
     return 0;
 }
 
-void RotatingFile::close() {
-    if (file_ >= 0) {
-        ::close(file_);
-        file_ = -1;
-    }
-}
-
 int RotatingFile::makeRoom(size_t lineBytes, const RotationLimits& limits) {
-    return size_ == 0 || size_ + lineBytes <= limits.maxBytes ? 0 : rotate(limits.kept);
+    if (size_ == 0 || size_ + lineBytes <= limits.maxBytes) {
+        return 0;
+    }
+    try {
+        return rotate(limits.kept);
+    } catch (const std::bad_alloc&) {
+        return ENOMEM;
+    }
 }
 
 int RotatingFile::rotate(uint32_t kept) {
     if (kept == 0) {
-        if (ftruncate(file_, 0) != 0) {
+        if (ftruncate(file_.get(), 0) != 0) {
             return errno;
         }
         size_ = 0;
@@ -101,9 +100,9 @@ int RotatingFile::rotate(uint32_t kept) {
     }
     // The new file first: without it nothing may move, or each line that tries again would cost a predecessor.
     const std::string fresh = hiddenName(path_);
-    const int file =
-        aboveStandard(::open(fresh.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0600));
-    if (file < 0) {
+    OwnedDescriptor file(
+        ::open(fresh.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600));
+    if (!file) {
         return errno;
     }
     int error = shift(path_, kept);
@@ -111,18 +110,16 @@ int RotatingFile::rotate(uint32_t kept) {
         error = moveIfThere(fresh, path_);
     }
     if (error != 0) {
-        ::close(file);
         unlink(fresh.c_str());
         return error;
     }
-    ::close(file_);
-    file_ = file;
+    file_ = std::move(file);
     size_ = 0;
     return 0;
 }
 
 int RotatingFile::append(std::string_view line) {
-    const ssize_t written = writeOnce(file_, line);
+    const ssize_t written = writeOnce(file_.get(), line);
     if (written < 0) {
         return errno;
     }
@@ -131,9 +128,9 @@ int RotatingFile::append(std::string_view line) {
         return 0;
     }
     struct stat status = {};
-    if (fstat(file_, &status) == 0) {
+    if (fstat(file_.get(), &status) == 0) {
         // Should this fail too, the next line still starts behind the torn one; there is nothing better to do.
-        [[maybe_unused]] const int cut = ftruncate(file_, status.st_size - written);
+        [[maybe_unused]] const int cut = ftruncate(file_.get(), status.st_size - written);
     }
     return ENOSPC;
 }

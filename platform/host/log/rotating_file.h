@@ -7,6 +7,8 @@
 #include <string>
 #include <string_view>
 
+#include "base/owned_descriptor.h"
+
 namespace tarn::host {
 
 struct RotationLimits {
@@ -16,13 +18,6 @@ struct RotationLimits {
 
 class RotatingFile {
  public:
-    RotatingFile() = default;
-    ~RotatingFile() { close(); }
-    RotatingFile(const RotatingFile&) = delete;
-    RotatingFile(RotatingFile&&) = delete;
-    RotatingFile& operator=(const RotatingFile&) = delete;
-    RotatingFile& operator=(RotatingFile&&) = delete;
-
     // Whether a file is open and was not removed; a `thorough` look, which costs as much as writing a line, also finds
     // that it does not stand at its path any more. False asks for `open`. Comes before `makeRoom`, which uses the size
     // found.
@@ -31,9 +26,10 @@ class RotatingFile {
     // Opens or creates the file. 0 or an `errno` value.
     int open(const std::string& path);
 
-    void close();
+    void close() { file_ = OwnedDescriptor(); }
 
-    // Starts a new file when the line does not fit any more. 0 or an `errno` value; on failure the old file goes on.
+    // Starts a new file when the line does not fit any more. 0 or an `errno` value, ENOMEM without memory for the names;
+    // on failure the old file goes on.
     int makeRoom(size_t lineBytes, const RotationLimits& limits);
 
     // Appends the line with one write. 0 or an `errno` value; a line that fits only in part is taken back.
@@ -43,7 +39,7 @@ class RotatingFile {
     int rotate(uint32_t kept);
 
     std::string path_;
-    int file_ = -1;
+    OwnedDescriptor file_;
     uint64_t size_ = 0; // When last looked at.
 };
 

@@ -7,7 +7,6 @@
 #include <cstring>
 #include <mutex>
 #include <new>
-#include <tuple>
 #include <vector>
 
 #include "base/fork_handlers.h"

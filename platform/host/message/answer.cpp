@@ -41,6 +41,6 @@ uint32_t OsMsgSynSendResp(const OsMsgRecord* record, const void* payload, uint32
     if (error != 0) {
         return static_cast<uint32_t>(error);
     }
-    const AccountedBlock taken(block.data);
+    AccountedBlock(block.data).reset(); // it has become this call's with the success
     return 0;
 }

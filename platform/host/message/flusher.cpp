@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdlib>
 
 #include "base/deadline.h"
@@ -17,6 +18,9 @@ namespace {
 constexpr size_t kMostQueued = size_t{256} * 1024 * 1024;
 constexpr uint32_t kDrainMs = 2000;
 constexpr int kRetryMs = 10;
+
+// A forked child inherits what is to be done at the exit.
+constinit std::atomic<bool> drainsAtExit = false;
 
 } // namespace
 
@@ -33,10 +37,10 @@ void Flusher::release(size_t bytes) {
 }
 
 int Flusher::startThread() {
-    if (!drainsAtExit_ && std::atexit([] { messageService().flusher->drain(); }) != 0) {
+    if (!drainsAtExit.exchange(true) && std::atexit([] { messageService().flusher->drain(); }) != 0) {
+        drainsAtExit = false;
         return ENOMEM;
     }
-    drainsAtExit_ = true;
     wake_ = ForkAwareDescriptor::make([] { return eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK); });
     if (!wake_) {
         return errno;
@@ -82,7 +86,10 @@ void Flusher::serve() {
     for (const auto& connection : served_) {
         wanted_.push_back({connection->socket(), POLLOUT, 0});
     }
-    poll(wanted_.data(), wanted_.size(), -1);
+    if (poll(wanted_.data(), wanted_.size(), -1) < 0) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(kRetryMs)); // the kernel is short of memory
+        return;
+    }
     if (wanted_[0].revents != 0) {
         uint64_t count = 0;
         [[maybe_unused]] const ssize_t taken = read(wake_.get(), &count, sizeof count);
@@ -100,7 +107,7 @@ void Flusher::run() {
         try {
             serve();
         } catch (const std::bad_alloc&) {
-            poll(nullptr, 0, kRetryMs);
+            std::this_thread::sleep_for(std::chrono::milliseconds(kRetryMs));
         }
     }
 }

@@ -37,7 +37,6 @@ class Flusher {
     std::condition_variable emptied_;
     std::vector<std::shared_ptr<OutgoingConnection>> connections_;
     ForkAwareDescriptor wake_;
-    bool drainsAtExit_ = false;
     // The thread's own, here so that a forked child does not lose them.
     std::vector<std::shared_ptr<OutgoingConnection>> served_;
     std::vector<pollfd> wanted_;

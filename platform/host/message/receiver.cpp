@@ -10,6 +10,7 @@
 #include <cstring>
 
 #include "base/deadline.h"
+#include "base/forked_child.h"
 #include "base/report.h"
 #include "base/service_thread.h"
 #include "base/undo.h"
@@ -202,7 +203,11 @@ void Receiver::addConnection(ForkAwareDescriptor socket) {
     ucred peer = {};
     const int error = checkPeer(socket.get(), peer);
     if (error != 0) {
-        report("receiver %s refused a process of user %u (pid %d)", name_.c_str(), peer.uid, peer.pid);
+        if (error == EPERM) {
+            report("receiver %s refused a process of user %u (pid %d)", name_.c_str(), peer.uid, peer.pid);
+        } else {
+            report("receiver %s refused a process that it cannot tell: %s", name_.c_str(), std::strerror(error));
+        }
         return;
     }
     const int descriptor = socket.get();
@@ -329,18 +334,16 @@ void Receiver::deliver(IncomingConnection& connection) noexcept {
     threadDelivery = &delivery;
     onRecord_(record.get());
     threadDelivery = nullptr;
-    endForkedChild();
+    leaveCallback();
     if (delivery.header.type == FrameType::kCall && !delivery.answered) {
         sendFailure(connection, ENOMSG, {});
     }
     setBusy(nullptr);
 }
 
-// Forked inside the callback, a child comes back into a receiver that is its parent's.
-void Receiver::endForkedChild() const {
+void Receiver::leaveCallback() const {
     if (&messageService() != home_) {
-        report("a child forked inside the callback of receiver %s returned from it and was ended", name_.c_str());
-        _exit(EXIT_FAILURE);
+        endForkedChild(("the callback of receiver " + name_).c_str());
     }
 }
 

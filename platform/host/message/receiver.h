@@ -59,7 +59,7 @@ class Receiver {
     bool greet(IncomingConnection& connection);
     static void sendAccount(IncomingConnection& connection);
     void deliver(IncomingConnection& connection) noexcept;
-    void endForkedChild() const;
+    void leaveCallback() const;
     void setBusy(IncomingConnection* connection);
     void drop(IncomingConnection& connection);
     void finish();

@@ -1,26 +1,16 @@
 #include "message/receiver_lock.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
 #include <charconv>
 #include <ctime>
 
+#include "base/same_file.h"
 #include "base/whole_file.h"
 
 namespace tarn::host {
-namespace {
-
-bool sameFile(int file, const std::string& path) {
-    struct stat held = {};
-    struct stat named = {};
-    return fstat(file, &held) == 0 && stat(path.c_str(), &named) == 0 && held.st_ino == named.st_ino &&
-           held.st_dev == named.st_dev;
-}
-
-} // namespace
 
 // Opened without blocking: a pipe of that name must not hold up the process, and with it every fork.
 int ReceiverLock::lockFile(const std::string& path, ForkAwareDescriptor& file) {
@@ -57,7 +47,7 @@ int ReceiverLock::acquire(const std::string& path) {
         if (error != 0) {
             return error;
         }
-    } while (!sameFile(file.get(), path));
+    } while (!isOpenFile(path.c_str(), file.get()));
     path_ = path;
     file_ = std::move(file);
     const int error = writeHolder(file_.get());

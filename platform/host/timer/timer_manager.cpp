@@ -11,6 +11,7 @@
 #include <system_error>
 
 #include "base/fork_handlers.h"
+#include "base/forked_child.h"
 #include "base/remake.h"
 #include "base/report.h"
 
@@ -41,6 +42,8 @@ void TimerManager::restartInChild() {
     state_ = State::kStopped;
     tickMicroseconds_ = 0;
     wheel_.clear();
+    expiries_ = 0;
+    skippedBefore_ = wheel_.skippedPeriods();
     removersWaiting_ = 0;
     inManagerThread = false;
     remake(wakeUp_);
@@ -118,7 +121,7 @@ uint32_t TimerManager::remove(TimerHandle handle) {
 
 TarnHostTimerInfo TimerManager::info() {
     const std::lock_guard lock(mutex_);
-    return {tickMicroseconds_, wheel_.count(), expiries_, wheel_.skippedPeriods()};
+    return {tickMicroseconds_, wheel_.count(), expiries_, wheel_.skippedPeriods() - skippedBefore_};
 }
 
 void TimerManager::run(uint64_t epoch) {
@@ -139,8 +142,7 @@ void TimerManager::runDue(std::unique_lock<std::mutex>& lock, TimerWheel::Due& d
     due.param.callback(&due.param);
     lock.lock();
     if (epoch != epoch_) {
-        report("a child forked inside a timer's callback returned from it and was ended");
-        _exit(EXIT_FAILURE);
+        endForkedChild("a timer's callback");
     }
     ++expiries_;
     wheel_.finishRunning();

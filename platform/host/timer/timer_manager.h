@@ -39,6 +39,7 @@ class TimerManager {
     TimerWheel wheel_;
     TickClock::Time sleepsUntil_ = TickClock::Time::min(); // min: it does not sleep
     uint64_t expiries_ = 0;
+    uint64_t skippedBefore_ = 0; // By the process that this one was forked from.
     uint32_t removersWaiting_ = 0;
     std::condition_variable wakeUp_;
     std::condition_variable callbackOver_;
