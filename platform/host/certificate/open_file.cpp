@@ -7,6 +7,8 @@
 
 #include <cerrno>
 
+#include "base/write_whole.h"
+
 namespace tarn::host {
 
 FileBytes::~FileBytes() {
@@ -68,12 +70,9 @@ int writeNewFile(int folder, const char* name, std::span<const uint8_t> bytes) {
     if (!file) {
         return errno;
     }
-    while (!bytes.empty()) {
-        const ssize_t written = write(file.get(), bytes.data(), bytes.size());
-        if (written < 0 && errno != EINTR) {
-            return errno;
-        }
-        bytes = bytes.subspan(written > 0 ? static_cast<size_t>(written) : 0);
+    const int error = writeWhole(file.get(), std::as_bytes(bytes));
+    if (error != 0) {
+        return error;
     }
     return fsync(file.get()) == 0 ? 0 : errno;
 }

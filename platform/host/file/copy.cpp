@@ -8,10 +8,12 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <span>
 #include <string>
 
 #include "base/guarded.h"
 #include "base/owned_descriptor.h"
+#include "base/write_whole.h"
 #include "tarn_platform/os_file.h"
 
 namespace {
@@ -62,20 +64,6 @@ class Neighbour {
     bool leftBehind_;
 };
 
-int writeAll(int descriptor, const char* data, size_t bytes) {
-    while (bytes > 0) {
-        const ssize_t written = write(descriptor, data, bytes);
-        if (written < 0 && errno != EINTR) {
-            return errno;
-        }
-        if (written > 0) {
-            data += written;
-            bytes -= static_cast<size_t>(written);
-        }
-    }
-    return 0;
-}
-
 int copyContent(int from, int to) {
     std::array<char, kChunkBytes> chunk;
     for (;;) {
@@ -87,7 +75,8 @@ int copyContent(int from, int to) {
             return errno;
         }
         if (got > 0) {
-            const int error = writeAll(to, chunk.data(), static_cast<size_t>(got));
+            const int error =
+                tarn::host::writeWhole(to, std::as_bytes(std::span(chunk).first(static_cast<size_t>(got))));
             if (error != 0) {
                 return error;
             }

@@ -11,12 +11,14 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <span>
 #include <string>
 
 #include "base/host_directory.h"
 #include "base/owned_descriptor.h"
 #include "base/report.h"
 #include "base/told_error.h"
+#include "base/write_whole.h"
 
 namespace tarn::host {
 namespace {
@@ -54,9 +56,9 @@ int fill(int file) {
     if (RAND_priv_bytes(key.bytes.data(), static_cast<int>(key.bytes.size())) != 1) {
         return EIO;
     }
-    const ssize_t length = write(file, key.bytes.data(), key.bytes.size());
-    if (length != static_cast<ssize_t>(key.bytes.size())) {
-        return length < 0 ? errno : ENOSPC;
+    const int error = writeWhole(file, std::as_bytes(std::span(key.bytes)));
+    if (error != 0) {
+        return error;
     }
     return fsync(file) == 0 ? 0 : errno;
 }
