@@ -23,7 +23,8 @@ enum class Order : uint32_t { kWork, kRest, kEnd };
 // What a resting process holds.
 struct Holdings {
     uint64_t liveBlocks;
-    uint64_t heapBytes;
+    uint64_t heapBytes;     // without the next
+    uint64_t databaseBytes; // of the configuration's database
     uint64_t residentKib;
     uint32_t descriptors;
     uint32_t threads;

@@ -1,6 +1,7 @@
 #include "holdings.h"
 
 #include <malloc.h>
+#include <sqlite3.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -33,8 +34,9 @@ uint64_t residentKib() {
 Holdings holdingsNow() {
     TarnHostMemoryStatus status = {};
     ConfMemGetMemStatus(&status, 0, 0);
-    return {status.liveBlocks, mallinfo2().uordblks, residentKib(), entriesOf("/proc/self/fd"),
-            entriesOf("/proc/self/task")};
+    const auto databaseBytes = static_cast<uint64_t>(sqlite3_memory_used());
+    return {status.liveBlocks, mallinfo2().uordblks - databaseBytes, databaseBytes,
+            residentKib(),     entriesOf("/proc/self/fd"),           entriesOf("/proc/self/task")};
 }
 
 } // namespace tarn::soak

@@ -158,7 +158,8 @@ int run(const Options& options) {
 void disableAllocatorCaches(char** argv) {
     if (getenv("GLIBC_TUNABLES") == nullptr && setenv("GLIBC_TUNABLES", "glibc.malloc.tcache_count=0", 1) == 0) {
         execv("/proc/self/exe", argv);
-        std::fprintf(stderr, "tarn_soak: cannot start itself without the allocator's caches: %s\n", std::strerror(errno));
+        std::fprintf(stderr, "tarn_soak: cannot start itself without the allocator's caches: %s\n",
+                     std::strerror(errno));
     }
 }
 
