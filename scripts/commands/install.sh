@@ -24,6 +24,7 @@ done
 prefix=$(realpath -m "$prefix")
 
 # Where libraries go depends on the prefix, so it must be known before the build.
+./run setup
 configure install -DCMAKE_INSTALL_PREFIX="$prefix"
 build_preset install
 quietly build/install/install.log cmake --install build/install ||

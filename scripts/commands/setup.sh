@@ -46,17 +46,22 @@ missing_of() {
   done
 }
 
-# install PACKAGE...: one update and one install; `become` is empty for root, else it holds sudo.
-install() {
-  local apt=("${become[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -q -y -o DPkg::Lock::Timeout=300)
+# As root; `become` is empty for root, else it holds sudo.
+apt() {
+  quietly "$log" "${become[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -q -y -o DPkg::Lock::Timeout=300 "$@"
+}
+
+update_lists() {
   local package
-  say "installing: $*"
   for package in "$@"; do
     [[ $package != *:* ]] || "${become[@]}" dpkg --add-architecture "${package#*:}"
   done
-  quietly "$log" "${apt[@]}" update ||
-    complain "run: the package lists could not be brought up to date; trying all the same"
-  quietly "$log" "${apt[@]}" install --no-install-recommends "$@" || die "these packages could not be installed: $*"
+  apt update || complain "run: the package lists could not be brought up to date; trying all the same"
+}
+
+install() {
+  say "installing: $*"
+  apt install --no-install-recommends "$@"
 }
 
 main() {
@@ -71,20 +76,20 @@ main() {
     return 0
   fi
   mapfile -t missing < <(missing_of "${required[@]}")
-  mapfile -t helpful < <(packages_of helpful)
-  mapfile -t helpful < <(missing_of "${helpful[@]}")
-
+  # The helpful ones only along with needed ones: every command comes by here, and none may wait for a network in vain.
+  ((${#missing[@]} > 0)) || return 0
   become=()
   if ((EUID != 0)); then
-    ((${#missing[@]} > 0)) || return 0
     command -v sudo >/dev/null || die "as root, run: apt-get install --no-install-recommends ${missing[*]}"
     become=(sudo)
   fi
-  missing+=("${helpful[@]}")
-  ((${#missing[@]} > 0)) || return 0
   log=$(mktemp)
   trap 'rm -f "$log"' EXIT
-  install "${missing[@]}"
+  update_lists "${missing[@]}"
+  install "${missing[@]}" || die "these packages could not be installed: ${missing[*]}"
+  mapfile -t helpful < <(packages_of helpful)
+  mapfile -t helpful < <(missing_of "${helpful[@]}")
+  ((${#helpful[@]} == 0)) || install "${helpful[@]}" || complain "run: going on without ${helpful[*]}"
 }
 
 main "$@"
