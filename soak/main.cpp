@@ -11,6 +11,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstring>
+#include <exception>
 #include <filesystem>
 #include <string>
 #include <system_error>
@@ -181,20 +182,30 @@ int runInDirectory(const Options& options) {
     return exitCode;
 }
 
+void catchInterrupts() {
+    struct sigaction action = {};
+    action.sa_handler = onInterrupt;
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        sigaction(signal, &action, nullptr);
+    }
+}
+
 } // namespace
 } // namespace tarn::soak
 
 int main(int argc, char** argv) {
     using namespace tarn::soak;
-    Options options;
-    const int ended = parse(argc, argv, options);
-    if (ended >= 0) {
-        return ended;
+    try {
+        Options options;
+        const int ended = parse(argc, argv, options);
+        if (ended >= 0) {
+            return ended;
+        }
+        disableAllocatorCaches(argv);
+        catchInterrupts();
+        return runInDirectory(options);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "tarn_soak: %s\n", error.what());
+        return kExitFailed;
     }
-    disableAllocatorCaches(argv);
-    struct sigaction action = {};
-    action.sa_handler = onInterrupt;
-    sigaction(SIGINT, &action, nullptr);
-    sigaction(SIGTERM, &action, nullptr);
-    return runInDirectory(options);
 }
