@@ -59,6 +59,24 @@ void print(const std::string& record, bool json) {
     }
 }
 
+// An inotify descriptor that tells of changes in the directory, or -1 with `errno`.
+int watch(const char* directory) {
+    const int events = inotify_init1(IN_CLOEXEC);
+    return events < 0 || inotify_add_watch(events, directory, IN_MODIFY | IN_CREATE | IN_MOVED_TO) < 0 ? -1 : events;
+}
+
+int complainOfWatch(int error) {
+    const std::string reason = std::string("cannot follow the log: ") + std::strerror(error);
+    switch (error) {
+        case EMFILE:
+            return complain(kFailed, reason + "; raise fs.inotify.max_user_instances (sysctl), or ulimit -n");
+        case ENOSPC:
+            return complain(kFailed, reason + "; raise fs.inotify.max_user_watches (sysctl)");
+        default:
+            return complain(kFailed, reason);
+    }
+}
+
 int follow(LogView& view, int events, bool json) {
     pollfd readable = {events, POLLIN, 0};
     std::array<char, 4096> ignored;
@@ -82,8 +100,8 @@ int show(const Options& options) {
         return complainOf("there can be no log of " + options.process, error);
     }
     // Watched before it is read, so that nothing falls between.
-    const int events = inotify_init1(IN_CLOEXEC);
-    const int watch = inotify_add_watch(events, directory.data(), IN_MODIFY | IN_CREATE | IN_MOVED_TO);
+    const int events = options.follow ? watch(directory.data()) : -1;
+    const int watchError = errno;
     LogView view(directory.data());
     std::deque<std::string> last;
     const bool isRead = view.readOn([&](const std::string& record) {
@@ -104,8 +122,7 @@ int show(const Options& options) {
     if (shown != kDone || !options.follow) {
         return shown;
     }
-    return watch < 0 ? complain(kFailed, std::string("cannot follow the log: ") + std::strerror(errno))
-                     : follow(view, events, options.json);
+    return events < 0 ? complainOfWatch(watchError) : follow(view, events, options.json);
 }
 
 } // namespace
