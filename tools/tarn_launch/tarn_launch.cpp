@@ -1,5 +1,6 @@
 // tarn_launch: runs the processes of an image, a shared object that exports a table of them.
 #include <dlfcn.h>
+#include <errno.h>
 #include <signal.h>
 #include <string.h>
 
@@ -14,7 +15,7 @@
 
 namespace {
 
-constexpr int kProcessFailed = 1;
+constexpr int kFailed = 1;
 constexpr int kCannotStart = 2;
 constexpr int kSignalBase = 128;
 
@@ -108,9 +109,10 @@ void holdSignals() {
 
 bool start(TarnHostLauncher* launcher, const TarnHostProcess& process) {
     const std::string name = process.name == nullptr ? "" : process.name;
-    const uint32_t error = TarnHostLauncherStart(launcher, &process);
     TarnHostProcessState state = {};
-    if (error != 0 || TarnHostLauncherState(launcher, name.c_str(), &state) != 0) {
+    uint32_t error = TarnHostLauncherStart(launcher, &process);
+    error = error != 0 ? error : TarnHostLauncherState(launcher, name.c_str(), &state);
+    if (error != 0) {
         complain("cannot start process \"" + name + "\": " + strerror(static_cast<int>(error)));
         return false;
     }
@@ -127,6 +129,16 @@ void tellEnd(const TarnHostProcessState* ended, void* /*argument*/) {
     }
 }
 
+// Until all have ended; the exit code.
+int waitForAll(TarnHostLauncher* launcher, uint32_t graceMs) {
+    int signal = 0;
+    const uint32_t result = TarnHostLauncherRun(launcher, graceMs, tellEnd, nullptr, &signal);
+    if (result != 0 && result != ECHILD && result != ECANCELED) {
+        complain(std::string("cannot wait for the processes: ") + strerror(static_cast<int>(result)));
+    }
+    return signal != 0 ? kSignalBase + signal : result == 0 ? 0 : kFailed;
+}
+
 int launch(const Options& options) {
     const TarnHostImage* image = loadImage(options.image);
     if (image == nullptr) {
@@ -140,18 +152,20 @@ int launch(const Options& options) {
         for (const TarnHostProcess* process : chosen) {
             std::printf("%s\n", process->name == nullptr ? "" : process->name);
         }
-        return tarn::tool::isOutputWritten("tarn_launch") ? 0 : kProcessFailed;
+        return tarn::tool::isOutputWritten("tarn_launch") ? 0 : kFailed;
     }
     holdSignals();
     const LauncherPointer launcher(TarnHostLauncherCreate());
+    if (launcher == nullptr) {
+        complain(strerror(ENOMEM));
+        return kCannotStart;
+    }
     for (const TarnHostProcess* process : chosen) {
-        if (launcher == nullptr || !start(launcher.get(), *process)) {
+        if (!start(launcher.get(), *process)) {
             return kCannotStart;
         }
     }
-    int signal = 0;
-    const uint32_t result = TarnHostLauncherRun(launcher.get(), options.graceMs, tellEnd, nullptr, &signal);
-    return signal != 0 ? kSignalBase + signal : result == 0 ? 0 : kProcessFailed;
+    return waitForAll(launcher.get(), options.graceMs);
 }
 
 void addArguments(tarn::tool::Command tool) {
@@ -168,8 +182,9 @@ int run(int argc, char** argv) {
         {"tarn_launch",
          "Starts the processes of an image, a shared object that exports a table of processes, and takes them\n"
          "down together. SIGINT and SIGTERM stop them; none is restarted.",
-         "Exit codes: 0 all processes ended with 0; 1 one did not; 2 not all could be started; 128 + signal when "
-         "stopped."},
+         "Exit codes: 0 all processes ended with 0; 1 one did not, or waiting for them or printing failed;\n"
+         "2 wrong usage, an image that cannot be used, or a process that could not be started; 128 + signal when\n"
+         "stopped by a signal."},
         tarn::tool::wordsOf(argc, argv), addArguments);
 }
 
