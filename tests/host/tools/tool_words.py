@@ -73,6 +73,7 @@ def main():
         checks.expect(checks.offered("config", "set", "Conf.w.first", "C") == [], "a key is offered for a value")
         checks.expect(checks.offered("config", "list", "") == ["Conf.w."], "prefixes are not offered")
         checks.expect("0x107" in checks.offered("cert", "install", "--cert", "a", ""), "types are not offered")
+        checks.expect("0x107" in checks.offered("cert", "install", "--cert", "=", "a", ""), "--cert=a is an argument")
         checks.expect(checks.offered("cert", "install", "--cert", "0x") == [], "a type is offered for a file")
         run(tool, "config", "set", "Evil.$(touch${IFS}ran) a", "1")
         checks.expect(checks.offered("config", "get", "Ev") == [r"Evil.\$\(touch\$\{IFS\}ran\)\ a"], "quoted amiss")
