@@ -1,6 +1,7 @@
 // The subcommands of "tarnctl config", and what they share.
 #pragma once
 
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -11,6 +12,13 @@ namespace tarnctl {
 
 using Item = std::pair<std::string, std::string>;
 
+// Which items are shown, and how.
+struct ShowOptions {
+    std::string prefix;
+    bool json = false;
+    bool reveal = false;
+};
+
 void addConfigGet(Command config);
 void addConfigSet(Command config);
 void addConfigUnset(Command config);
@@ -18,6 +26,9 @@ void addConfigList(Command config);
 void addConfigWatch(Command config);
 void addConfigImport(Command config);
 void addConfigExport(Command config);
+
+// PREFIX, --json and --reveal; `json` describes the second.
+std::shared_ptr<ShowOptions> addShowOptions(Command command, const std::string& json);
 
 // Connects the configuration client for the life of the object.
 class ConfigClient {

@@ -50,6 +50,14 @@ int fillRecord(const Item& item, ConfConfigOmRecord& record) {
 
 } // namespace
 
+std::shared_ptr<ShowOptions> addShowOptions(Command command, const std::string& json) {
+    auto options = std::make_shared<ShowOptions>();
+    command.value("PREFIX", options->prefix, "Only keys that begin with it");
+    command.flag("--json", options->json, json);
+    command.flag("--reveal", options->reveal, "Show protected values too, passwords as they are stored: encrypted");
+    return options;
+}
+
 ConfigClient::ConfigClient() {
     const uint32_t error = TarnOmConfigInit(0, "tarnctl", "Conf");
     state_ = error == 0 ? kDone : complainOf("cannot open the configuration", error);

@@ -11,13 +11,7 @@
 namespace tarnctl {
 namespace {
 
-struct Options {
-    std::string prefix;
-    bool json = false;
-    bool reveal = false;
-};
-
-int exportItems(const Options& options) {
+int exportItems(const ShowOptions& options) {
     std::vector<Item> items;
     const int read = readItems(options.prefix, items);
     if (read != kDone) {
@@ -45,10 +39,7 @@ int exportItems(const Options& options) {
 
 void addConfigExport(Command config) {
     Command command = config.subcommand("export", "Prints what \"import\" reads");
-    auto options = std::make_shared<Options>();
-    command.value("PREFIX", options->prefix, "Only keys that begin with it");
-    command.flag("--json", options->json, "Print a JSON object");
-    command.flag("--reveal", options->reveal, "Export protected values too, passwords encrypted");
+    const auto options = addShowOptions(command, "Print a JSON object; fails for a text that is not UTF-8");
     command.runs([options] { return exportItems(*options); });
 }
 

@@ -80,7 +80,7 @@ void addConfigGet(Command config) {
     auto options = std::make_shared<Options>();
     command.value("KEY", options->keys, "The keys, in their exact letter case").required();
     command.flag("--json", options->json, "Print a JSON object; a protected value is null");
-    command.flag("--reveal", options->reveal, "Show protected values, passwords as they are stored: encrypted");
+    command.flag("--reveal", options->reveal, "Show protected values too, passwords as they are stored: encrypted");
     command.runs([options] { return get(*options); });
 }
 

@@ -10,13 +10,7 @@
 namespace tarnctl {
 namespace {
 
-struct Options {
-    std::string prefix;
-    bool json = false;
-    bool reveal = false;
-};
-
-int list(const Options& options) {
+int list(const ShowOptions& options) {
     std::vector<Item> items;
     const int read = readItems(options.prefix, items);
     if (read != kDone) {
@@ -41,10 +35,7 @@ int list(const Options& options) {
 
 void addConfigList(Command config) {
     Command command = config.subcommand("list", "Prints KEY=VALUE lines, sorted by key");
-    auto options = std::make_shared<Options>();
-    command.value("PREFIX", options->prefix, "Only keys that begin with it");
-    command.flag("--json", options->json, "Print a JSON object; a protected value is null");
-    command.flag("--reveal", options->reveal, "Show protected values, passwords as they are stored: encrypted");
+    const auto options = addShowOptions(command, "Print a JSON object; a protected value is null");
     command.runs([options] { return list(*options); });
 }
 

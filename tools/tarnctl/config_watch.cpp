@@ -15,17 +15,11 @@
 namespace tarnctl {
 namespace {
 
-struct Options {
-    std::string prefix;
-    bool json = false;
-    bool reveal = false;
-};
-
-bool isHidden(const Options& options, const TarnHostConfigChange& change) {
+bool isHidden(const ShowOptions& options, const TarnHostConfigChange& change) {
     return change.value != nullptr && !options.reveal && isProtected(change.key);
 }
 
-void printJson(const Options& options, const TarnHostConfigChange* changes, uint32_t count) {
+void printJson(const ShowOptions& options, const TarnHostConfigChange* changes, uint32_t count) {
     const Json array = makeArray();
     for (uint32_t i = 0; i < count; ++i) {
         Json change = makeObject();
@@ -40,7 +34,7 @@ void printJson(const Options& options, const TarnHostConfigChange* changes, uint
     printLine(*array);
 }
 
-void printLines(const Options& options, const TarnHostConfigChange* changes, uint32_t count) {
+void printLines(const ShowOptions& options, const TarnHostConfigChange* changes, uint32_t count) {
     for (uint32_t i = 0; i < count; ++i) {
         const std::string key = emphasised(keyText(changes[i].key));
         if (changes[i].value == nullptr) {
@@ -66,7 +60,7 @@ void letBrokenPipeEnd() {
 
 void print(const TarnHostConfigChange* changes, uint32_t count, void* argument) {
     letBrokenPipeEnd();
-    const auto& options = *static_cast<const Options*>(argument);
+    const auto& options = *static_cast<const ShowOptions*>(argument);
     try {
         options.json ? printJson(options, changes, count) : printLines(options, changes, count);
     } catch (const std::bad_alloc&) {
@@ -79,7 +73,7 @@ void print(const TarnHostConfigChange* changes, uint32_t count, void* argument) 
     }
 }
 
-int watch(Options& options) {
+int watch(ShowOptions& options) {
     sigset_t ends;
     sigemptyset(&ends);
     for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGUSR1}) {
@@ -102,11 +96,8 @@ int watch(Options& options) {
 void addConfigWatch(Command config) {
     Command command =
         config.subcommand("watch", "Prints changes as they are written, until Ctrl-C; its exit code is then 0");
-    auto options = std::make_shared<Options>();
-    command.value("PREFIX", options->prefix, "Only keys that begin with it");
-    command.flag("--json", options->json,
-                 "Print one JSON array a write; a removed key has no value, a protected value is null");
-    command.flag("--reveal", options->reveal, "Show protected values, passwords as they are stored: encrypted");
+    const auto options =
+        addShowOptions(command, "Print one JSON array a write; a removed key has no value, a protected value is null");
     command.runs([options] { return watch(*options); });
 }
 
