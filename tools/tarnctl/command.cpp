@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -15,6 +16,10 @@ int complain(ExitCode code, const std::string& text) {
 
 int complainOf(const std::string& what, uint32_t error) {
     return complain(kFailed, what + ": " + std::strerror(static_cast<int>(error)));
+}
+
+int complainOfFile(const std::string& path, int error) {
+    return complain(error == ENOENT ? kNotFound : kFailed, "cannot read " + path + ": " + std::strerror(error));
 }
 
 bool wantsColour() {

@@ -26,6 +26,9 @@ int complain(ExitCode code, const std::string& text);
 // For a call of the host platform that failed with an errno.
 int complainOf(const std::string& what, uint32_t error);
 
+// For a file that cannot be read with an errno: kNotFound when there is none.
+int complainOfFile(const std::string& path, int error);
+
 // Whether standard output wants colours: a terminal that knows them, and NO_COLOR is not set.
 bool wantsColour();
 

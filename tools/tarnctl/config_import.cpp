@@ -1,36 +1,26 @@
 // "tarnctl config import": all items of a file or none. The file holds KEY=VALUE lines, or one JSON object of texts.
-#include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <memory>
 
 #include "config.h"
+#include "file_content.h"
 #include "item_text.h"
 #include "json.h"
 
 namespace tarnctl {
 namespace {
 
-struct CloseFile {
-    void operator()(std::FILE* file) const {
-        if (file != stdin) {
-            std::fclose(file);
-        }
-    }
-};
+// How many items one write takes.
+constexpr size_t kMostItems = 65536;
 
-// False with `errno` set.
-bool readFile(const std::string& path, std::string& content) {
-    const std::unique_ptr<std::FILE, CloseFile> file(path == "-" ? stdin : std::fopen(path.c_str(), "re"));
-    if (file == nullptr) {
-        return false;
+// cJSON ends a text there in silence.
+bool hasNulEscape(std::string_view json) {
+    constexpr std::string_view kNul = "\\u0000";
+    size_t at = json.find('\\');
+    while (at != std::string_view::npos && !json.substr(at).starts_with(kNul)) {
+        at = json.find('\\', at + 2);
     }
-    std::array<char, 4096> part;
-    size_t length = 0;
-    while ((length = std::fread(part.data(), 1, part.size(), file.get())) > 0) {
-        content.append(part.data(), length);
-    }
-    return std::ferror(file.get()) == 0;
+    return at != std::string_view::npos;
 }
 
 int parseLines(const std::string& path, std::string_view content, std::vector<Item>& items) {
@@ -70,17 +60,21 @@ int parseJson(const std::string& path, const std::string& content, std::vector<I
 
 int import(const std::string& path) {
     std::string content;
-    if (!readFile(path, content)) {
-        const int error = errno;
-        return complain(error == ENOENT ? kNotFound : kFailed, "cannot read " + path + ": " + std::strerror(error));
+    const int error = path == "-" ? readContent(*stdin, content) : readContent(path, content);
+    if (error != 0) {
+        return complainOfFile(path, error);
     }
-    if (content.find('\0') != std::string::npos) {
+    const size_t start = content.find_first_not_of(" \t\r\n");
+    const bool isJson = start != std::string::npos && content[start] == '{';
+    if (content.find('\0') != std::string::npos || (isJson && hasNulEscape(content))) {
         return complain(kFailed, path + ": holds a NUL byte; this is no exported configuration");
     }
     std::vector<Item> items;
-    const size_t start = content.find_first_not_of(" \t\r\n");
-    const bool isJson = start != std::string::npos && content[start] == '{';
     const int parsed = isJson ? parseJson(path, content, items) : parseLines(path, content, items);
+    if (parsed == kDone && items.size() > kMostItems) {
+        return complain(kFailed, path + ": " + std::to_string(items.size()) + " items, more than the " +
+                                     std::to_string(kMostItems) + " that one write takes; nothing was imported");
+    }
     return parsed != kDone ? parsed : writeItems(items);
 }
 

@@ -25,6 +25,9 @@ int set(const SetOptions& options) {
         if (!std::getline(std::cin, value)) {
             return complain(kFailed, "there is no line on standard input to set " + keyText(options.words[0]) + " to");
         }
+        if (value.find('\0') != std::string::npos) {
+            return complain(kFailed, "the line on standard input holds a NUL byte, which no value can");
+        }
         return writeItems({{options.words[0], value}});
     }
     if (options.words.size() % 2 != 0) {

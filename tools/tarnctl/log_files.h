@@ -6,9 +6,10 @@
 #include <cstdio>
 #include <functional>
 #include <map>
-#include <memory>
 #include <string>
 #include <vector>
+
+#include "file_content.h"
 
 namespace tarnctl {
 
@@ -17,11 +18,6 @@ bool readNames(const std::string& path, std::vector<std::string>& names);
 
 // Gets one record: a line, and the indented lines behind it that belong to it.
 using TakeRecord = std::function<void(const std::string& record)>;
-
-struct CloseFile {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-};
-using OpenFile = std::unique_ptr<std::FILE, CloseFile>;
 
 // One log, read on from where it was left. Its file stays open, so that what was written to it before it got another
 // name is read too.

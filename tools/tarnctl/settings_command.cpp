@@ -1,12 +1,9 @@
 // "tarnctl settings": the settings file and its switches.
-#include <fcntl.h>
-#include <unistd.h>
-
-#include <cerrno>
 #include <cstdio>
 #include <memory>
 
 #include "command.h"
+#include "file_content.h"
 #include "json.h"
 #include "settings_file.h"
 #include "tarn_platform/om_path.h"
@@ -141,17 +138,8 @@ int writeSample(const std::string& path) {
         std::fputs(text.c_str(), stdout);
         return finish();
     }
-    const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
-    if (descriptor < 0) {
-        return complainOf("cannot write " + path, static_cast<uint32_t>(errno));
-    }
-    const bool written = write(descriptor, text.data(), text.size()) == static_cast<ssize_t>(text.size());
-    const int error = errno;
-    if (close(descriptor) != 0 || !written) {
-        unlink(path.c_str());
-        return complainOf("cannot write " + path, static_cast<uint32_t>(error));
-    }
-    return kDone;
+    const int error = writeContent(path, text, Place::kNew, 0644);
+    return error == 0 ? kDone : complainOf("cannot write " + path, static_cast<uint32_t>(error));
 }
 
 int settings(const SettingsOptions& options) {

@@ -158,6 +158,12 @@ TEST(Tarnctl, ImportsWhatItExports) {
     EXPECT_THAT(run({"config", "import", "-"}, R"({"Conf.i.x":1})").complaint, HasSubstr("Conf.i.x is no text"));
     EXPECT_THAT(run({"config", "import", "-"}, R"({"Conf.i.x":"1")").complaint, HasSubstr("not JSON at byte"));
     EXPECT_EQ(run({"config", "import", "/nowhere/file"}).code, 3);
+
+    using namespace std::string_literals;
+    EXPECT_THAT(run({"config", "import", "-"}, R"({"Conf.i.never":"cut\\u0000\u0000"})").complaint,
+                HasSubstr("NUL byte"));
+    EXPECT_THAT(run({"config", "set", "--stdin", "Conf.i.never"}, "cut\0off\n"s).complaint, HasSubstr("NUL byte"));
+    EXPECT_EQ(run({"config", "get", "Conf.i.never"}).code, 3);
 }
 
 TEST(Tarnctl, WatchesUntilInterrupted) {
