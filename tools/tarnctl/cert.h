@@ -25,10 +25,13 @@ Argument addTypeOption(Command command, uint32_t& omType);
 int readFacts(std::vector<TarnHostCertFacts>& facts);
 
 // A whole file of up to 16 MiB; an exit code.
-int readContent(const std::string& path, std::string& content);
+int readPem(const std::string& path, std::string& content);
 
-// Why a certificate, key or list cannot be used, for people.
+// Why a certificate or list cannot be used, read or put in its place, for people.
 std::string reasonText(uint32_t error);
+
+// The same for a key: it has meanings of its own for some codes.
+std::string keyReasonText(uint32_t error);
 
 // A day as in ISO 8601-1, UTC.
 std::string dayText(int64_t seconds);

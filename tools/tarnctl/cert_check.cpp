@@ -100,7 +100,7 @@ bool loadService(const TarnHostCertFacts& facts, SSL_CTX* context, Findings& fin
         return true;
     }
     if (facts.keyError != 0) {
-        findings.add(facts.name, "its key cannot be used: " + reasonText(facts.keyError));
+        findings.add(facts.name, "its key cannot be used: " + keyReasonText(facts.keyError));
     } else {
         findings.add(facts.name, "processes cannot load it: " + opensslReason());
     }
@@ -166,7 +166,7 @@ int check(bool json) {
     }
     const uint32_t error = TarnOmCertClientInit(nullptr);
     if (error != 0) {
-        return complainOf("cannot start the certificate client", error);
+        return complain(kFailed, "cannot start the certificate client: " + reasonText(error));
     }
     Findings findings;
     checkCaCount(all, findings);

@@ -1,10 +1,11 @@
 // "tarnctl cert": certificates, trusted authorities and revocation lists.
+#include <array>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
-#include <memory>
 
 #include "cert.h"
+#include "file_content.h"
+#include "tarn_host/host_process.h"
 
 namespace tarnctl {
 namespace {
@@ -12,9 +13,11 @@ namespace {
 constexpr size_t kMostBytes = size_t{16} * 1024 * 1024;
 constexpr int64_t kDaySeconds = int64_t{24} * 3600;
 
-struct CloseFile {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-};
+// Where the platform names no directory, it has said why.
+std::string certFolder() {
+    const char* const directory = TarnHostDir();
+    return directory == nullptr ? "the endpoint's directory" : std::string(directory) + "/cert";
+}
 
 } // namespace
 
@@ -29,42 +32,45 @@ int readFacts(std::vector<TarnHostCertFacts>& facts) {
         static_cast<std::vector<TarnHostCertFacts>*>(context)->push_back(*next);
     };
     const uint32_t error = TarnHostCertList(keep, &facts);
-    return error == 0 ? kDone : complainOf("cannot list the certificates", error);
+    return error == 0 ? kDone : complain(kFailed, "cannot list the certificates: " + reasonText(error));
 }
 
-int readContent(const std::string& path, std::string& content) {
-    const std::unique_ptr<std::FILE, CloseFile> file(std::fopen(path.c_str(), "re"));
-    std::array<char, 4096> part;
-    size_t length = 0;
-    errno = file == nullptr ? errno : 0;
-    while (file != nullptr && (length = std::fread(part.data(), 1, part.size(), file.get())) > 0) {
-        content.append(part.data(), length);
-        if (content.size() > kMostBytes) {
-            return complain(kFailed, path + " is too large for certificates or keys");
-        }
+int readPem(const std::string& path, std::string& content) {
+    const int error = readContent(path, content, kMostBytes);
+    if (error == EFBIG) {
+        return complain(kFailed, path + " is too large for certificates or keys");
     }
-    if (file != nullptr && std::ferror(file.get()) == 0) {
-        return kDone;
-    }
-    return complain(errno == ENOENT ? kNotFound : kFailed, "cannot read " + path + ": " + std::strerror(errno));
+    return error == 0 ? kDone : complainOfFile(path, error);
 }
 
 std::string reasonText(uint32_t error) {
     switch (error) {
         case EBADMSG:
             return "it is damaged, or no PEM text of the right kind";
-        case EACCES:
-            return "the pass phrase is missing or does not open the key";
-        case EKEYREJECTED:
-            return "the key belongs to another certificate";
         case EPERM:
-            return "other users can read the key or its pass phrase";
+            return certFolder() + " and the folders in it must be your own, and writable for nobody else";
+        case EACCES:
+        case ENOTDIR:
+            return certFolder() + ", or what is in it: " + std::strerror(static_cast<int>(error));
         case EFBIG:
             return "it is too large";
         case ENOENT:
             return "there is none";
         default:
             return std::strerror(static_cast<int>(error));
+    }
+}
+
+std::string keyReasonText(uint32_t error) {
+    switch (error) {
+        case EACCES:
+            return "the pass phrase is missing or does not open the key";
+        case EKEYREJECTED:
+            return "the key belongs to another certificate";
+        case EPERM:
+            return "other users can read the key or its pass phrase";
+        default:
+            return reasonText(error);
     }
 }
 

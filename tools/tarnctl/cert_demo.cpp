@@ -25,8 +25,9 @@ bool isHostName(const std::string& name) {
 int makeDemoCa(const Options& options) {
     for (const std::string& name : options.names) {
         if (!isHostName(name) || name == "ca" || name == "crl") {
-            return complain(kUsage,
-                            "\"" + name + "\" is no name for a certificate: letters, digits, '-' and '.', not ca");
+            return complain(kUsage, "\"" + name +
+                                        "\" is no name for a certificate: 1 to 63 letters, digits, '-' and '.', not "
+                                        "beginning with '.', and neither ca nor crl");
         }
     }
     const DemoCa authority = DemoCa::openOrMake(options.folder);
@@ -45,7 +46,7 @@ int makeDemoCa(const Options& options) {
 
 int revoke(const Options& options) {
     std::string content;
-    const int read = readContent(options.certificate, content);
+    const int read = readPem(options.certificate, content);
     if (read != kDone) {
         return read;
     }

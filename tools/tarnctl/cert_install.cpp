@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "cert.h"
+#include "demo_ca.h"
 
 namespace tarnctl {
 namespace {
@@ -21,17 +22,23 @@ struct Options {
 
 // The first line, as `openssl` reads a pass phrase from a file.
 int readPassPhrase(const std::string& path, std::string& passPhrase) {
-    const int read = path.empty() ? kDone : readContent(path, passPhrase);
+    const int read = path.empty() ? kDone : readPem(path, passPhrase);
     passPhrase.erase(std::min(passPhrase.find_first_of("\r\n"), passPhrase.size()));
     return read;
+}
+
+// A refused pass phrase and a folder that refuses have the same code.
+std::string refusalText(uint32_t error, const std::string& key, const std::string& passPhrase) {
+    const bool isOfKey = error == EKEYREJECTED || (error == EACCES && parseKey(key, passPhrase) == nullptr);
+    return isOfKey ? keyReasonText(error) : reasonText(error);
 }
 
 int install(const Options& options) {
     std::string certificate;
     std::string key;
     std::string passPhrase;
-    int read = readContent(options.certificate, certificate);
-    read = read != kDone ? read : readContent(options.key, key);
+    int read = readPem(options.certificate, certificate);
+    read = read != kDone ? read : readPem(options.key, key);
     read = read != kDone ? read : readPassPhrase(options.passFile, passPhrase);
     if (read != kDone) {
         return read;
@@ -45,11 +52,12 @@ int install(const Options& options) {
     installation.keyBytes = static_cast<uint32_t>(key.size());
     installation.passPhrase = passPhrase.c_str();
     const uint32_t error = TarnHostCertInstall(&installation);
+    const std::string reason = error == 0 ? "" : refusalText(error, key, passPhrase);
     OPENSSL_cleanse(key.data(), key.size());
     OPENSSL_cleanse(passPhrase.data(), passPhrase.size());
-    return error == 0 ? kDone
-                      : complain(kFailed, "cannot install " + options.certificate + " with " + options.key + ": " +
-                                              reasonText(error));
+    return error == 0
+               ? kDone
+               : complain(kFailed, "cannot install " + options.certificate + " with " + options.key + ": " + reason);
 }
 
 std::string typeText(uint32_t omType) {
@@ -63,7 +71,7 @@ int uninstall(uint32_t omType) {
     if (error == ENOENT) {
         return complain(kNotFound, "no certificate of type " + typeText(omType) + " is installed");
     }
-    return error == 0 ? kDone : complainOf("cannot remove the certificate", error);
+    return error == 0 ? kDone : complain(kFailed, "cannot remove the certificate: " + reasonText(error));
 }
 
 } // namespace

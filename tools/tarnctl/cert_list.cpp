@@ -20,7 +20,7 @@ std::string keyText(const TarnHostCertFacts& facts) {
     std::string text = facts.keyType;
     if (facts.kind == TARN_HOST_CERT_SERVICE) {
         text += facts.isKeyless != 0 ? ", keyless" : ", by key file";
-        text += facts.keyError != 0 ? ", unusable: " + reasonText(facts.keyError) : "";
+        text += facts.keyError != 0 ? ", unusable: " + keyReasonText(facts.keyError) : "";
     }
     return text;
 }
@@ -67,7 +67,7 @@ Json objectOf(const TarnHostCertFacts& facts) {
     addMember(*object, "id", facts.id);
     if (facts.kind == TARN_HOST_CERT_SERVICE) {
         addMember(*object, "use", facts.isKeyless != 0 ? "keyless" : "keyFile");
-        addMember(*object, "keyError", facts.keyError == 0 ? "" : reasonText(facts.keyError));
+        addMember(*object, "keyError", facts.keyError == 0 ? "" : keyReasonText(facts.keyError));
     }
     return object;
 }

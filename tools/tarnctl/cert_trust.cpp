@@ -20,7 +20,7 @@ constexpr Store kLists = {"crl", "revocation lists", TarnHostCertAddCrl, TarnHos
 
 int add(const Store& store, const std::string& path) {
     std::string content;
-    const int read = readContent(path, content);
+    const int read = readPem(path, content);
     if (read != kDone) {
         return read;
     }
@@ -33,7 +33,7 @@ int removeNamed(const Store& store, const std::string& name) {
     if (error == ENOENT) {
         return complain(kNotFound, "there is no file " + name + "; \"tarnctl cert list\" shows the names");
     }
-    return error == 0 ? kDone : complainOf("cannot remove " + name, error);
+    return error == 0 ? kDone : complain(kFailed, "cannot remove " + name + ": " + reasonText(error));
 }
 
 void addStore(Command cert, const Store& store) {

@@ -1,6 +1,5 @@
 #include "demo_ca.h"
 
-#include <fcntl.h>
 #include <openssl/bio.h>
 #include <openssl/pem.h>
 #include <openssl/rand.h>
@@ -13,6 +12,7 @@
 #include <stdexcept>
 
 #include "cert.h"
+#include "file_content.h"
 
 namespace tarnctl {
 namespace {
@@ -38,8 +38,8 @@ Result needed(Result result) {
     return result;
 }
 
-[[noreturn]] void failedFile(const std::string& path) {
-    throw std::runtime_error("cannot use " + path + ": " + std::strerror(errno));
+[[noreturn]] void failedFile(const std::string& path, int error) {
+    throw std::runtime_error("cannot use " + path + ": " + std::strerror(error));
 }
 
 BioPointer memoryBio(const std::string& text) {
@@ -69,24 +69,16 @@ std::string pemOf(X509_CRL* crl) {
 }
 
 // Keys get nobody else's eyes, whatever the umask.
-void writeFile(const std::string& path, const std::string& content, int flags) {
-    const int file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW | flags, 0600);
-    if (file < 0) {
-        failedFile(path);
-    }
-    const ssize_t written = write(file, content.data(), content.size());
-    const int error = written < 0 ? errno : ENOSPC;
-    close(file);
-    if (written != static_cast<ssize_t>(content.size())) {
-        unlink(path.c_str());
-        errno = error;
-        failedFile(path);
+void writeFile(const std::string& path, const std::string& content, Place place) {
+    const int error = writeContent(path, content, place, 0600);
+    if (error != 0) {
+        failedFile(path, error);
     }
 }
 
 std::string readFile(const std::string& path) {
     std::string content;
-    if (readContent(path, content) != kDone) {
+    if (readPem(path, content) != kDone) {
         throw std::runtime_error("there is no whole demonstration authority");
     }
     return content;
@@ -156,6 +148,11 @@ CertificatePointer parseCertificate(const std::string& pem) {
     return CertificatePointer(PEM_read_bio_X509(memoryBio(pem).get(), nullptr, nullptr, const_cast<char*>("")));
 }
 
+KeyPointer parseKey(const std::string& pem, const std::string& passPhrase) {
+    return KeyPointer(
+        PEM_read_bio_PrivateKey(memoryBio(pem).get(), nullptr, nullptr, const_cast<char*>(passPhrase.c_str())));
+}
+
 bool DemoCa::isIn(const std::string& folder) {
     return exists(folder + "/ca.pem") || exists(folder + "/ca.key");
 }
@@ -168,8 +165,7 @@ DemoCa DemoCa::open(const std::string& folder) {
         }
     }
     CertificatePointer certificate = parseCertificate(readFile(folder + "/ca.pem"));
-    const std::string keyText = readFile(folder + "/ca.key");
-    KeyPointer key(PEM_read_bio_PrivateKey(memoryBio(keyText).get(), nullptr, nullptr, const_cast<char*>("")));
+    KeyPointer key = parseKey(readFile(folder + "/ca.key"), "");
     if (certificate == nullptr || key == nullptr || X509_check_private_key(certificate.get(), key.get()) != 1) {
         throw std::runtime_error(folder +
                                  " holds no demonstration authority: ca.pem and ca.key do not belong together");
@@ -179,7 +175,7 @@ DemoCa DemoCa::open(const std::string& folder) {
 
 DemoCa DemoCa::openOrMake(const std::string& folder) {
     if (mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST) {
-        failedFile(folder);
+        failedFile(folder, errno);
     }
     if (isIn(folder)) {
         return open(folder);
@@ -190,8 +186,8 @@ DemoCa DemoCa::openOrMake(const std::string& folder) {
     addExtension(certificate.get(), certificate.get(), NID_key_usage, "critical,keyCertSign,cRLSign");
     addExtension(certificate.get(), certificate.get(), NID_subject_key_identifier, "hash");
     sign(certificate.get(), key.get());
-    writeFile(folder + "/ca.key", pemOf(key.get()), O_EXCL);
-    writeFile(folder + "/ca.pem", pemOf(certificate.get()), O_EXCL);
+    writeFile(folder + "/ca.key", pemOf(key.get()), Place::kNew);
+    writeFile(folder + "/ca.pem", pemOf(certificate.get()), Place::kNew);
     return {folder, std::move(key), std::move(certificate)};
 }
 
@@ -210,8 +206,8 @@ void DemoCa::issue(const std::string& name) const {
     addExtension(leaf.get(), issuer, NID_authority_key_identifier, "keyid");
     addExtension(leaf.get(), issuer, NID_subject_alt_name, "DNS:localhost,IP:127.0.0.1,DNS:" + name);
     sign(leaf.get(), key_.get());
-    writeFile(folder_ + "/" + name + ".key", pemOf(key.get()), O_EXCL);
-    writeFile(folder_ + "/" + name + ".pem", pemOf(leaf.get()) + pemOf(issuer), O_EXCL);
+    writeFile(folder_ + "/" + name + ".key", pemOf(key.get()), Place::kNew);
+    writeFile(folder_ + "/" + name + ".pem", pemOf(leaf.get()) + pemOf(issuer), Place::kNew);
 }
 
 std::string DemoCa::revoke(const X509& certificate) const {
@@ -237,9 +233,9 @@ std::string DemoCa::revoke(const X509& certificate) const {
     needed(X509_CRL_sort(list.get()));
     needed(X509_CRL_sign(list.get(), key_.get(), EVP_sha256()) > 0);
     std::string text = pemOf(list.get());
-    writeFile(path + ".new", text, O_TRUNC);
+    writeFile(path + ".new", text, Place::kAny);
     if (rename((path + ".new").c_str(), path.c_str()) != 0) {
-        failedFile(path);
+        failedFile(path, errno);
     }
     return text;
 }

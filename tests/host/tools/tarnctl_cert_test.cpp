@@ -107,6 +107,13 @@ TEST(TarnctlCert, SaysWhatIsWrong) {
     EXPECT_EQ(nowhere.code, 3);
     EXPECT_EQ(nowhere.output, "tarnctl: there is no demonstration authority in nowhere\n");
     EXPECT_THAT(stranger.output, HasSubstr("is not one of the authority in foreign"));
+
+    const std::string folder = std::string(TarnHostDir()) + "/cert";
+    ASSERT_EQ(chmod(folder.c_str(), 0777), 0);
+    for (const char* words : {"ca add other/ca.pem", "install 0x104 --cert other/one.pem --key other/one.key"}) {
+        EXPECT_THAT(cert(words).output, HasSubstr(folder + " and the folders in it must be your own"));
+    }
+    ASSERT_EQ(chmod(folder.c_str(), 0700), 0);
 }
 
 } // namespace
