@@ -7,8 +7,8 @@
 namespace tarn::soak {
 namespace {
 
-// The same blocks may take some bytes more: the allocator does not split off what is too small to be of use, and its own
-// bytes beside each block are not counted as the database's.
+// The same blocks may take some bytes more: the allocator does not split off what is too small to be of use, and its
+// own bytes beside each block are not counted as the database's.
 constexpr uint64_t kUnsplitBytes = 4096;
 // The database keeps pages of its file up to a limit, for each of the two connections of a process.
 constexpr uint64_t kMostDatabaseBytes = 2 * 320UL * 1024;

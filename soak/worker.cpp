@@ -210,8 +210,8 @@ void askBeside() {
 
 // --- its life
 
-// The platform's table of live blocks grows with the most that ever lived at once, part by part. Grown ahead, it has its
-// size before the warm-up ends.
+// The platform's table of live blocks grows with the most that ever lived at once, part by part. Grown ahead, it has
+// its size before the warm-up ends.
 bool growBlockTable() {
     std::array<void*, 512> blocks = {};
     for (void*& block : blocks) {

@@ -1,5 +1,5 @@
-// What has to happen when the process forks: a child has only the thread that forked it, so it must find no lock held by
-// another one, and nothing that another one served.
+// What has to happen when the process forks: a child has only the thread that forked it, so it must find no lock held
+// by another one, and nothing that another one served.
 #pragma once
 
 #include <pthread.h>

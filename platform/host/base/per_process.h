@@ -1,6 +1,6 @@
-// A service of which each process has one of its own, made when it is first asked for. A forked child gets a fresh one,
-// whatever state the fork caught the parent's in; that one stays reachable for the child and is never destroyed, because
-// threads of a service may run until the process is gone.
+// A service of which each process has one of its own, made when it is first asked for. A forked child gets a fresh
+// one, whatever state the fork caught the parent's in; that one stays reachable for the child and is never destroyed,
+// because threads of a service may run until the process is gone.
 #pragma once
 
 #include <atomic>

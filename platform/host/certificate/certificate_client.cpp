@@ -16,6 +16,7 @@
 #include "base/report.h"
 #include "base/service_thread.h"
 #include "certificate/certificate_types.h"
+#include "tarn_host/host_process.h"
 #include "tarn_platform/om_certificate.h"
 
 namespace tarn::host {
@@ -85,7 +86,9 @@ int CertificateClient::start() {
     }
     if (error != 0) {
         watch_.close();
-        report("changes of the certificates cannot be watched: %s", std::strerror(error));
+        const char* const root = TarnHostDir();
+        report("changes of the certificates below %s/cert cannot be watched: %s", root == nullptr ? "?" : root,
+               std::strerror(error));
     }
     return error;
 }

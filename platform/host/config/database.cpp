@@ -23,8 +23,8 @@ constexpr const char* kSchema =
     "CREATE TABLE change(position INTEGER PRIMARY KEY, records BLOB NOT NULL);"
     "PRAGMA user_version=1;";
 
-// A write is on the disk when it returns: what a person has set survives a power cut. The cache, in KiB, holds the pages
-// that a configuration of an endpoint uses; SQLite's 2 MiB would only fill with the log of changes, in every process.
+// A write is on the disk when it returns: what a person has set survives a power cut. The cache, in KiB, holds the
+// pages that a configuration of an endpoint uses; SQLite's 2 MiB would only fill with the log of changes.
 constexpr const char* kSettings =
     "PRAGMA synchronous=FULL;"
     "PRAGMA cache_size=-256;"

@@ -28,8 +28,7 @@ class RotatingFile {
 
     void close() { file_ = OwnedDescriptor(); }
 
-    // Starts a new file when the line does not fit any more. 0 or an `errno` value, ENOMEM without memory for the names;
-    // on failure the old file goes on.
+    // Starts a new file when the line does not fit any more. 0 or an `errno` value; on failure the old file goes on.
     int makeRoom(size_t lineBytes, const RotationLimits& limits);
 
     // Appends the line with one write. 0 or an `errno` value; a line that fits only in part is taken back.
