@@ -80,29 +80,4 @@ TEST(MessagePost, IsDeliveredThoughItsSenderEnds) {
     EXPECT_EQ(all, countTo(5));
 }
 
-// Each sends the other a large message for every large message it gets, from its message thread.
-void bounce(OsMsgRecord* record) {
-    Order head = {};
-    std::memcpy(&head, record->payload, sizeof head);
-    if (head.argument == 0) {
-        remember(1);
-        return;
-    }
-    const char* const other = std::strcmp(record->receiverName, "ping") == 0 ? "pong" : "ping";
-    post(other, order(kEcho, head.argument - 1, 9 * kMiB));
-}
-
-TEST(MessagePost, LargeMessagesBothWaysDoNotBlock) {
-    const Receiver listener("listener");
-    const Receiver ping("ping", bounce);
-    const Receiver pong("pong", bounce);
-    for (int ball = 0; ball < 2; ball++) {
-        EXPECT_EQ(post("ping", order(kEcho, 4, 9 * kMiB)), 0U);
-        EXPECT_EQ(post("pong", order(kEcho, 4, 9 * kMiB)), 0U);
-    }
-    size_t arrived = 0;
-    EXPECT_TRUE(comesTrue([&] { return (arrived += recall().size()) >= 4; }));
-    EXPECT_EQ(arrived, 4U);
-}
-
 } // namespace

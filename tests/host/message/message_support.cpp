@@ -31,10 +31,6 @@ void obey(OsMsgRecord* record) {
             OsMsgSynSendResp(record, remembered.data(), static_cast<uint32_t>(remembered.size() * sizeof(uint32_t)));
             remembered.clear();
             return;
-        case kAnswerTwice:
-            echo();
-            remembered.assign(1, echo());
-            return;
         case kCallSelf:
             return answer(call(record->receiverName, message_test::order(kEcho)).code);
         case kStop:

@@ -17,7 +17,6 @@ enum Command : uint32_t {
     kDie,           // Is killed inside the callback.
     kRemember,      // Appends `argument` to the process's list of numbers.
     kRecall,        // Answers with that list and empties it.
-    kAnswerTwice,   // Remembers the code of the second answer.
     kCallSelf,      // Answers with the code of a call to its own receiver.
     kStop,          // Stops its receiver inside the callback and answers with the code.
 };
