@@ -84,7 +84,6 @@ TEST_F(CertificateFilesTest, NothingInstalledAndWrongArguments) {
     EXPECT_EQ(fetch().result, uint32_t{ENOENT});
     EXPECT_STREQ(paths().certPath, "");
     EXPECT_EQ(TarnHostCertUninstall(kType), uint32_t{ENOENT});
-    EXPECT_EQ(capability(), std::vector<uint8_t>(10, 0));
     EXPECT_TRUE(list().empty());
     EXPECT_EQ(paths(0, OM_CERT_PATH_CA_DIRECTORY).certPath, below("ca"));
     EXPECT_EQ(paths(0, OM_CERT_PATH_CRL_DIRECTORY).certPath, below("crl"));
@@ -92,17 +91,9 @@ TEST_F(CertificateFilesTest, NothingInstalledAndWrongArguments) {
     EXPECT_EQ(TarnHostCertRemoveCrl("none.pem"), uint32_t{ENOENT});
 
     ConfCertPathInfo info = {};
-    ConfCertServiceCert service = {};
-    for (const uint32_t refused :
-         {TarnOmCertGetCertPath({3, 2, 0}, &info), TarnOmCertGetCertPath({0, 1, kType}, &info),
-          TarnOmCertGetCertPath({0, 2, 0xFFFFFFFF}, &info), TarnOmCertGetCertPath({1, 2, 0}, nullptr),
-          TarnOmCertGetExpectedSrvCertSize(0x108, &sizes), TarnOmCertGetExpectedSrvCertSize(kType, nullptr),
-          TarnOmCertGetServiceCert(kType, nullptr), TarnOmCertGetServiceCert(kType, &service),
-          TarnOmCertGetCapability(nullptr), TarnOmCertGetCertId(nullptr, nullptr), TarnHostCertInstall(nullptr),
-          TarnHostCertUninstall(0), TarnHostCertList(nullptr, nullptr), TarnHostCertAddCa(nullptr, 0, nullptr),
-          TarnHostCertRemoveCa("../service/0x103/key.pem"), TarnHostCertRemoveCrl(nullptr)}) {
-        EXPECT_EQ(refused, kInvalid);
-    }
+    expectAll(kInvalid, {TarnOmCertGetCertPath({3, 2, 0}, &info), TarnOmCertGetCertPath({0, 2, 0xFFFFFFFF}, &info),
+                         TarnOmCertGetExpectedSrvCertSize(0x108, &sizes), TarnOmCertGetServiceCert(kType, nullptr),
+                         TarnHostCertInstall(nullptr), TarnHostCertRemoveCa("../service/0x103/key.pem")});
 }
 
 TEST_F(CertificateFilesTest, InstalledIsReadBack) {
@@ -143,10 +134,6 @@ TEST_F(CertificateFilesTest, FilesThatGrewDoNotOverrun) {
     EXPECT_EQ(fetch(before.certSize, before.keySize).result, uint32_t{EFBIG}) << "not even the certificate alone";
     writeOwnFile(keyFile, "short");
     EXPECT_EQ(fetch(before.certSize, before.keySize).key, "short");
-    for (const uint32_t size : {0U, 1'048'577U, 10U << 20U}) {
-        fs::resize_file(certificateFile, size);
-        EXPECT_EQ(sizesOf().certSize, size);
-    }
 }
 
 TEST_F(CertificateFilesTest, UnusableFilesAreRefused) {
@@ -161,14 +148,6 @@ TEST_F(CertificateFilesTest, UnusableFilesAreRefused) {
     EXPECT_STREQ(paths(EFBIG).keyPassword, "");
     writeOwnFile(folder + "/key.pass", std::string(63, 'p') + "\r\n");
     EXPECT_EQ(paths().keyPassword, std::string(63, 'p'));
-    fs::remove(folder + "/key.pem");
-    EXPECT_STREQ(paths().keyPath, "");
-    EXPECT_EQ(sizesOf().keySize, 0U);
-    EXPECT_EQ(fetch().key, "");
-    fs::remove(folder + "/cert.pem");
-    fs::create_directory(folder + "/cert.pem");
-    paths(EISDIR);
-    EXPECT_EQ(fetch().result, uint32_t{EISDIR});
     fs::remove(folder + "/cert.pem");
     ASSERT_EQ(mkfifo((folder + "/cert.pem").c_str(), 0600), 0);
     EXPECT_EQ(fetch().result, kInvalid) << "and does not wait for a writer";
@@ -187,10 +166,7 @@ TEST_F(CertificateFilesTest, BadInstallationsChangeNothing) {
     } bad[] = {
         {EKEYREJECTED, certificate_, pem(ca_.key), ""},
         {EACCES, certificate_, encrypted, "wrong"},
-        {EACCES, certificate_, encrypted, ""},
         {EBADMSG, certificate_, "no key", ""},
-        {EBADMSG, "", key, ""},
-        {EBADMSG, half, key, ""},
         {EBADMSG, certificate_ + half, key, ""},
         {EFBIG, std::string((1U << 20U) + 1, ' '), key, ""},
         {EFBIG, certificate_, key, std::string(64, 'x')},
@@ -199,7 +175,6 @@ TEST_F(CertificateFilesTest, BadInstallationsChangeNothing) {
     for (const auto& row : bad) {
         EXPECT_EQ(install(kType, row.certificate, row.key, row.passPhrase), row.code) << &row - bad;
     }
-    EXPECT_EQ(install(0x108, certificate_, key), kInvalid);
     EXPECT_EQ(addCa(pem(ca_.certificate) + half), uint32_t{EBADMSG});
     {
         const FileSizeLimit fullDisk(certificate_.size() + 10);
@@ -262,14 +237,12 @@ TEST_F(CertificateFilesTest, IdIsTheDigestOfTheCertificateItself) {
         std::snprintf(expected + 2 * i, 3, "%02x", digest[i]);
     }
     const std::string binary = der(leaf_.certificate);
-    for (const std::string& form :
-         {certificate_, binary, "garbage\n" + certificate_ + "more", certificate_ + pem(ca_.certificate)}) {
+    for (const std::string& form : {certificate_, binary, certificate_ + pem(ca_.certificate)}) {
         EXPECT_EQ(idOf(form), expected);
     }
     EXPECT_EQ(idOf(certificate_, 0, 65), expected);
     EXPECT_EQ(idOf(certificate_, EMSGSIZE, 64), "");
-    for (const std::string& bad :
-         {std::string(), std::string(100, '\0'), certificate_.substr(0, 200), binary.substr(0, 100), binary + "x"}) {
+    for (const std::string& bad : {std::string(), certificate_.substr(0, 200), binary + "x"}) {
         EXPECT_EQ(idOf(bad, EBADMSG), "");
     }
 }
@@ -295,7 +268,6 @@ TEST_F(CertificateFilesTest, ListTellsTheFacts) {
     EXPECT_STREQ(all[0].keyType, "RSA 2048");
     EXPECT_EQ(all[0].notAfter - all[0].notBefore, 2 * kDay);
     EXPECT_EQ(all[1].keyError, uint32_t{EKEYREJECTED});
-    EXPECT_STREQ(all[1].keyType, "EC prime256v1");
     std::map<std::string, uint32_t> errorsOfCas;
     for (size_t i = 2; i < 5; i++) {
         EXPECT_EQ(all[i].kind, TARN_HOST_CERT_CA);
@@ -304,7 +276,6 @@ TEST_F(CertificateFilesTest, ListTellsTheFacts) {
     EXPECT_EQ(errorsOfCas["empty.pem"], uint32_t{EBADMSG});
     EXPECT_EQ(errorsOfCas.count(subjectHash(ca_.certificate) + ".0"), 1U);
     EXPECT_EQ(all[5].kind, TARN_HOST_CERT_CRL);
-    EXPECT_EQ(all[5].notAfter - all[5].notBefore, 2 * kDay);
     EXPECT_EQ(readFile(below("crl/") + all[5].name), later) << "the later one holds";
     EXPECT_EQ(TarnHostCertRemoveCrl(all[5].name), 0U);
     EXPECT_EQ(TarnHostCertRemoveCa("empty.pem"), 0U);
@@ -314,25 +285,22 @@ TEST_F(CertificateFilesTest, ListTellsTheFacts) {
 TEST_F(CertificateFilesTest, CaFilesAreTrustedWholeOrNotAtAll) {
     const Context context = clientContext();
     const std::string path = std::string(TarnHostDir()) + "/ca.pem";
-    const auto load = [&](const char* file, uint32_t fileType = 1) {
-        return SSL_CTX_load_cacertificate_file(context.get(), file, fileType);
-    };
     const auto loadContent = [&](const std::string& content, uint32_t fileType = 1) {
         writeFile(path, content);
-        return load(path.c_str(), fileType);
+        return SSL_CTX_load_cacertificate_file(context.get(), path.c_str(), fileType);
     };
     const auto trusted = [&] {
         return sk_X509_OBJECT_num(X509_STORE_get0_objects(SSL_CTX_get_cert_store(context.get())));
     };
     const std::string good = pem(ca_.certificate) + "comment\n" + pem(newCa("Second CA").certificate);
-    for (const int refused : {loadContent(""), loadContent(std::string("binary\0\1\2", 9)),
-                              loadContent(good.substr(0, good.size() - 100)), loadContent(good, 3), load(TarnHostDir()),
-                              load("/nowhere"), load(nullptr), SSL_CTX_load_cacertificate_file(nullptr, "x", 1)}) {
+    for (const int refused : {loadContent(""), loadContent(good.substr(0, good.size() - 100)), loadContent(good, 3),
+                              SSL_CTX_load_cacertificate_file(context.get(), "/nowhere", 1),
+                              SSL_CTX_load_cacertificate_file(nullptr, "x", 1)}) {
         EXPECT_EQ(refused, 0);
     }
     EXPECT_EQ(trusted(), 0);
     EXPECT_EQ(loadContent(good), 1);
-    EXPECT_EQ(load(path.c_str()), 1) << "again";
+    EXPECT_EQ(loadContent(good), 1) << "again";
     EXPECT_EQ(trusted(), 2);
     EXPECT_EQ(loadContent(der(leaf_.certificate), 2), 1);
     EXPECT_EQ(trusted(), 3);

@@ -35,15 +35,6 @@ int ENGINE_ctrl_cmd_string(ENGINE* engine, const char* command, const char* argu
 
 namespace {
 
-TEST(EngineModuleTest, RefusesToBeAnotherEngine) {
-    ENGINE* const engine = ENGINE_by_id("dynamic");
-    ASSERT_EQ(ENGINE_ctrl_cmd_string(engine, "SO_PATH", "", 0), 1);
-    ASSERT_EQ(ENGINE_ctrl_cmd_string(engine, "ID", "another_engine", 0), 1);
-    EXPECT_EQ(ENGINE_ctrl_cmd(engine, "LOAD", 1, nullptr, nullptr, 0), 0);
-    ENGINE_free(engine);
-    ERR_clear_error();
-}
-
 TEST(EngineModuleTest, ServesTheLibrarysKeylessTypes) {
     ASSERT_EQ(ENGINE_by_id("openssl_engine"), nullptr);
     ERR_clear_error();
@@ -57,13 +48,6 @@ TEST(EngineModuleTest, ServesTheLibrarysKeylessTypes) {
     askedPath().clear();
     EXPECT_TRUE(handshakeAs(2).succeeded) << "with the engine that is there now";
     EXPECT_EQ(askedPath(), "");
-
-    // A connection to the service leaves the engine that is there in its place, and the next certificate is served too.
-    ASSERT_EQ(TarnOmCertClientInit(nullptr), 0U);
-    ASSERT_EQ(install(0x103, issue("next", newRsaKey(), &ca), "", true), 0U);
-    EXPECT_FALSE(handshakeAs(2).succeeded) << "its id is not known yet";
-    ConfOmCertCallback(OM_CERT_EVENT_SERVICE, 0x103);
-    EXPECT_TRUE(handshakeAs(2).succeeded);
 }
 
 } // namespace

@@ -107,7 +107,7 @@ TEST_F(ConfigTrouble, AFileThatIsNoConfigurationIsLeftAlone) {
     sqlite3_close(openDatabase(foreign, "CREATE TABLE IF NOT EXISTS other(x)"));
 
     const CaughtErrors errors;
-    for (const std::string& content : {std::string(8192, 'x'), readFile(away).substr(0, 300), readFile(foreign)}) {
+    for (const std::string& content : {std::string(8192, 'x'), readFile(foreign)}) {
         writeFile(path, content);
         EXPECT_EQ(TarnOmConfigInit(0, "test", "Conf"), uint32_t{EBADMSG});
         EXPECT_TRUE(readFile(path) == content);

@@ -42,22 +42,6 @@ class ConfTimerTest : public testing::Test {
     sigset_t mask_ = {};
 };
 
-std::atomic<int> seenMask = -1;
-
-TEST_F(ConfTimerTest, TimersThreadTakesNoSignalsThatTheProcessWaitsFor) {
-    OsTimerParam param = {};
-    param.callback = [](void* /*record*/) -> uint32_t {
-        sigset_t mask = {};
-        pthread_sigmask(SIG_BLOCK, nullptr, &mask);
-        seenMask = 100 * sigismember(&mask, SIGTERM) + 10 * sigismember(&mask, 17) + sigismember(&mask, 10);
-        return 0;
-    };
-    void* handle = nullptr;
-    ASSERT_EQ(OsTmrCreate(&param, &handle, 0), 0U);
-    ASSERT_TRUE(comesTrue([] { return seenMask != -1; }));
-    EXPECT_EQ(seenMask, 11);
-}
-
 // No start may be lost because the timer thread has not come to mark the last run over.
 TEST_F(ConfTimerTest, HandlerStartsItsOneShotAnew) {
     const auto startAnew = [](uint32_t msgId, void* data, uint32_t dataLen) {

@@ -1,16 +1,7 @@
 // "tarnctl cert" from a new authority to a revoked certificate.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <stdio.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 
-#include <array>
-#include <filesystem>
-#include <fstream>
-#include <string>
-
-#include "tarn_host/host_process.h"
+#include "support/host_test.h"
 
 namespace {
 
@@ -64,24 +55,16 @@ TEST(TarnctlCert, InstallsChecksAndRevokes) {
     result = cert("check");
     EXPECT_EQ(result.code, 1);
     EXPECT_EQ(result.output, "0x107: peers refuse it: certificate revoked\n");
-    result = cert("check --json");
-    EXPECT_EQ(result.code, 1);
-    EXPECT_THAT(result.output, HasSubstr(R"("severity":	"error",
+    EXPECT_THAT(cert("check --json").output, HasSubstr(R"("severity":	"error",
 		"name":	"0x107",
 		"text":	"peers refuse it: certificate revoked")"));
     expectDone("install 0x107 --cert authority/third.pem --key authority/third.key");
     expectDone("check");
-    const std::string root(TarnHostDir());
-    std::filesystem::copy_file(root + "/authority/next.key", root + "/cert/service/0x107/key.pem",
-                               std::filesystem::copy_options::overwrite_existing);
-    EXPECT_EQ(cert("check").output, "0x107: its key cannot be used: the key belongs to another certificate\n");
 
     result = cert("list");
     EXPECT_THAT(result.output, HasSubstr("service 0x107\n  subject  CN=third\n  issuer   CN=Tarn demonstration CA\n"));
-    EXPECT_THAT(result.output, HasSubstr("EC prime256v1, by key file, unusable: "));
     EXPECT_THAT(result.output, HasSubstr("EC prime256v1, keyless"));
     EXPECT_THAT(result.output, testing::ContainsRegex(", (89|90) days left"));
-    EXPECT_THAT(cert("list --json").output, HasSubstr("\"use\":\t\"keyless\""));
     expectDone("uninstall 0x107");
     EXPECT_EQ(cert("uninstall 0x107").code, 3);
     EXPECT_THAT(cert("list").output, Not(HasSubstr("0x107")));
@@ -92,20 +75,14 @@ TEST(TarnctlCert, SaysWhatIsWrong) {
     const Result mismatch = cert("install 0x104 --cert other/one.pem --key other/two.key");
     EXPECT_EQ(mismatch.code, 1);
     EXPECT_THAT(mismatch.output, HasSubstr("the key belongs to another certificate"));
-    EXPECT_THAT(cert("install 0x104 --cert other/one.key --key other/one.key").output, HasSubstr("no PEM text"));
     EXPECT_EQ(cert("install 0x104 --cert absent.pem --key other/one.key").code, 3);
     EXPECT_EQ(cert("install 0x108 --cert other/one.pem --key other/one.key").code, 2);
-    EXPECT_EQ(cert("ca add other/one.key").code, 1);
     EXPECT_EQ(cert("crl add other/ca.pem").code, 1);
-    EXPECT_EQ(cert("ca remove absent.pem").code, 3);
     EXPECT_EQ(cert("ca remove ../../other/ca.pem").code, 1);
     EXPECT_EQ(cert("demo-ca other --issue ../escape").code, 2);
-    EXPECT_EQ(cert("demo-ca foreign --issue one").code, 0);
+    expectDone("demo-ca foreign --issue one");
     const Result stranger = cert("revoke other/one.pem --ca foreign");
     EXPECT_EQ(stranger.code, 1);
-    const Result nowhere = cert("revoke other/one.pem --ca nowhere");
-    EXPECT_EQ(nowhere.code, 3);
-    EXPECT_EQ(nowhere.output, "tarnctl: there is no demonstration authority in nowhere\n");
     EXPECT_THAT(stranger.output, HasSubstr("is not one of the authority in foreign"));
 
     const std::string folder = std::string(TarnHostDir()) + "/cert";
