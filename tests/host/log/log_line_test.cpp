@@ -24,8 +24,8 @@ TEST(LogLine, HasTimeLevelProcessThreadAndPlace) {
 
 TEST(LogLine, NamesEveryLevelAndKeepsItsFieldsApart) {
     const LogFile log = createLog("levels.log");
-    const std::pair<uint8_t, const char*> levels[] = {{1, "ERROR"}, {2, "WARNING"}, {3, "INFO"}, {4, "DEBUG"},
-                                                      {5, "LEVEL-5"}};
+    const std::pair<uint8_t, const char*> levels[] = {
+        {1, "ERROR"}, {2, "WARNING"}, {3, "INFO"}, {4, "DEBUG"}, {5, "LEVEL-5"}};
     for (const auto& [level, word] : levels) {
         TarnOmLogModuleLogRecord(level, log.id, "a b\n", 4, 1, "x");
         const std::string line = linesOf(log.path()).back();
@@ -78,10 +78,9 @@ TEST(LogClient, RefusesUnusableCreationRecords) {
     };
     ASSERT_EQ(TarnOmLogClientInit("C", 1), 0U);
     const std::string noEnd(sizeof OmLogCreationRecord::name, 'a');
-    expectAll(kInvalid,
-              {create(512, 9, 1000, ""), create(512, 9, 1000, "a/b"), create(512, 9, 1000, noEnd),
-               create(0, 9, 1000, "a"), create(4097, 9, 1000, "a"), create(512, 1000, 1, "a"), create(512, 9, 0, "a"),
-               TarnOmLogCreateLog(nullptr, &info), TarnOmLogClientInit(nullptr, 1)});
+    expectAll(kInvalid, {create(512, 9, 1000, ""), create(512, 9, 1000, "a/b"), create(512, 9, 1000, noEnd),
+                         create(0, 9, 1000, "a"), create(4097, 9, 1000, "a"), create(512, 1000, 1, "a"),
+                         create(512, 9, 0, "a"), TarnOmLogCreateLog(nullptr, &info), TarnOmLogClientInit(nullptr, 1)});
     const OmLogCreationRecord usable = {512, 9, 1000, "usable"};
     EXPECT_EQ(TarnOmLogClientUnInit(), 0U);
     expectAll(ENOTCONN, {TarnOmLogClientUnInit(), TarnOmLogCreateLog(&usable, &info)});

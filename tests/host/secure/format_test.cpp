@@ -50,8 +50,8 @@ TEST(SecureFormat, RefusesWhatItCannotWriteOrFollow) {
 TEST(SecureFormat, FindsANullTextAmongOtherArguments) {
     char text[64];
     const auto write = [&text](const char* last) {
-        return formatted(text, sizeof text, "%c %hd %ld %zu %Lf %.2f %*d %.*s %s", 'c', 2, 4L, sizeof(int), 1.5L, 2.5, 4,
-                         10, 2, "cut", last);
+        return formatted(text, sizeof text, "%c %hd %ld %zu %Lf %.2f %*d %.*s %s", 'c', 2, 4L, sizeof(int), 1.5L, 2.5,
+                         4, 10, 2, "cut", last);
     };
     EXPECT_GT(write("end"), 0);
     EXPECT_STREQ("c 2 4 4 1.500000 2.50   10 cu end", text);

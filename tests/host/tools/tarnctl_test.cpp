@@ -251,8 +251,9 @@ TEST(Tarnctl, WritesChecksAndShowsSettings) {
     EXPECT_EQ(ConfConfigGetValueByName("ignoreLayoutStrategy", value, sizeof value), 0U);
     EXPECT_STREQ(value, "0");
 
-    writeFile(file, "<s><i name='isStopCastWhenConfEnd'>0x10</i>\n<i name='ISSTOPCASTWHENCONFEND'>1</i>\n"
-                    "<i name='other'>1</i></s>");
+    writeFile(file,
+              "<s><i name='isStopCastWhenConfEnd'>0x10</i>\n<i name='ISSTOPCASTWHENCONFEND'>1</i>\n"
+              "<i name='other'>1</i></s>");
     EXPECT_THAT(outputOf({"settings"}), HasSubstr("isStopCastWhenConfEnd              16 "));
     EXPECT_THAT(outputOf({"settings", "--check", file}),
                 testing::AllOf(HasSubstr(":2: ISSTOPCASTWHENCONFEND stands there before"),
