@@ -9,12 +9,10 @@
 
 namespace {
 
-using testing::AllOf;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::Not;
 using testing::UnorderedElementsAre;
 
 using namespace tarn::test;
@@ -94,27 +92,6 @@ TEST_F(TrustStore, OfTwoCertificatesWithOneSubjectOneStays) {
     rebuild();
     EXPECT_THAT(stored(), ElementsAre(subjectHash(twin.certificate) + ".0"));
     EXPECT_THAT(errors(), IsEmpty());
-    platform.failNth("OsCopyFile", 1);
-    rebuild();
-    EXPECT_THAT(errors(), ElementsAre("[ConfCertCopyDirFile]copy error[5].errno[28]"));
-}
-
-TEST_F(TrustStore, OnlyOfListsItIsToldThatAHashNameDoesNotFit) {
-    scriptedPaths().storage = directoryOfLength(503);
-    const std::set<std::string> names = {"a.pem", "123456789.pem", "crl.pem", "crl456789.pem"}; // paths or hash names
-    for (const std::string& name : names) {
-        writeFile(scriptedPaths().storage + name,
-                  name.starts_with("crl") ? crlPem(pki().root) : pem(pki().root.certificate));
-    }
-    scriptedPaths().storage.pop_back();
-    rebuild();
-    EXPECT_EQ(namesIn(scriptedPaths().storage), names);
-    EXPECT_THAT(errors(),
-                ElementsAre("[ConfCertCreateCrlSoftLink]sprintf fail!", "[ConfCertCreateCrlSoftLink]sprintf fail!"));
-    platform.clearLogs();
-    platform.failNth("OsOpenDir", 3);
-    rebuild();
-    EXPECT_THAT(errors(), IsEmpty());
 }
 
 TEST_F(TrustStore, BadFilesAreToldAndPassedOver) {
@@ -123,26 +100,18 @@ TEST_F(TrustStore, BadFilesAreToldAndPassedOver) {
     encrypted.insert(encrypted.find('\n') + 1,
                      "Proc-Type: 4,ENCRYPTED\nDEK-Info: AES-128-CBC,"
                      "00112233445566778899AABBCCDDEEFF\n\n");
-    writeFile(scratch / "ca/1-empty.pem", "");
-    writeFile(scratch / "ca/2-binary.pem", std::string(1000, '\xFF') + std::string(1000, '\0'));
-    writeFile(scratch / "ca/3-truncated.pem", good.substr(0, good.size() / 2));
-    writeFile(scratch / "ca/4-large.pem", std::string(size_t{10} << 20, 'A'));
-    writeFile(scratch / "ca/5-encrypted.pem", encrypted);
-    writeFile(scratch / "ca/6-good.pem", good);
-    std::filesystem::create_directory(scratch / "ca/7-directory.pem");
-    std::filesystem::create_directory(scratch / "storage/8-directory.pem");
-    std::filesystem::create_symlink("nowhere", scratch / "storage/9-dangling.pem");
-    std::filesystem::create_symlink("nowhere", scratch / "storage/crl-dangling.pem");
+    writeFile(scratch / "ca/1-truncated.pem", good.substr(0, good.size() / 2));
+    writeFile(scratch / "ca/2-encrypted.pem", encrypted); // nobody is asked for a pass phrase
+    writeFile(scratch / "ca/3-good.pem", good);
+    std::filesystem::create_directory(scratch / "ca/4-directory.pem");
+    std::filesystem::create_symlink("nowhere", scratch / "storage/5-dangling.pem");
     rebuild();
     const std::string hash = subjectHash(pki().root.certificate) + ".0";
-    EXPECT_THAT(stored(),
-                AllOf(Contains(hash), Not(Contains("6-good.pem")), Contains("5-encrypted.pem"), testing::SizeIs(9)));
-    std::vector<std::string> told = errors();
-    EXPECT_THAT(told, Contains(HasSubstr("[ConfCertCopyDirFile]copy error[")).Times(1));
-    EXPECT_THAT(told, Contains("[ConfCertCreateCertSoftLink]PEM_read_bio_X509 err.").Times(6));
-    EXPECT_THAT(told, Contains("[ConfCertCreateCertSoftLink]BIO_new_file err.").Times(1));
-    EXPECT_THAT(told, Contains("[ConfCertCreateCrlSoftLink]open file failed").Times(1));
-    EXPECT_THAT(told, testing::SizeIs(9));
+    EXPECT_THAT(stored(), UnorderedElementsAre(hash, "1-truncated.pem", "2-encrypted.pem", "5-dangling.pem"));
+    EXPECT_THAT(errors(), UnorderedElementsAre(HasSubstr("[ConfCertCopyDirFile]copy error["),
+                                               "[ConfCertCreateCertSoftLink]PEM_read_bio_X509 err.",
+                                               "[ConfCertCreateCertSoftLink]PEM_read_bio_X509 err.",
+                                               "[ConfCertCreateCertSoftLink]BIO_new_file err."));
 
     // The hash name is taken by a directory.
     std::filesystem::remove(scratch / ("storage/" + hash));
@@ -164,17 +133,12 @@ TEST_F(TrustStore, PathsThatAreMissingOrTooLong) {
     EXPECT_THAT(errors(),
                 ElementsAre("[ConfCertCopyDirFile]sprintf fail!", "[ConfCertCopyDirFile]SCRATCH/absent/ is empty."));
 
-    // Without a storage path the store stays where it was; one that is too long leaves none.
-    for (const std::string& storage : {std::string(), std::string(600, 's')}) {
-        scriptedPaths().storage = storage;
-        platform.clearLogs();
-        service.caDirectory = scratch / "ca";
-        rebuild();
-        char store[512];
-        ConfCertGetAddrCaPath(store);
-        EXPECT_EQ(store, storage.empty() ? scratch / "storage/" : "");
-        EXPECT_THAT(textsAt(CONF_LOG_ERROR), testing::SizeIs(storage.empty() ? 3 : 6));
-    }
+    // Without a storage path the store stays where it was.
+    scriptedPaths().storage = "";
+    rebuild();
+    char store[512];
+    ConfCertGetAddrCaPath(store);
+    EXPECT_EQ(store, scratch / "storage/");
 
     // One that leaves no room for its slash leaves no store, and neither source is known.
     scriptedPaths().storage = std::string(511, 's');
@@ -186,13 +150,8 @@ TEST_F(TrustStore, PathsThatAreMissingOrTooLong) {
                             "[ConfCertUpdateLdapCert]conf secure func failed, err = -1!\n",
                             "[ConfCertUpdateLdapCert]conf secure func failed, err = -1!\n",
                             "[ConfCertCopyDirFile]path is null!", "[ConfCertCopyDirFile]path is null!"));
-    platform.failNth("TarnOmCertGetCertPath", 1);
-    platform.clearLogs();
-    rebuild();
-    EXPECT_THAT(errors(), Contains("[ConfCertUpdateLdapCert]ConfCertGetCaPath error."));
-    platform.failNth("TarnOmCertGetCertPath", 2);
-    rebuild();
-    EXPECT_THAT(errors(), Contains("[ConfCertUpdateLdapCert]ConfCertGetCrlPath error."));
+    ConfCertGetAddrCaPath(store);
+    EXPECT_STREQ(store, "");
 }
 
 // The fixed paths stand at the root, so that the test needs a root of its own.
@@ -223,7 +182,6 @@ TEST_F(TrustStore, FixedPathsAreEmptiedAndLinked) {
     char store[512];
     ConfCertGetAddrCaPath(store);
     EXPECT_STREQ(store, "/data/tarn_conference/CA/");
-    sweepPlatformFailures(rebuild, [](size_t, bool) {});
     // A store that is gone is told with its path masked.
     std::filesystem::remove_all("/data/tarn_conference");
     platform.clearLogs();
