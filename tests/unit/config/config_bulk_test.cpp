@@ -76,36 +76,24 @@ TEST_F(ConfigBulk, AReadIsOneCallOfTheServiceAndAnswersEveryItem) {
     EXPECT_THAT(cut.results(),
                 ElementsAre(Pair(std::string(127, 'k'), "long"), Pair("Conf.k2", std::string(1023, 'w'))));
     EXPECT_EQ(std::strlen(cut.items()[0].value), 1023U);
-    service.afterRead = nullptr;
-    // An answer that cannot be copied is attached all the same.
-    Block lost({keyValue("Conf.k2", "")});
-    platform.failNth("memcpy_s", 1);
-    EXPECT_EQ(lost.read(), CONF_CONFIG_FAILED);
-    EXPECT_THAT(lost.results(), ElementsAre(Pair("", "vvvv")));
-    Block none({}, 1151);
-    none->listLen = 3;
-    EXPECT_EQ(none.read(), 0U);
-    EXPECT_EQ(none->resultLength, 0U);
 }
 
 TEST_F(ConfigBulk, BlocksThatDoNotFitAreRefusedUnread) {
     Block block({keyValue("Conf.a", "1")});
     const uint32_t size = GetMeetingServerMsgBlockSize(block.get());
     EXPECT_THAT(Codes({ConfConfigGetConfConfig(0, nullptr, size), ConfConfigSetConfConfig(0, nullptr),
-                       ConfConfigGetConfConfig(0, block.get(), size - 1), ConfConfigGetConfConfig(0, block.get(), 0)}),
+                       ConfConfigGetConfConfig(0, block.get(), size - 1)}),
                 Each(CONF_CONFIG_FAILED));
     EXPECT_EQ(logsWith("Null ptr."), 2U);
-    for (const uint32_t length : {0U, size, 0xFFFFFFA0U, 0xFFFFFFA1U, 0xFFFFFFFFU}) { // the last two wrap around
+    for (const uint32_t length : {0U, size, 0xFFFFFFA1U}) { // the last wraps around
         block->dataLength = length;
         EXPECT_EQ(ConfConfigGetConfConfig(0, block.get(), size), CONF_CONFIG_FAILED) << length;
     }
-    EXPECT_EQ(logsWith("[ConfConfigGetConfConfig]condition false."), 7U);
+    EXPECT_EQ(logsWith("[ConfConfigGetConfConfig]condition false."), 4U);
     block->dataLength = sizeof(ConfConfigKeyValue);
-    for (const uint32_t listLen : {501U, 0xFFFFFFFFU}) {
-        block->listLen = listLen;
-        EXPECT_THAT(Codes({block.read(), block.write()}), Each(CONF_CONFIG_FAILED));
-        EXPECT_EQ(logsWith("Input listLen = " + std::to_string(static_cast<int>(listLen)) + " is out of range!"), 2U);
-    }
+    block->listLen = 501;
+    EXPECT_THAT(Codes({block.read(), block.write()}), Each(CONF_CONFIG_FAILED));
+    EXPECT_EQ(logsWith("Input listLen = 501 is out of range!"), 2U);
     EXPECT_EQ(platform.count("TarnOmConfigStringMget") + platform.count("TarnOmConfigStringMset"), 0U);
 }
 
@@ -148,15 +136,11 @@ TEST_F(ConfigBulk, AWriteIsWholeOrNotAtAll) {
     Block tooLongToEncrypt({keyValue("Conf.good", "1"), keyValue("Conf.H323CallParam.gkPwd", std::string(200, 'p'))});
     takeLogs();
     EXPECT_EQ(tooLongToEncrypt.write(), 1U);
-    platform.failNth("TarnOmConfigcopyStr2Key", 1);
-    EXPECT_EQ(tooLongToEncrypt.write(), CONF_CONFIG_FAILED);
     // Each step is told before it is tried.
-    const std::string length = "3 [ConfConfigSetConfConfig]ConfConfigGetConfConfigset listLen = 2.\n";
-    const std::string prefix = "ConfConfigSetConfConfig ";
     EXPECT_THAT(takeLogs("ConfConfigSetConfConfig"),
-                ElementsAre(length, prefix + "key= Conf.good.\n", prefix + "val= 1.\n",
-                            prefix + "key= Conf.H323CallParam.gkPwd.\n", "condition false.", length,
-                            prefix + "key= Conf.good.\n", prefix + "val= 1.\n", "TarnOmConfigcopyStr2Key fail"));
+                ElementsAre("3 [ConfConfigSetConfConfig]ConfConfigGetConfConfigset listLen = 2.\n",
+                            "ConfConfigSetConfConfig key= Conf.good.\n", "ConfConfigSetConfConfig val= 1.\n",
+                            "ConfConfigSetConfConfig key= Conf.H323CallParam.gkPwd.\n", "condition false."));
     EXPECT_EQ(std::strlen(tooLongToEncrypt.items()[1].value), 200U);
     EXPECT_THAT(service.writes, IsEmpty());
 }
@@ -171,18 +155,16 @@ TEST_F(ConfigBulk, SingleNumbersGoStraightToTheService) {
     EXPECT_THAT(std::vector({ConfConfigGetIntValue("Conf.int"), ConfConfigGetIntValue("Conf.hex"),
                              ConfConfigGetIntValue("Conf.bad")}),
                 ElementsAre(INT32_MIN, 31, 1));
-    EXPECT_EQ(ConfConfigGetUint64Value("Conf.hex", &number), 0U);
-    EXPECT_EQ(number, 31U);
     EXPECT_EQ(ConfConfigGetUint64Value("Conf.bad", &number), 0U);
     platform.clearLogs();
     EXPECT_THAT(Codes({ConfConfigSetIntValue(nullptr, 1), ConfConfigSetUint64Value(nullptr, 1),
-                       ConfConfigGetUint64Value(nullptr, &number), ConfConfigGetUint64Value("Conf.bad", nullptr)}),
+                       ConfConfigGetUint64Value("Conf.bad", nullptr)}),
                 Each(1));
     EXPECT_EQ(ConfConfigGetIntValue(nullptr), 1);
     EXPECT_EQ(number, 12U);
     EXPECT_THAT(takeLogs("ConfConfigGetUint64Value"),
                 ElementsAre("1 [ConfConfigSetIntValue]key is null.", "1 [ConfConfigSetUint64Value]key is null.",
-                            "Null ptr.", "Null ptr.", "1 [ConfConfigGetIntValue]Null ptr."));
+                            "Null ptr.", "1 [ConfConfigGetIntValue]Null ptr."));
 }
 
 } // namespace

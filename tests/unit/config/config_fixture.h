@@ -23,7 +23,7 @@ ConfConfigKeyValue keyValue(std::string_view key, std::string_view value);
 
 class ConfigTest : public ScriptedPlatformTest {
  protected:
-    static constexpr size_t kCallbacks = 210;
+    static constexpr size_t kCallbacks = 201;
 
     void SetUp() override;
     void TearDown() override;

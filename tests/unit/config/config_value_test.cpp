@@ -12,7 +12,6 @@ namespace {
 using namespace testing;
 
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
-const double kNotANumber = std::nan("");
 const std::string kPadding(16, 'Z');
 
 template <typename Make, typename Plain>
@@ -39,80 +38,72 @@ class Variable {
     std::string memory_ = kPadding;
 };
 
-// The model of an integer variable: its low bytes, widened.
-int64_t widened(uint64_t bits, uint32_t width, bool isSigned) {
-    const uint32_t unused = 64 - 8 * width;
-    return isSigned ? static_cast<int64_t>(bits << unused) >> unused : static_cast<int64_t>(bits << unused >> unused);
-}
-
-std::vector<uint64_t> integers() {
-    std::vector<uint64_t> made = {0, 1, 2, 44, 300, 0xFFFFFFFFFFFFFF80, 0xFFFFFFFFFFFFFFFF};
-    for (const int bits : {7, 8, 15, 16, 31, 32, 63}) {
-        made.insert(made.end(), {(uint64_t{1} << bits) - 1, uint64_t{1} << bits});
-    }
-    return made;
-}
-
 class ConfigValue : public ScriptedPlatformTest {};
 
-TEST_F(ConfigValue, IntegersOfEveryWidthFollowTheModel) {
-    for (const uint32_t width : {1U, 2U, 4U, 8U}) {
-        for (const uint64_t old : integers()) {
-            for (const uint64_t wanted : integers()) {
-                SCOPED_TRACE(testing::Message() << width << " bytes hold " << old << ", wanted " << wanted);
-                ConfConfigValue read = {};
-                Variable number(&old, width);
-                ASSERT_EQ(ConfConfigD2Int(&read, number.address(), width), 0U);
-                EXPECT_EQ(read.value.asInt, widened(old, width, true));
-                ASSERT_EQ(ConfConfigD2UInt(&read, number.address(), width), 0U);
-                EXPECT_EQ(read.value.asInt, widened(old, width, false));
-
-                const ConfConfigValue signedHolder = holder(ConfConfigInt2V, static_cast<int64_t>(wanted));
-                const bool same = widened(old, width, true) == static_cast<int64_t>(wanted);
-                EXPECT_EQ(ConfConfigV2DByType(&signedHolder, number.address(), width, CONF_CONFIG_TYPE_INT), same);
-                EXPECT_TRUE(number.holds(&wanted) || (same && number.holds(&old)));
-
-                Variable bits(&old, width);
-                const ConfConfigValue unsignedHolder = holder(ConfConfigUInt2V, wanted);
-                const bool sameBits = static_cast<uint64_t>(widened(old, width, false)) == wanted;
-                EXPECT_EQ(ConfConfigV2DByType(&unsignedHolder, bits.address(), width, CONF_CONFIG_TYPE_UINT), sameBits);
-                EXPECT_TRUE(bits.holds(&wanted));
-
-                Variable flag(&old, width);
-                const uint64_t oldFlag = static_cast<uint64_t>(widened(old, width, false));
-                const uint64_t wantedFlag = wanted != 0;
-                ASSERT_EQ(ConfConfigD2Bool(&read, flag.address(), width), 0U);
-                EXPECT_EQ(read.value.asBool, oldFlag != 0);
-                EXPECT_EQ(ConfConfigV2DByType(&signedHolder, flag.address(), width, CONF_CONFIG_TYPE_BOOL),
-                          oldFlag == wantedFlag);
-                EXPECT_TRUE(flag.holds(&wantedFlag));
-            }
+TEST_F(ConfigValue, IntegersOfEveryWidthAreReadAndWritten) {
+    const struct {
+        uint32_t width;
+        uint64_t bits; // of the variable
+        int64_t asInt;
+        uint64_t asUInt;
+        uint64_t tooWide; // a value whose low bytes the variable takes
+    } rows[] = {
+        {1, 0x80, -128, 128, 300},
+        {2, 0x8001, -32767, 32769, 0x12345},
+        {4, 0xFFFFFFFF, -1, 0xFFFFFFFF, 0x123456789},
+        {8, 1ULL << 63, INT64_MIN, 1ULL << 63, UINT64_MAX},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.width);
+        Variable number(&row.bits, row.width);
+        ConfConfigValue read = {};
+        EXPECT_EQ(ConfConfigD2Int(&read, number.address(), row.width), 0U);
+        EXPECT_EQ(read.value.asInt, row.asInt);
+        EXPECT_EQ(ConfConfigD2UInt(&read, number.address(), row.width), 0U);
+        EXPECT_EQ(static_cast<uint64_t>(read.value.asInt), row.asUInt);
+        EXPECT_EQ(ConfConfigD2Bool(&read, number.address(), row.width), 0U);
+        EXPECT_EQ(read.value.asBool, 1U);
+        const auto write = [&](const ConfConfigValue& value, uint32_t type) {
+            return ConfConfigV2DByType(&value, number.address(), row.width, type);
+        };
+        EXPECT_EQ(write(holder(ConfConfigInt2V, row.asInt), CONF_CONFIG_TYPE_INT), CONF_CONFIG_UNCHANGED);
+        EXPECT_EQ(write(holder(ConfConfigUInt2V, row.asUInt), CONF_CONFIG_TYPE_UINT), CONF_CONFIG_UNCHANGED);
+        // What does not fit is written again each time.
+        for (int time = 0; time < 2; ++time) {
+            EXPECT_EQ(write(holder(ConfConfigUInt2V, row.tooWide), CONF_CONFIG_TYPE_UINT), row.width == 8 && time == 1);
+            EXPECT_TRUE(number.holds(&row.tooWide));
         }
-    }
-}
-
-template <typename Float>
-void checkFloats() {
-    for (const double old : {0.0, 0.1, -2.5, kNotANumber, kInfinity}) {
-        for (const double wanted : {0.0, -0.0, 0.1, 1e300, kNotANumber, kInfinity}) {
-            SCOPED_TRACE(testing::Message() << sizeof(Float) << " bytes hold " << old << ", wanted " << wanted);
-            const auto stored = static_cast<Float>(old);
-            const auto narrowed = static_cast<Float>(wanted);
-            const bool same = static_cast<double>(stored) == wanted;
-            Variable number(&stored, sizeof stored);
-            ConfConfigValue read = {};
-            ASSERT_EQ(ConfConfigD2Float(&read, number.address(), sizeof stored), 0U);
-            EXPECT_TRUE(read.value.asFloat == static_cast<double>(stored) || std::isnan(old));
-            const ConfConfigValue value = holder(ConfConfigFloat2V, wanted);
-            EXPECT_EQ(ConfConfigV2DByType(&value, number.address(), sizeof stored, CONF_CONFIG_TYPE_FLOAT), same);
-            EXPECT_TRUE(number.holds(same ? &stored : &narrowed));
-        }
+        const uint64_t one = 1;
+        EXPECT_EQ(write(holder(ConfConfigInt2V, int64_t{7}), CONF_CONFIG_TYPE_BOOL), 0U);
+        EXPECT_TRUE(number.holds(&one));
+        EXPECT_EQ(write(holder(ConfConfigInt2V, int64_t{7}), CONF_CONFIG_TYPE_BOOL), CONF_CONFIG_UNCHANGED);
+        EXPECT_EQ(write(holder(ConfConfigInt2V, int64_t{-1}), CONF_CONFIG_TYPE_INT), 0U);
+        EXPECT_EQ(write(holder(ConfConfigInt2V, int64_t{-1}), CONF_CONFIG_TYPE_INT), CONF_CONFIG_UNCHANGED);
     }
 }
 
 TEST_F(ConfigValue, FloatsCompareAsDoublesAndAreNarrowedWhenStored) {
-    checkFloats<float>();
-    checkFloats<double>();
+    const float half = 0.5F;
+    const auto tenth = static_cast<float>(0.1);
+    Variable narrow(&half, sizeof half);
+    ConfConfigValue read = {};
+    EXPECT_EQ(ConfConfigD2Float(&read, narrow.address(), sizeof half), 0U);
+    EXPECT_EQ(read.value.asFloat, 0.5);
+    const auto write = [](Variable& number, uint32_t width, double wanted) {
+        const ConfConfigValue value = holder(ConfConfigFloat2V, wanted);
+        return ConfConfigV2DByType(&value, number.address(), width, CONF_CONFIG_TYPE_FLOAT);
+    };
+    EXPECT_EQ(write(narrow, sizeof half, 0.5), CONF_CONFIG_UNCHANGED);
+    for (int time = 0; time < 2; ++time) {
+        EXPECT_EQ(write(narrow, sizeof half, 0.1), 0U);
+        EXPECT_TRUE(narrow.holds(&tenth));
+    }
+    const double old = -2.5;
+    const double wanted = 0.1;
+    Variable wide(&old, sizeof old);
+    EXPECT_EQ(write(wide, sizeof old, wanted), 0U);
+    EXPECT_TRUE(wide.holds(&wanted));
+    EXPECT_EQ(write(wide, sizeof old, wanted), CONF_CONFIG_UNCHANGED);
 }
 
 TEST_F(ConfigValue, EachTypeReadsAsEachOther) {
@@ -126,25 +117,18 @@ TEST_F(ConfigValue, EachTypeReadsAsEachOther) {
         {holder(ConfConfigInt2V, INT64_MIN), INT64_MIN, 1ULL << 63, -9223372036854775808.0, 1},
         {holder(ConfConfigUInt2V, UINT64_MAX), -1, UINT64_MAX, 18446744073709551616.0, 1},
         {holder(ConfConfigFloat2V, -2.9), -2, 0, -2.9, 1},
-        {holder(ConfConfigFloat2V, 0.4), 0, 0, 0.4, 1},
-        {holder(ConfConfigFloat2V, -0.0), 0, 0, 0.0, 0},
         {holder(ConfConfigFloat2V, 1e19), INT64_MAX, 10000000000000000000ULL, 1e19, 1},
         {holder(ConfConfigFloat2V, kInfinity), INT64_MAX, UINT64_MAX, kInfinity, 1},
         {holder(ConfConfigFloat2V, -kInfinity), INT64_MIN, 0, -kInfinity, 1},
-        {holder(ConfConfigBool2V, 1U), 1, 1, 1.0, 1},
         {holder(ConfConfigBool2V, 0x100U), 0, 0, 0.0, 0},
         {holder(ConfConfigStr2V, "-12.5x"), -12, static_cast<uint64_t>(-12), -12.5, 0},
         {holder(ConfConfigStr2V, "18446744073709551615"), INT64_MAX, UINT64_MAX, 18446744073709551615.0, 1},
-        {holder(ConfConfigStr2V, "abc"), 0, 0, 0.0, 0},
         {holder(ConfConfigStr2V, "TRUE"), 0, 0, 0.0, 1},
         {holder(ConfConfigStr2V, "tomorrow"), 0, 0, 0.0, 1},
         {holder(ConfConfigStr2V, " 1"), 1, 1, 1.0, 0},
         {holder(ConfConfigStr2V, "256"), 256, 256, 256.0, 0},
-        {holder(ConfConfigStr2V, "7"), 7, 7, 7.0, 1},
         {ConfConfigValue{CONF_CONFIG_TYPE_STR, {}, 1}, 0, 0, 0.0, 0},
-        {ConfConfigValue{CONF_CONFIG_TYPE_NONE, {5}, 0}, 0, 0, 0.0, 0},
         {ConfConfigValue{CONF_CONFIG_TYPE_DATA, {5}, 4}, 0, 0, 0.0, 0},
-        {ConfConfigValue{99, {5}, 0}, 0, 0, 0.0, 0},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(testing::Message() << "row " << &row - rows);
@@ -153,7 +137,7 @@ TEST_F(ConfigValue, EachTypeReadsAsEachOther) {
         EXPECT_EQ(ConfConfigV2Float(&row.value), row.asFloat);
         EXPECT_EQ(ConfConfigV2Bool(&row.value), row.asBool);
     }
-    const ConfConfigValue notANumber = holder(ConfConfigFloat2V, kNotANumber);
+    const ConfConfigValue notANumber = holder(ConfConfigFloat2V, std::nan(""));
     EXPECT_EQ(ConfConfigV2Int(&notANumber), 0);
     EXPECT_EQ(ConfConfigV2UInt(&notANumber), 0U);
     EXPECT_EQ(ConfConfigV2Bool(&notANumber), 1U);
@@ -186,14 +170,13 @@ TEST_F(ConfigValue, NullAndUnknownWidthsAndTypesAreRefusedAndNothingIsWritten) {
         EXPECT_EQ(ConfConfigV2DByType(from, variable, width, type), CONF_CONFIG_FAILED) << type;
         EXPECT_EQ(ConfConfigD2VByType(to, variable, width, type), CONF_CONFIG_FAILED) << type;
     };
-    for (const uint32_t type : {0U, 1U, 2U, 3U, 4U, 7U, 0xFFFFFFFFU}) {
-        for (const uint32_t width : {0U, 3U, 5U, 16U, 0xFFFFFFFFU}) {
-            refused(&one, &read, memory.data(), width, type);
-        }
-    }
     for (uint32_t type = 0; type < 8; ++type) {
         refused(nullptr, nullptr, memory.data(), 4, type);
         refused(&one, &read, nullptr, 4, type);
+        if (type != CONF_CONFIG_TYPE_STR && type != CONF_CONFIG_TYPE_DATA) {
+            refused(&one, &read, memory.data(), 3, type);
+            refused(&one, &read, memory.data(), 16, type);
+        }
     }
     EXPECT_THAT(Codes({ConfConfigFloat2D(&one, memory.data(), 2), ConfConfigCheckStr(&one, nullptr, 4),
                        ConfConfigStr2V(&read, nullptr), ConfConfigData2V(&read, nullptr, 4)}),
@@ -213,7 +196,6 @@ TEST_F(ConfigValue, HoldersAreRenderedWholeOrRefused) {
         {holder(ConfConfigBool2V, 1U), "TRUE"},
         {holder(ConfConfigBool2V, 0U), "FALSE"},
         {holder(ConfConfigStr2V, "a b"), "a b"},
-        {holder(ConfConfigStr2V, ""), ""},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.text);

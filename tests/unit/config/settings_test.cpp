@@ -94,9 +94,8 @@ TEST_F(Settings, OneBadSettingLeavesNone) {
     const std::string good = "<s name='ignoreLayoutStrategy'>1</s>";
     const std::string tooLong(128, 'v');
     for (const std::string& bad :
-         {std::string(), std::string("no XML"), std::string("<root/>"), std::string("<root>text</root>"),
-          "<root>" + good, "<root>" + good + "<s>1</s></root>", "<root>" + good + "<s name='n'></s></root>",
-          "<root>" + good + "<s name='" + tooLong + "'>1</s></root>",
+         {std::string("no XML"), std::string("<root>text</root>"), "<root>" + good + "<s>1</s></root>",
+          "<root>" + good + "<s name='n'></s></root>", "<root>" + good + "<s name='" + tooLong + "'>1</s></root>",
           "<root>" + good + "<s name='n'>" + tooLong + "</s></root>"}) {
         withFile(bad, 1, [&] {
             EXPECT_EQ(g_configManager.items, nullptr);
