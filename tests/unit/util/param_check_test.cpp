@@ -3,8 +3,6 @@
 #include <cstring>
 #include <iterator>
 #include <memory>
-#include <optional>
-#include <random>
 #include <string>
 
 #include "tarn_conference/conf_param.h"
@@ -15,18 +13,7 @@ namespace {
 
 using namespace testing;
 
-class ParamCheck : public ScriptedPlatformTest {
- protected:
-    std::mt19937 random{20240611};
-
-    std::string randomText(const std::string& alphabet, size_t length) {
-        std::string text(length, '\0');
-        for (char& c : text) {
-            c = alphabet[random() % alphabet.size()];
-        }
-        return text;
-    }
-};
+using ParamCheck = ScriptedPlatformTest;
 
 // In a block of its exact size, so that a sanitizer sees any step outside.
 std::string trimmed(const std::string& text) {
@@ -46,41 +33,10 @@ TEST_F(ParamCheck, TrimsBothEndsAndKeepsTheInside) {
     ConfTrim(nullptr);
     EXPECT_THAT(takeLogs("ConfTrimRight"),
                 ElementsAre("Invalid param.", "Invalid param.", "1 [ConfTrim]Invalid param."));
-    platform.failNth("memmove_s", 1);
-    EXPECT_EQ(trimmed(" a "), " a");
-}
-
-// The 16-bit rule, step by step, on a text with everything behind it.
-std::string slowTrim(std::string text) {
-    const std::string white = " \t\n\v\f\r";
-    const size_t skipped = std::min(text.find_first_not_of(white), text.size());
-    const size_t moved = (text.size() % 65536 + 65536 * 2 - skipped % 65536) % 65536 + 1;
-    std::string block = text + '\0';
-    for (size_t i = 0; i < moved; ++i) {
-        block[i] = block[i + skipped];
-    }
-    text = block.c_str();
-    const size_t length = text.size() % 65536;
-    if (length == 0) {
-        return text;
-    }
-    const size_t last = text.substr(0, length).find_last_not_of(white);
-    return last == std::string::npos ? "" : text.substr(0, last + 1);
-}
-
-TEST_F(ParamCheck, TrimAgreesWithASlowModel) {
-    for (int round = 0; round < 2000; ++round) {
-        const std::string text = randomText(" \t\rab", random() % 12);
-        ASSERT_EQ(trimmed(text), slowTrim(text)) << '"' << text << '"';
-    }
-    for (const size_t length : {65535U, 65536U, 65537U, 70000U, 131072U, 140000U}) {
-        for (const size_t leading : {0U, 1U, 5000U, 65535U}) {
-            std::string text(length, 'x');
-            std::fill_n(text.begin(), leading, ' ');
-            text.replace(length - 3, 3, "\t \n");
-            ASSERT_EQ(trimmed(text), slowTrim(text)) << length << ' ' << leading;
-        }
-    }
+    // Lengths are counted in 16 bits.
+    const std::string longText(65537, 'x');
+    EXPECT_EQ(trimmed(longText + " "), "xx");
+    EXPECT_EQ(trimmed(" " + longText), "xx");
 }
 
 TEST_F(ParamCheck, AllowsExactlyTheNamedCharacters) {
@@ -108,75 +64,12 @@ TEST_F(ParamCheck, TellsAddressesAndTheirFamilies) {
     check({"10.0.0.256", "host.example", "fe80::1%eth0", "1:2:3:4:5:6:7:8:9", "", nullptr}, kNone);
 }
 
-uint32_t slowCharNum(const std::string& bytes) {
-    uint32_t count = 0;
-    size_t counted = 0;
-    size_t at = 0;
-    while (counted < bytes.size()) {
-        const auto byte = static_cast<unsigned char>(bytes[at]);
-        const size_t step = byte < 0x80 ? 1 : byte >> 5 == 6 ? 2 : byte >> 4 == 14 ? 3 : 0;
-        counted += step == 0 ? 1 : step; // a byte of no sequence is counted again and again
-        at += step;
-        ++count;
-    }
-    return count;
-}
-
-TEST_F(ParamCheck, CountsCharactersAsASlowModelDoes) {
-    // The third is cut inside a sequence.
-    EXPECT_THAT(Codes({ConfParamGetCharNum("\xE4\xBD\xA0", 3), ConfParamGetCharNum("ab\xF0\x9F\x98\x80", 6),
+TEST_F(ParamCheck, CountsCharacters) {
+    // Behind a byte of no sequence each byte counts. The third is cut inside a sequence.
+    EXPECT_THAT(Codes({ConfParamGetCharNum("\xC3\xA4\xE4\xBD\xA0z", 6), ConfParamGetCharNum("ab\xF0\x9F\xC3\xA4", 6),
                        ConfParamGetCharNum("a\xE4", 2), ConfParamGetCharNum("abc", 0), ConfParamGetCharNum(nullptr, 3),
                        CONF_PARAM_2BYTE, CONF_PARAM_3BYTE}),
-                ElementsAre(1, 6, 2, 0, 0, 2, 3));
-    const std::string alphabet("a\0\x7F\xC3\xDF\xE0\xEF\xE4\xC2", 9);
-    for (int round = 0; round < 5000; ++round) {
-        std::string bytes = randomText(alphabet, random() % 20);
-        if (!bytes.empty() && random() % 3 == 0) {
-            bytes[random() % bytes.size()] = static_cast<char>(random());
-        }
-        const auto block = std::make_unique<char[]>(bytes.size());
-        std::memcpy(block.get(), bytes.data(), bytes.size());
-        ASSERT_EQ(ConfParamGetCharNum(block.get(), static_cast<uint32_t>(bytes.size())), slowCharNum(bytes))
-            << testing::PrintToString(bytes);
-    }
-}
-
-__extension__ using Wide = __int128;
-
-int digitValue(char c) {
-    return c >= '0' && c <= '9' ? c - '0' : c >= 'a' && c <= 'f' ? c - 'a' + 10 : 99;
-}
-
-std::optional<int> slowNumber(const std::string& text) {
-    size_t at = 0;
-    while (at < text.size() && (text[at] == ' ' || text[at] == '\t')) {
-        ++at;
-    }
-    const bool negative = at < text.size() && text[at] == '-';
-    at += at < text.size() && (text[at] == '-' || text[at] == '+') ? 1 : 0;
-    int base = at < text.size() && text[at] == '0' ? 8 : 10;
-    if (at + 2 < text.size() && text.compare(at, 2, "0x") == 0 && digitValue(text[at + 2]) < 16) {
-        base = 16;
-        at += 2;
-    }
-    if (at == text.size()) {
-        return std::nullopt;
-    }
-    Wide value = 0;
-    for (; at < text.size(); ++at) {
-        if (digitValue(text[at]) >= base) {
-            return std::nullopt;
-        }
-        value = value * base + digitValue(text[at]);
-        if (value > static_cast<Wide>(LONG_MAX) + 1) {
-            return std::nullopt;
-        }
-    }
-    value = negative ? -value : value;
-    if (value > LONG_MAX) {
-        return std::nullopt;
-    }
-    return static_cast<int>(value);
+                ElementsAre(3, 6, 2, 0, 0, 2, 3));
 }
 
 TEST_F(ParamCheck, ConvertsNumbersOrAnswersTheDefault) {
@@ -190,10 +83,6 @@ TEST_F(ParamCheck, ConvertsNumbersOrAnswersTheDefault) {
     takeLogs();
     EXPECT_EQ(ConfGetAtoi("x", -3), -3);
     EXPECT_THAT(takeLogs("ConfGetAtoi"), ElementsAre("strtol failed. defaultValue:-3"));
-    for (int round = 0; round < 20000; ++round) {
-        const std::string text = randomText("0011789 afx-+", random() % 3 == 0 ? random() % 24 : random() % 5);
-        ASSERT_EQ(ConfGetAtoi(text.c_str(), 12345), slowNumber(text).value_or(12345)) << '"' << text << '"';
-    }
 }
 
 } // namespace
