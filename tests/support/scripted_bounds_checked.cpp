@@ -1,4 +1,5 @@
-// Plain models of the bounds-checked functions: short and slow, written apart from those that ship.
+// Plain models of the bounds-checked functions that the library calls: short and slow, written apart from those that
+// ship.
 #include "scripted_platform.h"
 #include "tarn_platform/bounds_checked.h"
 
@@ -12,7 +13,7 @@ namespace {
 
 errno_t copyBytes(const char* call, void* destination, rsize_t bound, const void* source, rsize_t count) {
     if (ScriptedPlatform::get().enter(call)) {
-        return ScriptedPlatform::get().failureCode();
+        return ScriptedPlatform::get().copyFailureCode;
     }
     if (destination == nullptr) {
         return EINVAL;
@@ -29,7 +30,7 @@ errno_t copyBytes(const char* call, void* destination, rsize_t bound, const void
 errno_t copyText(const char* call, char* destination, rsize_t bound, rsize_t offset, const char* source,
                  rsize_t limit) {
     if (ScriptedPlatform::get().enter(call)) {
-        return ScriptedPlatform::get().failureCode();
+        return ScriptedPlatform::get().copyFailureCode;
     }
     if (destination == nullptr || bound == 0) {
         return EINVAL;
@@ -68,7 +69,7 @@ errno_t memmove_s(void* destination, rsize_t bound, const void* source, rsize_t 
 
 errno_t memset_s(void* destination, rsize_t bound, int value, rsize_t count) {
     if (ScriptedPlatform::get().enter("memset_s")) {
-        return ScriptedPlatform::get().failureCode();
+        return ScriptedPlatform::get().copyFailureCode;
     }
     if (destination == nullptr || count > bound) {
         return EINVAL;
@@ -86,11 +87,7 @@ errno_t strncpy_s(char* destination, rsize_t bound, const char* source, rsize_t 
 }
 
 errno_t strcat_s(char* destination, rsize_t bound, const char* source) {
-    const rsize_t used = destination == nullptr ? 0 : strnlen(destination, bound);
-    if (used == bound) {
-        return ERANGE;
-    }
-    return copyText("strcat_s", destination, bound, used, source, bound);
+    return copyText("strcat_s", destination, bound, strnlen(destination, bound), source, bound);
 }
 
 int sprintf_s(char* destination, rsize_t bound, const char* text, ...) {
@@ -115,15 +112,4 @@ int sscanf_s(const char* text, const char* format, ...) {
     const int stored = std::vsscanf(text, format, arguments);
     va_end(arguments);
     return stored;
-}
-
-char* strtok_s(char* text, rsize_t* length, const char* delimiters, char** context) {
-    ScriptedPlatform::get().enterInfallible("strtok_s");
-    char* const before = text != nullptr ? text : *context;
-    char* const token = strtok_r(text, delimiters, context);
-    if (before != nullptr && *context != nullptr) {
-        const auto advanced = static_cast<rsize_t>(*context - before);
-        *length = advanced > *length ? 0 : *length - advanced;
-    }
-    return token;
 }

@@ -16,8 +16,9 @@ constexpr uint32_t kConfigFailure = 501;
 constexpr uint32_t kNotHeld = 502;
 constexpr uint32_t kTooLong = 503;
 
-bool configCallFails(const char* call) {
-    return ScriptedPlatform::get().enter(call);
+template <typename Work>
+uint32_t configCall(const char* call, Work work) {
+    return ScriptedPlatform::get().enter(call) ? kConfigFailure : work();
 }
 
 // Fills a text field of the client and its length.
@@ -63,11 +64,10 @@ std::string scriptedCipherText(const std::string& plain) {
 } // namespace tarn::test
 
 uint32_t TarnOmConfigInit(uint32_t flag, const char* owner, const char* domain) {
-    if (configCallFails("TarnOmConfigInit")) {
-        return kConfigFailure;
-    }
-    ScriptedConfig::get().connections.push_back(std::to_string(flag) + " " + owner + "/" + domain);
-    return 0;
+    return configCall("TarnOmConfigInit", [&] {
+        ScriptedConfig::get().connections.push_back(std::to_string(flag) + " " + owner + "/" + domain);
+        return 0U;
+    });
 }
 
 uint32_t TarnOmConfigUnInit(const char* domain) {
@@ -77,85 +77,73 @@ uint32_t TarnOmConfigUnInit(const char* domain) {
 }
 
 uint32_t TarnOmConfigNotifyCallback(OmConfigNotifyFunc callback, const char* domain) {
-    if (configCallFails("TarnOmConfigNotifyCallback")) {
-        return kConfigFailure;
-    }
-    ScriptedConfig::get().callback = callback;
-    ScriptedConfig::get().connections.push_back(std::string("=") + domain);
-    return 0;
+    return configCall("TarnOmConfigNotifyCallback", [&] {
+        ScriptedConfig::get().callback = callback;
+        ScriptedConfig::get().connections.push_back(std::string("=") + domain);
+        return 0U;
+    });
 }
 
 uint32_t TarnOmConfigStringGet(ConfConfigOmRecord* record) {
-    const auto& held = ScriptedConfig::get().held;
-    const auto found = held.find(record->key.text);
-    if (configCallFails("TarnOmConfigStringGet")) {
-        return kConfigFailure;
-    }
-    return found == held.end() ? kNotHeld : fillField(record->value, found->second);
+    return configCall("TarnOmConfigStringGet", [&] {
+        const auto& held = ScriptedConfig::get().held;
+        const auto found = held.find(record->key.text);
+        return found == held.end() ? kNotHeld : fillField(record->value, found->second);
+    });
 }
 
 uint32_t TarnOmConfigStringSet(ConfConfigOmRecord record) {
-    return configCallFails("TarnOmConfigStringSet") ? kConfigFailure : write(&record, 1);
+    return configCall("TarnOmConfigStringSet", [&] { return write(&record, 1); });
 }
 
 uint32_t TarnOmConfigStringMget(ConfConfigOmRecord* records, uint32_t count) {
-    if (configCallFails("TarnOmConfigStringMget")) {
-        return kConfigFailure;
-    }
-    ScriptedConfig& service = ScriptedConfig::get();
-    for (uint32_t i = 0; i < count; ++i) {
-        const auto found = service.held.find(records[i].key.text);
-        fillField(records[i].value, found == service.held.end() ? "" : found->second);
-    }
-    if (service.afterRead) {
-        service.afterRead(records, count);
-    }
-    return 0;
+    return configCall("TarnOmConfigStringMget", [&] {
+        ScriptedConfig& service = ScriptedConfig::get();
+        for (uint32_t i = 0; i < count; ++i) {
+            const auto found = service.held.find(records[i].key.text);
+            fillField(records[i].value, found == service.held.end() ? "" : found->second);
+        }
+        if (service.afterRead) {
+            service.afterRead(records, count);
+        }
+        return 0U;
+    });
 }
 
 uint32_t TarnOmConfigStringMset(ConfConfigOmRecord* records, uint32_t count) {
-    return configCallFails("TarnOmConfigStringMset") ? kConfigFailure : write(records, count);
+    return configCall("TarnOmConfigStringMset", [&] { return write(records, count); });
 }
 
 uint32_t TarnOmConfigcopyStr2Key(void* recordKey, const char* text) {
-    if (configCallFails("TarnOmConfigcopyStr2Key")) {
-        return kConfigFailure;
-    }
-    return fillField(*static_cast<ConfConfigOmKey*>(recordKey), text);
+    return configCall("TarnOmConfigcopyStr2Key",
+                      [&] { return fillField(*static_cast<ConfConfigOmKey*>(recordKey), text); });
 }
 
 uint32_t TarnOmConfigcopyStr2Val(void* recordValue, const char* text) {
-    if (configCallFails("TarnOmConfigcopyStr2Val")) {
-        return kConfigFailure;
-    }
-    return fillField(*static_cast<ConfConfigOmValue*>(recordValue), text);
+    return configCall("TarnOmConfigcopyStr2Val",
+                      [&] { return fillField(*static_cast<ConfConfigOmValue*>(recordValue), text); });
 }
 
 uint32_t TarnOmConfigsetIntValue(void* recordValue, int32_t number) {
-    if (configCallFails("TarnOmConfigsetIntValue")) {
-        return kConfigFailure;
-    }
-    return fillField(*static_cast<ConfConfigOmValue*>(recordValue), std::to_string(number));
+    return configCall("TarnOmConfigsetIntValue",
+                      [&] { return fillField(*static_cast<ConfConfigOmValue*>(recordValue), std::to_string(number)); });
 }
 
 uint32_t TarnOmConfigsetUintValue(void* recordValue, uint64_t number) {
-    if (configCallFails("TarnOmConfigsetUintValue")) {
-        return kConfigFailure;
-    }
-    return fillField(*static_cast<ConfConfigOmValue*>(recordValue), std::to_string(number));
+    return configCall("TarnOmConfigsetUintValue",
+                      [&] { return fillField(*static_cast<ConfConfigOmValue*>(recordValue), std::to_string(number)); });
 }
 
 uint32_t TarnOmKeymEncrypt(const char* owner, const char* plain, uint32_t plainLength, char* output,
                            uint32_t* outputLength) {
-    if (configCallFails("TarnOmKeymEncrypt")) {
-        return kConfigFailure;
-    }
-    const std::string text = tarn::test::scriptedCipherText(std::string(plain, plainLength));
-    if (text.size() >= OM_KEY_MAX_OUTPUT) {
-        return kTooLong;
-    }
-    ScriptedConfig::get().keyOwner = owner;
-    std::memcpy(output, text.c_str(), text.size() + 1);
-    *outputLength = static_cast<uint32_t>(text.size());
-    return 0;
+    return configCall("TarnOmKeymEncrypt", [&] {
+        const std::string text = tarn::test::scriptedCipherText(std::string(plain, plainLength));
+        if (text.size() >= OM_KEY_MAX_OUTPUT) {
+            return kTooLong;
+        }
+        ScriptedConfig::get().keyOwner = owner;
+        std::memcpy(output, text.c_str(), text.size() + 1);
+        *outputLength = static_cast<uint32_t>(text.size());
+        return 0U;
+    });
 }

@@ -4,9 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <map>
 #include <mutex>
 #include <ostream>
@@ -33,7 +33,6 @@ struct LogRecord {
 // A block that was asked for and given.
 struct Allocation {
     uint32_t size;
-    uint32_t line;
     std::string file;
 };
 
@@ -48,56 +47,55 @@ class ScriptedPlatform {
     void failNth(const std::string& call, size_t n);
     // The n-th call from now on of any that can fail does fail.
     void failNthOfAny(size_t n);
-    // What a bounds-checked copy returns when it fails as planned; 400 unless a test says otherwise.
-    void setFailureCode(int code);
-    int failureCode() const;
-    // Whether a planned failure has happened.
-    bool failed() const;
+    // What a bounds-checked copy returns when it fails as planned.
+    int copyFailureCode = kDefaultCopyFailure;
+
     // The last call that failed as planned; empty when none did.
+    std::string failedCall() const { return copied(failedCall_); }
     // Whether that call was to format a record for the log.
-    bool failedInRecord() const;
-    std::string failedCall() const;
+    bool failedInRecord() const { return copied(failedInRecord_) && !failedCall().empty(); }
 
     size_t count(const std::string& call) const;
-    std::vector<std::string> calls() const;
-
-    std::vector<LogRecord> logs() const;
+    std::vector<std::string> calls() const { return copied(calls_); }
+    std::vector<LogRecord> logs() const { return copied(logs_); }
     // Texts of the records, "[function]message", in order.
     std::vector<std::string> logTexts() const;
     void clearLogs();
-
-    std::vector<Allocation> allocations() const;
-    size_t liveBlocks() const;
-    int heldMutexes() const;
+    std::vector<Allocation> allocations() const { return copied(allocations_); }
+    size_t liveBlocks() const { return liveBlocks_; }
+    int heldMutexes() const { return heldMutexes_; }
 
     // For the scripted calls themselves: notes the call and says whether it is to fail.
-    bool enter(const char* call);
+    bool enter(const char* call) { return enter(call, true); }
     // The same for calls that never fail in a sweep over all calls, such as those that give something back.
-    bool enterInfallible(const char* call);
+    void enterInfallible(const char* call) { enter(call, false); }
     void addLog(LogRecord record);
     void addAllocation(Allocation allocation);
-    void blockMade();
-    void blockFreed();
-    void mutexTaken();
-    void mutexGiven();
+    void blockMade() { ++liveBlocks_; }
+    void blockFreed() { --liveBlocks_; }
+    void mutexTaken() { ++heldMutexes_; }
+    void mutexGiven() { --heldMutexes_; }
 
  private:
-    static constexpr int kDefaultFailureCode = 400;
+    static constexpr int kDefaultCopyFailure = 400;
 
-    bool enterLocked(const char* call, bool inSweep);
+    template <typename Value>
+    Value copied(const Value& value) const {
+        const std::lock_guard lock(mutex_);
+        return value;
+    }
+    bool enter(const char* call, bool inSweep);
 
     mutable std::mutex mutex_;
     std::vector<std::string> calls_;
-    std::map<std::string, size_t> counts_;
     std::map<std::string, size_t> countdowns_;
     size_t anyCountdown_ = 0;
     std::string failedCall_;
     bool failedInRecord_ = false;
-    int failureCode_ = kDefaultFailureCode;
     std::vector<LogRecord> logs_;
     std::vector<Allocation> allocations_;
-    size_t liveBlocks_ = 0;
-    int heldMutexes_ = 0;
+    std::atomic<size_t> liveBlocks_ = 0;
+    std::atomic<int> heldMutexes_ = 0;
 };
 
 // Starts from a fresh scripted platform, message service included, and ends with no block left and no mutex held.
@@ -111,11 +109,5 @@ class ScriptedPlatformTest : public testing::Test {
  private:
     size_t blocksBefore_ = 0;
 };
-
-// Runs `operation` again and again, making its first, second, ... platform call fail, until it runs through unharmed.
-// After each run no block may be left beyond those before, and no mutex held. `check` sees how many calls there were to
-// fail before the run ended (n) and whether this run had a failure in it.
-void sweepPlatformFailures(const std::function<void()>& operation,
-                           const std::function<void(size_t n, bool failureHappened)>& check);
 
 } // namespace tarn::test

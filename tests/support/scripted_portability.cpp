@@ -18,57 +18,44 @@ bool encodes(uint32_t codePoint) {
 }
 
 void appendUtf8(std::string& text, uint32_t codePoint) {
-    const auto continuation = [&](int shift) { return static_cast<char>(0x80 | ((codePoint >> shift) & 0x3F)); };
     if (codePoint < 0x80) {
         text += static_cast<char>(codePoint);
-    } else if (codePoint < 0x800) {
-        text += static_cast<char>(0xC0 | (codePoint >> 6));
-        text += continuation(0);
-    } else if (codePoint < 0x10000) {
-        text += static_cast<char>(0xE0 | (codePoint >> 12));
-        text += continuation(6);
-        text += continuation(0);
-    } else {
-        text += static_cast<char>(0xF0 | (codePoint >> 18));
-        text += continuation(12);
-        text += continuation(6);
-        text += continuation(0);
+        return;
+    }
+    const int more = codePoint < 0x800 ? 1 : codePoint < 0x10000 ? 2 : 3; // bytes behind the first
+    text += static_cast<char>((0xFF00 >> (more + 1) & 0xFF) | codePoint >> 6 * more);
+    for (int left = more - 1; left >= 0; --left) {
+        text += static_cast<char>(0x80 | (codePoint >> 6 * left & 0x3F));
     }
 }
 
-const char* orEmpty(const char* text) {
-    return text == nullptr ? "" : text;
+int compare(const char* left, const char* right, int (*comparison)(const char*, const char*)) {
+    if (left == nullptr || right == nullptr) {
+        return (left != nullptr ? 1 : 0) - (right != nullptr ? 1 : 0);
+    }
+    return comparison(left, right);
 }
 
 } // namespace
 
 uint32_t MOSS_StrLen(const char* text) {
     ScriptedPlatform::get().enterInfallible("MOSS_StrLen");
-    return static_cast<uint32_t>(std::strlen(orEmpty(text)));
+    return text == nullptr ? 0 : static_cast<uint32_t>(std::strlen(text));
 }
 
 int MOSS_StrCmp(const char* left, const char* right) {
     ScriptedPlatform::get().enterInfallible("MOSS_StrCmp");
-    if (left == nullptr || right == nullptr) {
-        return (left != nullptr ? 1 : 0) - (right != nullptr ? 1 : 0);
-    }
-    return std::strcmp(left, right);
+    return compare(left, right, std::strcmp);
 }
 
 int MOSS_StriCmp(const char* left, const char* right) {
     ScriptedPlatform::get().enterInfallible("MOSS_StriCmp");
-    if (left == nullptr || right == nullptr) {
-        return (left != nullptr ? 1 : 0) - (right != nullptr ? 1 : 0);
-    }
-    return strcasecmp(left, right);
+    return compare(left, right, strcasecmp);
 }
 
 char* MOSS_StrStr(const char* text, const char* part) {
     ScriptedPlatform::get().enterInfallible("MOSS_StrStr");
-    if (text == nullptr || part == nullptr) {
-        return nullptr;
-    }
-    return const_cast<char*>(std::strstr(text, part));
+    return text == nullptr || part == nullptr ? nullptr : const_cast<char*>(std::strstr(text, part));
 }
 
 int MOSS_StrToInt32(const char* text, int32_t* out) {

@@ -3,6 +3,7 @@
 #include <mutex>
 
 #include "scripted_platform.h"
+#include "tarn_platform/os_signal.h"
 
 using tarn::test::ScriptedPlatform;
 using tarn::test::ScriptedTimer;
@@ -32,7 +33,7 @@ uint32_t OsTmrManagerInit(uint32_t first, uint32_t tickMicroseconds, uint32_t th
     if (ScriptedPlatform::get().enter("OsTmrManagerInit")) {
         return 0x80;
     }
-    scriptedTimers().managerInits.push_back({first, tickMicroseconds, third});
+    scriptedTimers().managerInit = {first, tickMicroseconds, third};
     return 0;
 }
 
@@ -66,5 +67,22 @@ uint32_t OsTmrDelete(void* handle) {
         return 0x82;
     }
     timer.deleted = true;
+    return 0;
+}
+
+uint32_t OsSigEmptySet(sigset_t* set) {
+    return ScriptedPlatform::get().enter("OsSigEmptySet") ? 0x90 : static_cast<uint32_t>(sigemptyset(set));
+}
+
+uint32_t OsSigAddSet(sigset_t* set, int signal) {
+    return ScriptedPlatform::get().enter("OsSigAddSet") ? 0x91 : static_cast<uint32_t>(sigaddset(set, signal));
+}
+
+uint32_t OsPthreadSigmask(int how, const sigset_t* set, sigset_t*) {
+    if (ScriptedPlatform::get().enter("OsPthreadSigmask")) {
+        return 0x92;
+    }
+    scriptedTimers().maskHow = how;
+    scriptedTimers().mask = *set;
     return 0;
 }

@@ -1,11 +1,12 @@
-// The timer service of the scripted platform: timers that expire when a test says so.
+// The timer service of the scripted platform: timers that expire when a test says so, and the signal mask that their
+// thread inherits, noted instead of set.
 #pragma once
 
 #include <array>
+#include <csignal>
 #include <cstdint>
 #include <deque>
 #include <functional>
-#include <vector>
 
 #include "tarn_platform/os_timer.h"
 
@@ -18,7 +19,9 @@ struct ScriptedTimer {
 };
 
 struct ScriptedTimers {
-    std::vector<std::array<uint32_t, 3>> managerInits; // arguments of OsTmrManagerInit
+    std::array<uint32_t, 3> managerInit = {}; // arguments of the last OsTmrManagerInit
+    int maskHow = -1;                         // of the last change
+    sigset_t mask = {};
     std::deque<ScriptedTimer> created;
 
     // Whether creations succeed without a handle.

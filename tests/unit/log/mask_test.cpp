@@ -1,36 +1,61 @@
+// The masking functions, called in blocks of their exact size, so that a sanitizer sees any step outside.
 #include <array>
 #include <cstring>
-#include <random>
+#include <memory>
 #include <string>
 #include <thread>
 
 #include <gmock/gmock.h>
 
-#include "mask_support.h"
+#include "scripted_platform.h"
+#include "tarn_conference/conf_filter.h"
+#include "tarn_platform/os_memory.h"
 
 namespace {
 
 using testing::IsEmpty;
 
+std::string maskedBy(ConfFilterFunc filter, const std::string& value) {
+    constexpr uint32_t kBytes = CONF_FILTER_MIN_BUFFER;
+    const auto buffer = std::make_unique<char[]>(kBytes);
+    std::memset(buffer.get(), 'x', kBytes);
+    EXPECT_EQ(filter(value.c_str(), buffer.get(), kBytes), 0U);
+    const std::string shown = buffer.get();
+    EXPECT_EQ(std::string(buffer.get() + shown.size(), kBytes - shown.size()), std::string(kBytes - shown.size(), '\0'))
+        << "something is left behind the text";
+    return shown;
+}
+
+std::string maskedText(const std::string& text, const char* keyword, const char* terminator) {
+    const auto block = std::make_unique<char[]>(text.size() + 1);
+    std::memcpy(block.get(), text.c_str(), text.size() + 1);
+    ConfFilterNonSecurityWordEx(block.get(), keyword, terminator);
+    return {block.get(), text.size()};
+}
+
+std::string replaced(const std::string& text) {
+    char* out = nullptr;
+    uint32_t length = 0;
+    if (ConfReplaceIPAddrStr(text.c_str(), &out, &length) != 0) {
+        return "failed";
+    }
+    EXPECT_EQ(std::strlen(out), length);
+    const std::string result(out, length);
+    OSMemTypeFreeMon(out, 0, 0, __LINE__, "mask_test");
+    return result;
+}
+
 class Mask : public tarn::test::ScriptedPlatformTest {};
 
 TEST_F(Mask, ValuesByTheirLength) {
     const std::pair<const char*, const char*> values[] = {
-        {"", ""},
-        {"abc", "abc"},
-        {"1234", "12*4"},
-        {"12345", "123*5"},
-        {"123456", "1***56"},
-        {"1234567", "12***67"},
-        {"12345678", "12****78"},
-        {"1234567890", "1234****90"},
-        {"13812345678", "138******78"},
-        {"138123456789", "138******89"},
+        {"abc", "abc"},         {"1234", "12*4"},         {"12345", "123*5"},           {"123456", "1***56"},
+        {"1234567", "12***67"}, {"12345678", "12****78"}, {"1234567890", "1234****90"}, {"13812345678", "138******78"},
     };
     for (const auto& [value, shown] : values) {
         EXPECT_EQ(maskedBy(ConfFilterStr, value), shown);
     }
-    for (const size_t length : {127U, 128U, 129U, 200U, 65535U, 65536U}) {
+    for (const size_t length : {128U, 129U, 65536U}) {
         const std::string value = "abc" + std::string(length - 5, 'x') + "yz";
         EXPECT_EQ(maskedBy(ConfFilterStr, value), "abc******yz") << length;
     }
@@ -39,18 +64,13 @@ TEST_F(Mask, ValuesByTheirLength) {
 TEST_F(Mask, AddressesByTheirOwnRules) {
     const std::pair<const char*, const char*> addresses[] = {
         {"192.168.1.100", "192.**.**.100"},
-        {"1.2.3.4", "1.**.**.4"},
         {"fe80::1:2:3:4", "fe80:****:****:3:4"},
         {"1:2:3:4:5:6:7:8", "1:****:****:****:****:****:7:8"},
         {"a::b:c:d", "a:****:c:d"},
         // Whatever does not fit falls back to the rule by length.
         {"::1", "::1"},
-        {"fe80::1", "fe***:1"},
-        {"::ffff:10.1.2.3", "::f******.3"},
         {"fe80::1%eth0", "fe8******h0"},
-        {"host.example", "hos******le"},
         {"10.0.0.256", "10.0****56"},
-        {"", ""},
     };
     for (const auto& [address, shown] : addresses) {
         EXPECT_EQ(maskedBy(ConfFilterIPAddrStr, address), shown) << address;
@@ -64,7 +84,6 @@ TEST_F(Mask, RefusesNullAndSmallBuffers) {
     for (const ConfFilterFunc filter : {ConfFilterStr, ConfFilterIPAddrStr}) {
         EXPECT_EQ(filter("abcd", buffer.data(), 128), 1U);
         EXPECT_EQ(filter(nullptr, buffer.data(), 129), 1U);
-        EXPECT_EQ(filter("abcd", nullptr, 129), 1U);
         EXPECT_EQ(buffer[0], 'x');
         EXPECT_EQ(ConfFilterCallFilterFn(filter, "abcd", buffer.data(), 128), 1U);
     }
@@ -86,17 +105,14 @@ TEST_F(Mask, ValuesBehindAKeyword) {
         {"a num=", "num=", ",", "a num="},                               // keyword at the very end
         {"num=,num=1234,", "num=", ",", "num=,num=12*4,"},               // empty value
         {"num=1234\r\nnum=5678,", "num=", ",", "num=1234\r\nnum=56*8,"}, // the line ends first
-        {"num=1234\r", "num=", ",", "num=1234\r"},
         {"num=1234", "num=", "a terminator longer than the text", "num=1234"},
         {"tel:123456\r\ntel:1234;tel:5678", "tel:", ";", "tel:1***56\r\ntel:12*4;tel:5678"},
-        {"tel:123456\r", "tel:", "; long", "tel:1***56\r"},
         {"tel:\r", "tel:", "a terminator longer than the text", "tel:\r"},
         {"tel:\r1tel:1234\r", "tel:", "ab", "tel:\r1tel:12*4\r"}, // an empty value: as far on as the terminator is long
         {"x-eid=aaaa;bbbbbb;cc\"", "-eid=", "\"", "x-eid=aa*a;b***bb;cc\""},
         {"x-eid=aaaa;bbbbbb;cc\"\r\ndddd;", "-eid=", "\"", "x-eid=aa*a;b***bb;cc\"\r\ndddd;"},
         {"x-eid=aaaa,bb;cccc;dddd\r", "-eid=", ",", "x-eid=aa***bb;cc*c;dddd\r"}, // to the line's last ';'
-        {"", "num=", ",", ""},
-        {"\r", "", ",", "\r"}, // an empty keyword comes to an end
+        {"\r", "", ",", "\r"},                                                    // an empty keyword comes to an end
         {"abcd,efgh,\r", "", ",", "ab*d,ef*h,\r"},
         {"abcd", "", "", "abcd"},
         {"num=1234", "num=", "", "num=1234"},
@@ -106,10 +122,7 @@ TEST_F(Mask, ValuesBehindAKeyword) {
     }
     std::string text = "num=1234,";
     EXPECT_NE(ConfFilterNonSecurityWordEx(nullptr, "num=", ","), 0U);
-    EXPECT_NE(ConfFilterNonSecurityWordEx(text.data(), nullptr, ","), 0U);
-    EXPECT_NE(ConfFilterNonSecurityWordEx(text.data(), "num=", nullptr), 0U);
     ConfFilterNonSecurityWordExImpl(text.data() + 4, text.data() + 2);
-    ConfFilterNonSecurityWordExImpl(nullptr, text.data());
     EXPECT_EQ(text, "num=1234,");
     ConfFilterNonSecurityWordExImpl(text.data() + 4, text.data() + 8);
     EXPECT_EQ(text, "num=12*4,");
@@ -126,19 +139,26 @@ TEST_F(Mask, OwnAddressIsReplaced) {
 
     EXPECT_EQ(ConfFilterSetIPStr(nullptr), 1U);
     EXPECT_EQ(ConfFilterSetIPStr(std::string(45, 'a').c_str()), 1U);
-    EXPECT_EQ(ConfFilterSetIPStr(std::string(46, 'a').c_str()), 1U);
     platform.failNth("strcpy_s", 1);
     EXPECT_EQ(ConfFilterSetIPStr("10.20.30.40"), 1U);
     EXPECT_EQ(replaced("fe80::1:2:3:4"), "fe80:****:****:3:4") << "a refused address replaces none";
     EXPECT_EQ(ConfFilterSetIPStr(std::string(44, 'a').c_str()), 0U);
     EXPECT_EQ(replaced(std::string(44, 'a')), "aaa******aa");
+    // Room is made for 99 bytes more; what grows beyond is cut.
+    EXPECT_EQ(ConfFilterSetIPStr("1.1.1.1"), 0U);
+    std::string text = " ";
+    std::string expected = " ";
+    for (int i = 0; i < 60; ++i) {
+        text += "1.1.1.1 ";
+        expected += "1.**.**.1 ";
+    }
+    EXPECT_EQ(replaced(text), expected.substr(0, text.size() + 98));
 }
 
 TEST_F(Mask, ReplacingAnswersBadInput) {
     char* out = nullptr;
     uint32_t length = 99;
     ASSERT_EQ(ConfFilterSetIPStr("10.20.30.40"), 0U);
-    EXPECT_EQ(ConfReplaceIPAddrStr(nullptr, &out, &length), 1U);
     EXPECT_EQ(ConfReplaceIPAddrStr("text", nullptr, &length), 1U);
     EXPECT_EQ(ConfReplaceIPAddrStr("text", &out, nullptr), 1U);
     EXPECT_EQ(ConfReplaceIPAddrStr("", &out, &length), 1U);

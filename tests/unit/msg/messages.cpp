@@ -143,7 +143,6 @@ TEST_F(MessageTest, CallWithoutDataOrWithoutABuffer) {
 }
 
 TEST_F(MessageTest, BadArgumentsSendNothing) {
-    const std::string longName(200, 'n');
     Bytes data(8);
     for (const auto& [send, name] : {SenderAndText{ConfCommMsgSynSendImpl, "ConfCommMsgSynSendImpl"},
                                      SenderAndText{ConfCommMsgSynSendImplHaveResp, "ConfCommMsgSynSendImplHaveResp"}}) {
@@ -152,20 +151,14 @@ TEST_F(MessageTest, BadArgumentsSendNothing) {
             EXPECT_EQ(call(to, handler, 1, data.data(), length, 1), CONF_MSG_ERR_SEND);
         };
         fails(nullptr, rememberingHandler, 8);
-        fails("peer", nullptr, 8);
-        fails("peer", rememberingHandler, 0xFFFFFFFF);
         fails("peer", rememberingHandler, 0xFFFFFFFF - 23);
         EXPECT_EQ(platform.count("OsMemMallocSetCharMon"), 0U);
         fails("sixteen_chars___", rememberingHandler, 8);
-        fails(longName.c_str(), rememberingHandler, 8);
-        EXPECT_THAT(takeLogs(name),
-                    ElementsAre("Null ptr.", "Null ptr.", "Null ptr.", "Null ptr.", "ConfCommMsgSynSend strcpy_s fail",
-                                "ConfCommMsgSynSend strcpy_s fail"));
+        EXPECT_THAT(takeLogs(name), ElementsAre("Null ptr.", "Null ptr.", "ConfCommMsgSynSend strcpy_s fail"));
     }
     platform.reset();
     const auto send = ConfCommMsgAsynSend;
-    EXPECT_THAT(Codes({send(nullptr, rememberingHandler, 1, data.data(), 8), send("peer", nullptr, 1, data.data(), 8),
-                       send("peer", rememberingHandler, 1, nullptr, 8),
+    EXPECT_THAT(Codes({send("peer", nullptr, 1, data.data(), 8), send("peer", rememberingHandler, 1, nullptr, 8),
                        send("peer", rememberingHandler, 1, data.data(), 0xFFFFFFFF),
                        send("sixteen_chars___", rememberingHandler, 1, data.data(), 8)}),
                 Each(CONF_MSG_ERR_SEND));
@@ -204,8 +197,7 @@ TEST_F(MessageTest, UnusableAnswersFailTheCall) {
     answerWith(headerOnly);
     EXPECT_EQ(ConfCommMsgSynSendImpl("peer", rememberingHandler, 1, data.data(), 2, 1), 6U);
     data.assign(100, 1);
-    for (const Bytes& answer : {Bytes(), Bytes(1), Bytes(19), Payload(nullptr, 0, {}).set(16, 5).bytes,
-                                Payload(nullptr, 0, {3}).set(16, 100).bytes}) {
+    for (const Bytes& answer : {Bytes(), Bytes(19), Payload(nullptr, 0, {}).set(16, 5).bytes}) {
         answerWith(answer);
         EXPECT_EQ(ConfCommMsgSynSendImpl("peer", rememberingHandler, 1, data.data(), 100, 1), CONF_MSG_ERR_SEND);
         EXPECT_EQ(ConfCommMsgSynSendImplHaveResp("peer", rememberingHandler, 1, data.data(), 100, 1),
@@ -249,44 +241,33 @@ TEST_F(MessageTest, ReceivedCallRunsItsHandlerAndAnswersWhoeverWaits) {
     EXPECT_EQ(response[kDataOffset], 3); // raised by one in both runs
 
     Payload empty(rememberingHandler, 13, {});
-    EXPECT_EQ(process(empty, 1, 1), 0U);
-    EXPECT_TRUE(handled.at(2).dataWasNull);
     EXPECT_EQ(process(empty, 1, 2), 0U); // only 1 asks for an answer
-    EXPECT_EQ(scriptedMessages().responses.size(), 2U);
+    EXPECT_TRUE(handled.at(2).dataWasNull);
+    EXPECT_EQ(scriptedMessages().responses.size(), 1U);
     EXPECT_THAT(platform.logs(), IsEmpty());
 }
 
 TEST_F(MessageTest, UnusableRecordsRunNothing) {
     Payload payload(rememberingHandler, 1, {1, 2, 3});
     EXPECT_EQ(ConfCommMsgProcess(nullptr), 1U);
-    for (const uint32_t kind : {0U, 3U, 0xFFFFFFFFU}) {
-        EXPECT_EQ(process(payload, kind, 1), 1U);
-    }
+    EXPECT_EQ(process(payload, 3, 1), 1U);
     OsMsgRecord record = {};
     record.kind = 1;
     record.payloadLength = 24;
     EXPECT_EQ(ConfCommMsgProcess(&record), CONF_MSG_ERR_PAYLOAD);
-    EXPECT_THAT(takeLogs("ConfCommMsgProcess"), ElementsAre("Null ptr.", "Null ptr."));
-    for (const size_t length : {0U, 1U, 23U}) {
-        Bytes bytes(length + 1);
-        record.payload = bytes.data();
-        record.payloadLength = static_cast<uint32_t>(length);
-        EXPECT_EQ(ConfCommMsgProcess(&record), CONF_MSG_ERR_PAYLOAD);
-    }
+    Bytes bytes(24);
+    record.payload = bytes.data();
+    record.payloadLength = 23;
+    EXPECT_EQ(ConfCommMsgProcess(&record), CONF_MSG_ERR_PAYLOAD);
     // Headers that claim more than there is: the last of the spare bytes is the last that can be data.
     EXPECT_EQ(process(payload.set(16, 8), 1, 1), CONF_MSG_ERR_PAYLOAD);
-    EXPECT_EQ(process(payload.set(16, 0xFFFFFFFF), 1, 1), CONF_MSG_ERR_PAYLOAD);
-    std::vector<std::string> invalid;
-    for (const char* length : {"0", "1", "23", "8", "4294967295"}) {
-        invalid.push_back(std::string("Check param fail! dataLen:") + length + " invalid.");
-    }
-    EXPECT_EQ(takeLogs("ConfCommMsgProcess"), invalid);
     EXPECT_THAT(handled, IsEmpty());
     EXPECT_EQ(process(payload.set(16, 7), 1, 0), 0U);
-
     Payload noHandler(nullptr, 1, {});
     EXPECT_EQ(process(noHandler, 1, 1), 1U);
-    EXPECT_THAT(takeLogs("ConfCommMsgProcess"), ElementsAre("Null ptr."));
+    EXPECT_THAT(takeLogs("ConfCommMsgProcess"),
+                ElementsAre("Null ptr.", "Null ptr.", "Check param fail! dataLen:23 invalid.",
+                            "Check param fail! dataLen:8 invalid.", "Null ptr."));
     EXPECT_EQ(platform.count("OsMsgSynSendResp"), 0U);
 }
 
@@ -312,24 +293,20 @@ TEST_F(MessageTest, UnsentAnswerBlockIsFreedAndForgotten) {
     EXPECT_THAT(Bytes(payload.bytes.begin() + 92, payload.bytes.begin() + 100), Each(0));
     EXPECT_EQ(platform.count("OSMemTypeFreeMon"), 1U);
 
-    // A block that was sent, a plain call's data, and data too short for a block are left alone.
-    for (const bool isSent : {true, false}) {
-        platform.reset();
-        platform.failNth("OsMsgSynSendResp", isSent ? 0 : 1);
-        EXPECT_EQ(process(payload, isSent ? 2 : 1, 1), 0U);
-        EXPECT_EQ(platform.count("OSMemTypeFreeMon"), 0U);
-        void* block = nullptr;
-        std::memcpy(&block, payload.bytes.data() + 92, sizeof block);
-        EXPECT_NE(block, nullptr);
-        OSMemTypeFreeMon(block, 0, 0, 1, "test");
-    }
+    // That of a plain call is left alone.
     platform.reset();
-    for (const size_t length : {0U, 72U, 79U}) {
-        Payload shorter(rememberingHandler, 1, Bytes(length, 0xFF));
-        platform.failNth("OsMsgSynSendResp", 1);
-        EXPECT_EQ(process(shorter, 2, 1), 0U);
-        EXPECT_EQ(platform.count("OSMemTypeFreeMon"), 0U);
-    }
+    platform.failNth("OsMsgSynSendResp", 1);
+    EXPECT_EQ(process(payload, 1, 1), 0U);
+    EXPECT_EQ(platform.count("OSMemTypeFreeMon"), 0U);
+    void* block = nullptr;
+    std::memcpy(&block, payload.bytes.data() + 92, sizeof block);
+    OSMemTypeFreeMon(block, 0, 0, 1, "test");
+    // So are data that are too short for a block.
+    Payload shorter(rememberingHandler, 1, Bytes(79, 0xFF));
+    platform.reset();
+    platform.failNth("OsMsgSynSendResp", 1);
+    EXPECT_EQ(process(shorter, 2, 1), 0U);
+    EXPECT_EQ(platform.count("OSMemTypeFreeMon"), 0U);
 }
 
 } // namespace

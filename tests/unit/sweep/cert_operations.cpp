@@ -33,7 +33,7 @@ struct Device {
             std::filesystem::create_directory(scratch() / name);
         }
         writeFile(scratch() / "ca/root.pem", pem(root.certificate));
-        writeFile(scratch() / "crl/root.pem", crlPem(root));
+        writeFile(scratch() / "crl/crl.pem", crlPem(root));
         writeFile(scratch() / "certificate", pem(root.certificate));
         writeFile(scratch() / "key", pem(key));
         writeFile(scratch() / scriptedCertificateId(pem(root.certificate)), pem(key));
@@ -95,11 +95,13 @@ uint64_t fetch() {
 
 std::vector<Operation> inventoryOperations() {
     const auto path = [](const char* name, auto call) {
-        return op(name, [=] { return call(outputs().text(), 160); },
-                  {0, kRefused, {{"strcpy_s", 1}, {"memcpy_s", 1}, {"strncpy_s", 1}}},
-                  "a failed copy leaves what it left", {kCopyFailed});
+        return op(
+            name, [=] { return call(outputs().text(), 160); },
+            {0, kRefused, {{"strcpy_s", 1}, {"memcpy_s", 1}, {"strncpy_s", 1}}}, "a failed copy leaves what it left",
+            {kCopyFailed, name == std::string("ConfCertGetSrvCertFilePath") ? "TarnOmCertGetCertPath, ret=601, type=0."
+                                                                            : "TarnOmCertGetCertPath error, 601"});
     };
-    const auto handles = [](const char* name, auto call) {
+    const auto handles = [](const char* name, auto call, std::vector<std::string> tells) {
         return op(
             name,
             [=] {
@@ -107,25 +109,33 @@ std::vector<Operation> inventoryOperations() {
                 const unsigned long left = ERR_peek_error();
                 return left != 0 ? 98 : directoriesAreClosed() ? 0 : 97;
             },
-            {0, 1, {{kEveryCall, 0}}}, kLogged);
+            {0, 1, {{kEveryCall, 0}}}, kLogged, std::move(tells));
     };
+    const std::vector<std::string> rebuildTells = {"[ConfCertUpdateLdapCert]ConfCertGetCaPath error.",
+                                                   "[ConfCertUpdateLdapCert]ConfCertGetCrlPath error.",
+                                                   "[ConfCertCopyDirFile]sprintf fail!",
+                                                   "[ConfCertCopyDirFile]copy error[5].errno[28]",
+                                                   "[ConfCertCreateCertSoftLink]BIO_new_file err.",
+                                                   "[ConfCertCreateCrlSoftLink]sprintf fail!",
+                                                   "[ConfCertCreateCrlSoftLink]open file failed"};
     return {
-        handles("ConfCertInit", [] { ConfCertInit(nullptr); }),
-        handles("ConfOmCertCallback", [] { ConfOmCertCallback(OM_CERT_EVENT_CA, 0); }),
-        handles("ConfOmCertCallback/service", [] { ConfOmCertCallback(OM_CERT_EVENT_SERVICE, 0x103); }),
-        op("ConfCertGetCertSizeAndInfo", fetch, {}, nullptr, {"Null ptr."}),
+        handles("ConfCertInit", [] { ConfCertInit(nullptr); }, {"TarnOmCertClientInit ERROR"}),
+        handles(
+            "ConfOmCertCallback", [] { ConfOmCertCallback(OM_CERT_EVENT_CA, 0); }, rebuildTells),
+        handles("ConfOmCertCallback/service", [] { ConfOmCertCallback(OM_CERT_EVENT_SERVICE, 0x103); },
+                {"[GetCertSize]TarnOmCertGetExpectedSrvCertSize ERROR", "[GetCertId]TarnOmCertGetCertId ERROR"}),
+        op("ConfCertGetCertSizeAndInfo", fetch, {}, nullptr, {"Null ptr.", "TarnOmCertGetServiceCert ERROR"}),
         path("ConfCertGetSrvCertFilePath",
              [](char* buffer, uint32_t bytes) { return ConfCertGetSrvCertFilePath(0, buffer, bytes); }),
         path("ConfCertGetCaPath", ConfCertGetCaPath),
         path("ConfCertGetCrlPath", ConfCertGetCrlPath),
-        op(
-            "ConfCertGetAddrCaPath",
-            [] {
-                outputs().bytes.resize(CONF_CERT_PATH_LEN);
-                ConfCertGetAddrCaPath(outputs().text());
-                return uint64_t{0};
-            },
-            {0, 1, {{kEveryCall, 0}}}, "a failed copy leaves what it left"),
+        op("ConfCertGetAddrCaPath",
+           [] {
+               outputs().bytes.resize(CONF_CERT_PATH_LEN);
+               ConfCertGetAddrCaPath(outputs().text());
+               return uint64_t{0};
+           },
+           {0, 1, {{kEveryCall, 0}}}, "a failed copy leaves what it left", {kCopyFailed}),
         op("ConfCertGetGmSrvCertInfo",
            [] {
                static ConfCertGmSrvCertInfo info;
@@ -141,7 +151,7 @@ std::vector<Operation> inventoryOperations() {
            {0,
             kRefused,
             {{kEveryCall, 0}, {"strcpy_s", kEither}, {"OsOpenDir", kRefused}, {"TarnOmCertGetCertPath", kRefused}}},
-           "an entry that fails is left out", {kCopyFailed}),
+           "an entry that fails is left out", {kCopyFailed, "sprintf fail!", "ConfCertGetCaPath error."}),
     };
 }
 
@@ -160,14 +170,24 @@ std::vector<Operation> tlsOperations() {
         return ConfCertLoadAllCaCert(context, list, 1);
     };
     return {
-        loads("ConfLoadServerCert", [](SSL_CTX* context) { return loadServer(context, 0); }, {}),
+        loads("ConfLoadServerCert", [](SSL_CTX* context) { return loadServer(context, 0); }, {},
+              {"[ConfCertIsSupportKeyless]TarnOmCertGetCapability fail, ret=601.",
+               "[ConfLoadServerCertificateByKey]TarnOmCertGetCertPath, ret=601."}),
         loads("ConfLoadServerCert/engine", [](SSL_CTX* context) { return loadServer(context, 2); },
               {{"OsMutexLock", 0}, {"ENGINE_by_id", kEither}},
-              {"[ConfCertGetCertId]conf secure func failed, err = 400!\n"}),
+              {"[ConfCertGetCertId]conf secure func failed, err = 400!\n", "[GetOpensslEngine]ENGINE_by_id failed",
+               "[GetOpensslEngine]ENGINE_ctrl_cmd_string SO_PATH failed",
+               "[GetOpensslEngine]ENGINE_ctrl_cmd_string ID failed",
+               "[GetOpensslEngine]ENGINE_ctrl_cmd_string LIST_ADD failed",
+               "[GetOpensslEngine]ENGINE_ctrl_cmd_string LOAD failed", "[GetOpensslEngine]FAILED to load engine",
+               "[ConfLoadServerCertificateKeyLess]ConfCertGetSrvCertFilePath error, -1",
+               "[ConfLoadServerCertificateKeyLess]use privkey error"}),
         loads("ConfCertLoadAllCaCert", loadCa, {{kEveryCall, 0}}),
         loads("ConfCertLoadOneCaCert", loadCa, {{kEveryCall, 0}}),
         loads("ConfAddCancelCrlToSslctx", ConfAddCancelCrlToSslctx,
-              {{kEveryCall, 0}, {"sprintf_s", kEither}, {"OsOpenDir", 1}}),
+              {{kEveryCall, 0}, {"sprintf_s", kEither}, {"OsOpenDir", 1}},
+              {"OpenDir error", "strcat_s failed", "add file cert failed", "[AddCancelCrlToSslctxByFile]store null err",
+               "[AddCancelCrlToSslctxByFile]open file failed", "[AddCancelCrlToSslctxByFile]add crl failed!"}),
     };
 }
 

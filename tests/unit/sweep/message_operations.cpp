@@ -4,7 +4,6 @@
 
 #include "scripted_message.h"
 #include "scripted_platform.h"
-#include "scripted_signal.h"
 #include "scripted_time.h"
 #include "scripted_timer.h"
 #include "sweep.h"
@@ -155,6 +154,9 @@ Subject timers() {
     const auto start = [](const char* name, std::function<uint64_t()> call, bool expires, std::string function) {
         std::vector<std::string> tells = {function + "OsTmrCreate fail! ret:129",
                                           function + "conf secure func failed, err = 400!\n"};
+        if (function == "[ConfTimerStart]") {
+            tells.push_back(function + "TARN_CONF_LOG_ERROR: CONF_MALLOC failed, timer->data is NULL!");
+        }
         if (expires) {
             tells.emplace_back(function == "[ConfTimerStart]"
                                    ? "[ConfCommTimerIDOut]ConfCommTimerIDOut send msg fail! ret:989a6c"

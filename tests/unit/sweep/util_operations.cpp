@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include "failing_heap.h"
 #include "scripted_platform.h"
@@ -140,6 +141,11 @@ Subject digests() {
                return result;
            },
            {1, 0}),
+        // These take the context with them when they refuse their arguments.
+        op("ZOR_CRYPT_digestUpdate",
+           [] { return ZOR_CRYPT_digestUpdate(std::exchange(context, nullptr), nullptr, 1); }),
+        op("ZOR_CRYPT_digestFinal",
+           [] { return ZOR_CRYPT_digestFinal(&context, nullptr, nullptr) + (context != nullptr); }),
     };
     subject.operations[0].keepsHeap = 1; // a context for each success
     return subject;

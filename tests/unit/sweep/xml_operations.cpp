@@ -284,28 +284,6 @@ Subject files() {
                        .isSound = variablesAreSound,
                        .heap = kOperatorNew,
                        .losesHeapBy = {kMemory, "OsFopen"}};
-    const auto callback = [](const char* name, auto call, std::vector<std::string> tells = {}) {
-        return op(
-            name,
-            [=] {
-                void* const table = indexTable(0);
-                void* const other = call == ConfXmlLoadCallBack ? ConfXmlParseFileGetRoot(path("tree").c_str())
-                                                                : ConfXmlAddSingleStructNode(nullptr, "Root");
-                tagCONF_XML_NODE_INFO info = {};
-                info.node = table;
-                std::strcpy(info.nodeName, "cfg");
-                TransXMLContext context = {other, nullptr};
-                const uint32_t result = call(&info, &context);
-                if (table != nullptr) {
-                    ConfXmlFreeRootNode(table);
-                }
-                if (other != nullptr) {
-                    ConfXmlFreeRootNode(other);
-                }
-                return uint64_t{result};
-            },
-            {0, 1, {{kEveryCall, kEither}}}, "it is the walk's", std::move(tells));
-    };
     subject.operations = {
         op("ConfXmlLoad",
            [] {
@@ -326,8 +304,6 @@ Subject files() {
                return std::filesystem::exists(path("new"));
            },
            {1, 0}, nullptr, {"OsCopyFile fail, ret:5"}),
-        callback("ConfXmlLoadCallBack", ConfXmlLoadCallBack),
-        callback("ConfXmlWriteCallBack", ConfXmlWriteCallBack),
     };
     return subject;
 }
