@@ -145,25 +145,19 @@ TEST_F(ConfigValue, EachTypeReadsAsEachOther) {
     EXPECT_EQ(ConfConfigV2Int(nullptr), -1);
     EXPECT_EQ(ConfConfigV2UInt(nullptr), UINT64_MAX);
     EXPECT_EQ(ConfConfigV2Float(nullptr), 0.0);
-    EXPECT_EQ(ConfConfigV2Bool(nullptr), 0U);
 }
 
 TEST_F(ConfigValue, TextThatEndsBeforeANumberIsLoggedUnderTheReadersName) {
     const ConfConfigValue empty = holder(ConfConfigStr2V, "");
     uint8_t variable = 7;
     EXPECT_EQ(ConfConfigV2Int(&empty), 0);
-    EXPECT_EQ(ConfConfigV2UInt(&empty), 0U);
-    EXPECT_EQ(ConfConfigV2Float(&empty), 0.0);
-    EXPECT_EQ(ConfConfigV2Bool(&empty), 0U);
     EXPECT_EQ(ConfConfigInt2D(&empty, &variable, 3), CONF_CONFIG_FAILED); // read before the width is looked at
-    EXPECT_THAT(takeLogs("ConfConfigV2Int"), ElementsAre("sscanf_s fail 1", "1 [ConfConfigV2UInt]sscanf_s fail 1",
-                                                         "1 [ConfConfigV2Float]sscanf_s fail 1", "sscanf_s fail 1"));
+    EXPECT_THAT(takeLogs("ConfConfigV2Int"), ElementsAre("sscanf_s fail 1", "sscanf_s fail 1"));
 }
 
 TEST_F(ConfigValue, NullAndUnknownWidthsAndTypesAreRefusedAndNothingIsWritten) {
     const ConfConfigValue one = holder(ConfConfigInt2V, 1);
-    const std::string before(32, 'Z');
-    std::string memory = before;
+    std::string memory(32, 'Z');
     ConfConfigValue read = one;
     const auto refused = [&](const ConfConfigValue* from, ConfConfigValue* to, void* variable, uint32_t width,
                              uint32_t type) {
@@ -181,7 +175,7 @@ TEST_F(ConfigValue, NullAndUnknownWidthsAndTypesAreRefusedAndNothingIsWritten) {
     EXPECT_THAT(Codes({ConfConfigFloat2D(&one, memory.data(), 2), ConfConfigCheckStr(&one, nullptr, 4),
                        ConfConfigStr2V(&read, nullptr), ConfConfigData2V(&read, nullptr, 4)}),
                 Each(CONF_CONFIG_FAILED));
-    EXPECT_EQ(memory, before);
+    EXPECT_EQ(memory, std::string(32, 'Z'));
     EXPECT_EQ(read.value.asInt, 1);
 }
 
@@ -205,7 +199,6 @@ TEST_F(ConfigValue, HoldersAreRenderedWholeOrRefused) {
         EXPECT_STREQ(buffer, row.text);
         EXPECT_NE(ConfConfigV2Str(&row.value, buffer, length), 0U);
         EXPECT_NE(ConfConfigCheckStr(&row.value, buffer, length), 0U);
-        EXPECT_EQ(ConfConfigV2Str(&row.value, nullptr, 64), CONF_CONFIG_FAILED);
     }
     const uint8_t bytes[] = {1, 0, 2};
     uint8_t target[3] = {};
@@ -216,7 +209,6 @@ TEST_F(ConfigValue, HoldersAreRenderedWholeOrRefused) {
     EXPECT_EQ(ConfConfigV2DByType(&data, target, 2, CONF_CONFIG_TYPE_DATA), CONF_CONFIG_FAILED);
     EXPECT_EQ(ConfConfigV2DByType(&data, target, 3, CONF_CONFIG_TYPE_DATA), 0U);
     EXPECT_THAT(target, ElementsAre(1, 0, 2));
-    EXPECT_EQ(ConfConfigV2Data(&rows[0].value, target, 3), CONF_CONFIG_FAILED);
 }
 
 TEST_F(ConfigValue, TextVariablesChangeOnlyForAnotherTextWithoutRegardToCase) {

@@ -64,7 +64,6 @@ TEST_F(NotificationTest, NobodyIsToldBeforeRegistration) {
     ConfRegisterNotifyFunc(nullptr);
     uint8_t data = 0;
     EXPECT_EQ(ConfCommSendNotifyToApp(kNotifyId, &data, 1), 1U);
-    EXPECT_EQ(ConfCommSendNotifyAndResultToApp(kNotifyId, &data, 1, 2), 1U);
     EXPECT_EQ(ConfCommSendMultiPackNotifyToApp(kNotifyId, &data, 1), 0U);
 
     ConfRegisterNotifyFunc(application);

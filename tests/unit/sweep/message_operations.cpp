@@ -161,6 +161,10 @@ Subject timers() {
             tells.emplace_back(function == "[ConfTimerStart]"
                                    ? "[ConfCommTimerIDOut]ConfCommTimerIDOut send msg fail! ret:989a6c"
                                    : "[ConfCommTimerOut]ConfCommTimerIDOut send msg fail");
+            if (function == "[ConfTimerStart]") {
+                tells.insert(tells.end(), {"[ConfCommTimerIDOut]conf secure func failed, err = 400!\n",
+                                           "[ConfCommTimerIDOut]timer is NULL"});
+            }
         }
         return op(
             name,
