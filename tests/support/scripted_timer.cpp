@@ -6,6 +6,7 @@
 #include "tarn_platform/os_signal.h"
 
 using tarn::test::ScriptedPlatform;
+using tarn::test::scriptedTime;
 using tarn::test::ScriptedTimer;
 using tarn::test::scriptedTimers;
 
@@ -27,6 +28,11 @@ void tarn::test::ScriptedTimers::fire(size_t index) {
         param = created.at(index).param;
     }
     EXPECT_EQ(param.callback(&param), 0U);
+}
+
+tarn::test::ScriptedTime& tarn::test::scriptedTime() {
+    static ScriptedTime time;
+    return time;
 }
 
 uint32_t OsTmrManagerInit(uint32_t first, uint32_t tickMicroseconds, uint32_t third) {
@@ -85,4 +91,17 @@ uint32_t OsPthreadSigmask(int how, const sigset_t* set, sigset_t*) {
     scriptedTimers().maskHow = how;
     scriptedTimers().mask = *set;
     return 0;
+}
+
+uint32_t OsGetTimeEx(OsTimeEx* out) {
+    if (ScriptedPlatform::get().enter("OsGetTimeEx")) {
+        return 0xA0;
+    }
+    *out = scriptedTime().calendar;
+    return 0;
+}
+
+uint32_t OsGetSysTimeSec(void) {
+    ScriptedPlatform::get().enterInfallible("OsGetSysTimeSec");
+    return scriptedTime().seconds;
 }

@@ -1,5 +1,5 @@
 // The timer service of the scripted platform: timers that expire when a test says so, and the signal mask that their
-// thread inherits, noted instead of set.
+// thread inherits, noted instead of set. The time is what a test says, too.
 #pragma once
 
 #include <array>
@@ -8,6 +8,7 @@
 #include <deque>
 #include <functional>
 
+#include "tarn_platform/os_time.h"
 #include "tarn_platform/os_timer.h"
 
 namespace tarn::test {
@@ -36,5 +37,12 @@ struct ScriptedTimers {
 };
 
 ScriptedTimers& scriptedTimers();
+
+struct ScriptedTime {
+    OsTimeEx calendar = {};
+    uint32_t seconds = 0;
+};
+
+ScriptedTime& scriptedTime();
 
 } // namespace tarn::test

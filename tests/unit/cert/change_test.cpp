@@ -69,17 +69,6 @@ TEST_F(Change, OnlyTheFirstTypeWaitsForTheRegistration) {
     EXPECT_THAT(changes, ElementsAre(0));
 }
 
-TEST_F(Change, CallbackMayRegisterAnother) {
-    changed(0);
-    ConfCertNotifyCallback([](uint32_t change) {
-        record(change);
-        ConfCertNotifyCallback(record);
-    });
-    EXPECT_THAT(changes, ElementsAre(0));
-    changed(2);
-    EXPECT_THAT(changes, ElementsAre(0, 1));
-}
-
 TEST_F(Change, UnusableEventsTellNobody) {
     ConfCertNotifyCallback(record);
     ConfOmCertCallback(OM_CERT_EVENT_SERVICE, 0x102);

@@ -73,25 +73,6 @@ TEST_F(TlsServer, KeysFromFilesServeHandshakes) {
     }
 }
 
-TEST_F(TlsServer, PassPhraseIsUserDataForTheTimeOfALoadOnly) {
-    static std::string seen;
-    pem_password_cb* const callback = [](char* buffer, int, int, void* userData) {
-        seen = static_cast<const char*>(userData);
-        return static_cast<int>(std::string("pass phrase").copy(buffer, 11));
-    };
-    char own[] = "own";
-    for (const std::string& passPhrase : {std::string("pass phrase"), std::string()}) {
-        serve(0, chain(), pem(pki().rsa, "pass phrase"), passPhrase);
-        const Context context = serverContext();
-        SSL_CTX_set_default_passwd_cb(context.get(), callback);
-        SSL_CTX_set_default_passwd_cb_userdata(context.get(), own);
-        EXPECT_EQ(ConfLoadServerCert(context.get(), 0), 0U);
-        EXPECT_EQ(seen, passPhrase.empty() ? own : passPhrase);
-        EXPECT_EQ(SSL_CTX_get_default_passwd_cb_userdata(context.get()), own);
-        EXPECT_EQ(SSL_CTX_get_default_passwd_cb(context.get()), callback);
-    }
-}
-
 TEST_F(TlsServer, FilesThatDoNotFitAreRefused) {
     const char* const kKeyRefused = "[ConfLoadServerCertificateByKey][TLS]SSL_ctxUsePrivateKeyFile err, SCRATCH/key0";
     const char* const kNotTheKey = "[ConfLoadServerCertificateByKey][TLS]SSL_ctxCheckPrivateKey err, SCRATCH/key0";

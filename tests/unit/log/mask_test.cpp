@@ -101,9 +101,9 @@ TEST_F(Mask, ValuesBehindAKeyword) {
         const char* shown;
     } const cases[] = {
         {"num=1234,num=123456,x", "num=", ",", "num=12*4,num=1***56,x"},
-        {"num=123456", "num=", ",", "num=123456"},                       // no terminator
-        {"a num=", "num=", ",", "a num="},                               // keyword at the very end
-        {"num=,num=1234,", "num=", ",", "num=,num=12*4,"},               // empty value
+        {"num=123456", "num=", ",", "num=123456"},             // no terminator
+        {"a num=", "num=", ",", "a num="},                     // keyword at the very end
+        {"num=,num=1234,", "num=", ",", "num=,num=12*4,"},     // empty value
         {"num=1\rnum=5678,", "num=", ",", "num=1\rnum=56*8,"}, // the line ends first
         {"num=1234", "num=", "a terminator longer than the text", "num=1234"},
         {"tel:123456\r\ntel:1234;tel:5678", "tel:", ";", "tel:1***56\r\ntel:12*4;tel:5678"},

@@ -6,7 +6,6 @@
 #include <thread>
 
 #include "scripted_message.h"
-#include "scripted_time.h"
 #include "scripted_timer.h"
 #include "told.h"
 

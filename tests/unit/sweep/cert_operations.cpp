@@ -166,7 +166,6 @@ std::vector<Operation> tlsOperations() {
         const std::string file = scratch() / "ca/root.pem";
         file.copy(list[0].path, sizeof list[0].path - 1);
         list[0].fileType = 1;
-        ConfCertLoadOneCaCert(context, list[0].path, 1);
         return ConfCertLoadAllCaCert(context, list, 1);
     };
     return {
@@ -183,7 +182,6 @@ std::vector<Operation> tlsOperations() {
                "[ConfLoadServerCertificateKeyLess]ConfCertGetSrvCertFilePath error, -1",
                "[ConfLoadServerCertificateKeyLess]use privkey error"}),
         loads("ConfCertLoadAllCaCert", loadCa, {{kEveryCall, 0}}),
-        loads("ConfCertLoadOneCaCert", loadCa, {{kEveryCall, 0}}),
         loads("ConfAddCancelCrlToSslctx", ConfAddCancelCrlToSslctx,
               {{kEveryCall, 0}, {"sprintf_s", kEither}, {"OsOpenDir", 1}},
               {"OpenDir error", "strcat_s failed", "add file cert failed", "[AddCancelCrlToSslctxByFile]store null err",

@@ -197,10 +197,6 @@ std::vector<Operation> registryOperations() {
            },
            {0, kRefused, {{kEveryCall, 0}, {"OsMemMallocSetCharMon", kRefused}, {"TarnOmConfigStringMset", kRefused}}},
            kItems, {"Null ptr.", "ConfConfigSyncOmCfg fail\n"}),
-        op(
-            "ConfConfigSyncByKeyToOM", [] { return ConfConfigSyncByKeyToOM("Conf."); },
-            {0, kRefused, {{kEveryCall, 0}, {"OsMemMallocSetCharMon", kRefused}, {"TarnOmConfigStringMset", kRefused}}},
-            kItems),
     };
 }
 
@@ -220,10 +216,6 @@ std::vector<Operation> serviceOperations() {
            nullptr,
            {"Call TarnOmConfigcopyStr2Key failed! key:Conf.a.number.\n at level 3",
             "Call TarnOmConfigStringMget failed! key:Conf.a.number.\n at level 3"}),
-        op("SetEnableEofb", [] { return SetEnableEofb(1); }),
-        op("GetEnableEofb", [] { return static_cast<uint64_t>(GetEnableEofb()); }, {1}),
-        op("SetSipPreventAttack", [] { return SetSipPreventAttack(1); }),
-        op("GetSipPreventAttack", [] { return static_cast<uint64_t>(GetSipPreventAttack()); }, {1}),
         op(
             "ConfConfigSetLocalIp", [] { return ConfConfigSetLocalIp(CONF_LOCAL_IPV4, "192.0.2.1"); },
             {0, 1, {{"TarnOmConfigcopyStr2Key", 0}, {"TarnOmConfigcopyStr2Val", 0}, {"TarnOmConfigStringSet", 501}}},

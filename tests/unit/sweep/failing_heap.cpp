@@ -6,6 +6,7 @@
 #include <openssl/crypto.h>
 #include <openssl/err.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
@@ -37,35 +38,22 @@ bool refuses(HeapOwner owner) {
     return true;
 }
 
-enum class Asker { kLibrary, kStandardLibrary, kOther };
-
-Asker askerOf(const void* address) {
+bool isIn(const void* address, const char* library) {
     Dl_info info = {};
-    if (dladdr(address, &info) == 0 || info.dli_fname == nullptr) {
-        return Asker::kOther;
-    }
-    const auto isIn = [&](const char* name) { return std::strstr(info.dli_fname, name) != nullptr; };
-    if (isIn("libtinyxml2") || isIn("libtarn_conference_common")) {
-        return Asker::kLibrary;
-    }
-    return isIn("libstdc++") ? Asker::kStandardLibrary : Asker::kOther;
+    return dladdr(address, &info) != 0 && info.dli_fname != nullptr && std::strstr(info.dli_fname, library) != nullptr;
 }
 
 // Whether a block is the library's or tinyxml2's, maybe by way of the standard library.
 bool isMeant(const void* caller) {
-    Asker asker = askerOf(caller);
-    if (asker == Asker::kStandardLibrary) {
+    const auto isStandard = [](const void* address) { return isIn(address, "libstdc++"); };
+    const void* asker = caller;
+    if (isStandard(caller)) {
         void* frames[12];
-        const int count = backtrace(frames, static_cast<int>(std::size(frames)));
-        int at = 0;
-        while (at < count && frames[at] != caller) {
-            ++at;
-        }
-        for (; at < count && asker == Asker::kStandardLibrary; ++at) {
-            asker = askerOf(frames[at]);
-        }
+        void** const end = frames + backtrace(frames, static_cast<int>(std::size(frames)));
+        void** const found = std::find_if_not(std::find(frames, end, caller), end, isStandard);
+        asker = found == end ? nullptr : *found;
     }
-    return asker == Asker::kLibrary;
+    return isIn(asker, "libtinyxml2") || isIn(asker, "libtarn_conference_common");
 }
 
 void* allocate(size_t size, const void* caller) {

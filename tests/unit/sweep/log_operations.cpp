@@ -89,8 +89,6 @@ std::vector<Subject> logSubjects() {
         op(
             "ConfFilterStr", [] { return filtered(ConfFilterStr, "13812345678"); }, {}, kCleared),
         op(
-            "ConfFilterCallFilterFn", [] { return filtered(ConfFilterStr, "13812345678"); }, {}, kCleared),
-        op(
             "ConfFilterIPAddrStr", [] { return filtered(ConfFilterIPAddrStr, "10.20.30.40"); },
             {0, 1, {{"MOSS_Inet_Pton", 0}, {"sprintf_s", 0}}},
             "an address that cannot be taken apart is masked like any other value"),

@@ -4,7 +4,6 @@
 
 #include "scripted_message.h"
 #include "scripted_platform.h"
-#include "scripted_time.h"
 #include "scripted_timer.h"
 #include "sweep.h"
 #include "tarn_conference/conf_msg.h"
@@ -96,7 +95,6 @@ Subject messages() {
     };
     using Handler = ConfCommMsgHandler;
     subject.operations = {
-        send("ConfCommMsgSynSend", ConfCommMsgSynSend, "ConfCommMsgSynSendImpl", "recvProcName"),
         send(
             "ConfCommMsgSynSendImpl",
             [](const char* to, Handler with, uint32_t id, void* data, uint32_t length) {
@@ -144,12 +142,6 @@ Subject timers() {
                                ConfTimerStop(&freeTimer);
                                ConfCommTimerFuncDeInit();
                            }};
-    const auto init = [](const char* name, auto call) {
-        return op(name, [=] { return call(table, 1); }, {}, nullptr,
-                  {"[ConfCommTimerInit]OsSemInit fail! ret:1", "[InitTimer]SigEmptySet fail:144",
-                   "[InitTimer]OsSigAddSet fail:145", "[InitTimer]OsPthreadSigmask fail:146",
-                   "[InitTimer]Init 10ms tiemr failed:128"});
-    };
     // A start and, when it says so, an expiry behind it; the start's result.
     const auto start = [](const char* name, std::function<uint64_t()> call, bool expires, std::string function) {
         std::vector<std::string> tells = {function + "OsTmrCreate fail! ret:129",
@@ -186,8 +178,9 @@ Subject timers() {
             "a timer that has no data or no name runs all the same", std::move(tells));
     };
     subject.operations = {
-        init("ConfCommTimerFuncInit", ConfCommTimerFuncInit),
-        init("ConfCommTimerInit", ConfCommTimerInit),
+        op("ConfCommTimerInit", [] { return ConfCommTimerInit(table, 1); }, {}, nullptr,
+           {"OsSemInit fail! ret:1", "[InitTimer]SigEmptySet fail:144", "[InitTimer]OsSigAddSet fail:145",
+            "[InitTimer]OsPthreadSigmask fail:146", "[InitTimer]Init 10ms tiemr failed:128"}),
         start(
             "ConfCommTimerStartEx", [] { return ConfCommTimerStartEx(70, 0, 5, kData, sizeof kData); }, false,
             "[ConfCommTimerStartEx]"),
@@ -212,12 +205,9 @@ Subject runningTimers() {
             "a timer that the platform does not delete runs on");
     };
     subject.operations = {
-        stop("ConfCommTimerFuncDeInit", ConfCommTimerFuncDeInit),
         stop("ConfCommTimerDeInit", ConfCommTimerDeInit),
         stop("ConfCommTimerStop", [] { return ConfCommTimerStop(70); }),
-        stop("ConfCommTimerFree", [] { return ConfCommTimerFree(70); }),
         stop("ConfTimerStop", [] { return ConfTimerStop(&freeTimer); }),
-        stop("ConfTimerFree", [] { return ConfTimerFree(&freeTimer); }),
     };
     return subject;
 }

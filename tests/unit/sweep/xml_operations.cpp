@@ -126,11 +126,6 @@ std::vector<Operation> nodeOperations() {
             "ConfXmlSetNodeText/replacing", [=] { return ConfXmlSetNodeText(last(), CONF_XML_STRING, kName); },
             {0, kBad}, "the old text is gone by then"),
         making("ConfXmlTransformStr", [] { return ConfXmlTransformStr(root) != nullptr; }),
-        making("_ZN15ConfXMLDocument10GetXmlBodyEv",
-               [] {
-                   auto* const document = static_cast<tinyxml2::XMLElement*>(root)->GetDocument();
-                   return static_cast<ConfXMLDocument*>(document)->GetXmlBody() != nullptr;
-               }),
         op("ConfXmlTransformFile", [] { return ConfXmlTransformFile(root, path("out").c_str()); }, {0, kBad}),
     };
 }
@@ -220,26 +215,10 @@ std::vector<Operation> buildingOperations() {
 }
 
 std::vector<Operation> pieceOperations() {
-    const auto child = [] { return ConfXmlGetNodeNextSibling(ConfXmlGetNodeFirstChild(root)); };
-    const auto parts = [](const char* name, std::function<uint64_t()> run, std::vector<std::string> tells = {}) {
-        return op(name, std::move(run), {}, "the description is filled field by field", std::move(tells));
-    };
     return {
-        parts("ConfXmlGetXmlNodeAttr",
-              [=] { return ConfXmlGetXmlNodeAttr(made, reinterpret_cast<tagCONF_XML_NODE_INFO*>(outputs().text())); }),
-        parts("ConfXmlGetXmlNodeAttrAndValue",
-              [=] {
-                  return ConfXmlGetXmlNodeAttrAndValue(made,
-                                                       reinterpret_cast<tagCONF_XML_NODE_INFO*>(outputs().text()));
-              },
-              {"strcpy_s fail!", "ConfXmlGetXmlNodeAttr fail!"}),
-        op("ConfXmlMatchNode", [] { return ConfXmlMatchNode(made, made, ConfXmlCompareNode); }),
-        op("ConfXmlFindMatchNode",
-           [=] {
-               void* found = nullptr;
-               const uint32_t result = ConfXmlFindMatchNode(child(), root, ConfXmlCompareNode, &found);
-               return result == (found == nullptr ? 1U : 0U) ? result : 99;
-           }),
+        op("ConfXmlGetXmlNodeAttrAndValue",
+           [] { return ConfXmlGetXmlNodeAttrAndValue(made, reinterpret_cast<tagCONF_XML_NODE_INFO*>(outputs().text())); },
+           {}, "the description is filled field by field", {"strcpy_s fail!", "ConfXmlGetXmlNodeAttr fail!"}),
         op("ConfXmlCopyXmlNodeValueToIndex",
            [] {
                const tagCONF_XML_VALUE value = {CONF_XML_ATTR_CHAR, {.text = "new"}};
@@ -254,16 +233,6 @@ std::vector<Operation> pieceOperations() {
                return ConfXmlSetXmlNodeValue(root, &value);
            },
            {0, kBad}, nullptr, {"ConfXmlSetNodeText fail, ret = 15!"}),
-        op("ConfXmlTraverseXmlTree",
-           [] {
-               const TransXMLContext context = {};
-               return ConfXmlTraverseXmlTree(root, &context, [](tagCONF_XML_NODE_INFO*, TransXMLContext*) {
-                   ++outputs().number;
-                   return 0U;
-               });
-           },
-           {0, 1, {{"strcpy_s", kEither}}}, "an element that fails takes what is below it out of the walk",
-           {"ConfXmlGetXmlNodeAttrAndValue fail"}),
     };
 }
 
@@ -323,20 +292,10 @@ std::vector<Operation> paramOperations() {
     return {
         reads("ConfXmlParseSingleNote", [] { return note("a", outputs().text(), true, true); }, {{kEveryCall, 0}},
               {"[ConfXmlGetStringFromAscii]pcUTF8Temp is null!",
-               "[ConfXmlGetStringFromAscii]conf secure func failed, err = 400!\n"}),
+               "[ConfXmlGetStringFromAscii]conf secure func failed, err = 400!\n",
+               "[ConfXmlParaseStringParams]strcpy_s failed, err = 400."}),
         reads("ConfXmlParseSingleNote/number", [] { return note("b", &outputs().number, false, false); },
               {{"MOSS_StrToInt32", 0}}, {}),
-        op("ConfXmlParaseStringParams", [] { return ConfXmlParaseStringParams("a", root, outputs().text(), 16, true); },
-           {0, 1, {{"strcpy_s", 0}}}, "a failed copy leaves what it left", {"strcpy_s failed, err = 400."}),
-        op("ConfXmlParaseIntParams",
-           [] {
-               uint32_t value = 0;
-               return ConfXmlParaseIntParams("b", root, &value, false);
-           },
-           {0, 1, {{"MOSS_StrToInt32", 0}}}),
-        op(
-            "ConfXmlGetStringFromAscii", [] { return ConfXmlGetStringFromAscii("72,20320", outputs().text(), 16); },
-            {0, 1, {{"memcpy_s", 0}}}, "what was decoded before stays"),
     };
 }
 

@@ -111,33 +111,33 @@ TEST_F(Json, GettersAnswerTheDefaultAndSayWhy) {
     struct {
         Call call;
         std::string name;
-        std::string prefix; // of the texts on the root
-        std::string wrongType;
+        const char* type; // as its texts name it
     } const getters[] = {
-        {[](cJSON* root, const char* key) { return ConfJsonGetBool(root, key, true); }, "ConfJsonGetBool",
-         "ConfJsonGetBool ", "ConfJsonGetBool item is not a valid json bool"},
-        {[](cJSON* root, const char* key) { return ConfJsonGetInt(root, key, 77) == 77; }, "ConfJsonGetInt",
-         "ConfJsonGetInt ", "ConfJsonGetInt item is not a valid json number"},
+        {[](cJSON* root, const char* key) { return ConfJsonGetBool(root, key, true); }, "ConfJsonGetBool", "bool"},
+        {[](cJSON* root, const char* key) { return ConfJsonGetInt(root, key, 77) == 77; }, "ConfJsonGetInt", "number"},
         {[](cJSON* root, const char* key) { return ConfJsonGetUInt32(root, key, 77) == 77; }, "ConfJsonGetUInt32",
-         "ConfJsonGetUInt32 ", "ConfJsonGetUInt32 item is not a valid json number"},
+         "number"},
         {[](cJSON* root, const char* key) { return ConfJsonGetUInt64(root, key, 77) == 77; }, "ConfJsonGetUInt64",
-         "ConfJsonGetUInt64 ", "ConfJsonGetUInt64 item is not a valid json number"},
-        {[](cJSON* root, const char* key) { return ConfJsonGetString(root, key, "default") == "default"; },
-         "ConfJsonGetString", "", "not a valid json string"},
+         "number"},
     };
     cJSON* const array = cJSON_GetObjectItem(object.get(), "a2");
     for (const auto& getter : getters) {
-        const std::string function = "[" + getter.name + "]";
-        const std::string root = getter.prefix.empty() ? "" : getter.prefix + "root is ";
+        const std::string prefix = "[" + getter.name + "]" + getter.name;
         EXPECT_TRUE(getter.call(nullptr, "n"));
-        EXPECT_EQ(onlyLog(), function + getter.prefix + "null pointer");
+        EXPECT_EQ(onlyLog(), prefix + " null pointer");
         EXPECT_TRUE(getter.call(array, "n"));
-        EXPECT_EQ(onlyLog(), function + root + "not a valid json object");
-        for (const char* key : {static_cast<const char*>(nullptr), "missing", "o"}) {
+        EXPECT_EQ(onlyLog(), prefix + " root is not a valid json object");
+        for (const char* key : {static_cast<const char*>(nullptr), "o"}) {
             EXPECT_TRUE(getter.call(object.get(), key));
-            EXPECT_EQ(onlyLog(), function + getter.wrongType);
+            EXPECT_EQ(onlyLog(), prefix + " item is not a valid json " + getter.type);
         }
     }
+    // The text's own are shorter.
+    EXPECT_EQ(ConfJsonGetString(nullptr, "s", "default"), "default");
+    EXPECT_EQ(ConfJsonGetString(array, "s", "default"), "default");
+    EXPECT_EQ(ConfJsonGetString(object.get(), "o", "default"), "default");
+    EXPECT_THAT(takeLogs("ConfJsonGetString"),
+                ElementsAre("null pointer", "not a valid json object", "not a valid json string"));
     EXPECT_TRUE(ConfJsonGetBool(object.get(), "t", false));
     EXPECT_FALSE(ConfJsonGetBool(object.get(), "f", true));
     EXPECT_EQ(ConfJsonGetString(object.get(), "s", "default"), "text");
