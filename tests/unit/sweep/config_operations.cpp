@@ -102,7 +102,7 @@ void notify() {
 }
 
 Subject values() {
-    Subject subject = {.prepare = [] {}, .state = [] { return outputs().shown(); }, .finish = [] {}};
+    Subject subject;
     const auto reads = [](const char* name, auto call) {
         return op(name,
                   [=] {
@@ -226,25 +226,24 @@ std::vector<Operation> serviceOperations() {
 }
 
 Subject registry() {
-    Subject subject = {.prepare =
-                           [] {
-                               ScriptedConfig::get().reset();
-                               ScriptedConfig::get().held = {{"Conf.a.number", "8"}};
-                               SetLogLevel(CONF_LOG_DEBUG);
-                               number = 5;
-                               std::strcpy(text, "one");
-                               called.clear();
-                               batch = {1, 2, batchRecords};
-                               std::memset(batchRecords, 0, sizeof batchRecords);
-                               ConfConfigInit(bindAll, "owner", "Conf");
-                           },
-                       .state = shownRegistry,
-                       .finish =
-                           [] {
-                               ConfConfigDeInit();
-                               SetLogLevel(CONF_LOG_INFO);
-                           },
-                       .isSound = registryIsSound};
+    Subject subject;
+    subject.prepare = [] {
+        ScriptedConfig::get().reset();
+        ScriptedConfig::get().held = {{"Conf.a.number", "8"}};
+        SetLogLevel(CONF_LOG_DEBUG);
+        number = 5;
+        std::strcpy(text, "one");
+        called.clear();
+        batch = {1, 2, batchRecords};
+        std::memset(batchRecords, 0, sizeof batchRecords);
+        ConfConfigInit(bindAll, "owner", "Conf");
+    };
+    subject.state = shownRegistry;
+    subject.finish = [] {
+        ConfConfigDeInit();
+        SetLogLevel(CONF_LOG_INFO);
+    };
+    subject.isSound = registryIsSound;
     subject.operations = registryOperations();
     const std::vector<Operation> straight = serviceOperations();
     subject.operations.insert(subject.operations.end(), straight.begin(), straight.end());
@@ -252,22 +251,19 @@ Subject registry() {
 }
 
 Subject meetingServer() {
-    Subject subject = {.prepare =
-                           [] {
-                               ScriptedConfig::get().reset();
-                               ScriptedConfig::get().held = {{"Conf.b", "1"}};
-                               makeBlock();
-                           },
-                       .state =
-                           [] {
-                               return std::to_string(ScriptedConfig::get().writes.size()) +
-                                      (block->result != nullptr ? "answered" : "");
-                           },
-                       .finish =
-                           [] {
-                               OSMemTypeFreeMon(block->result, 0, 0, 0, "sweep");
-                               OSMemTypeFreeMon(block, 0, 0, 0, "sweep");
-                           }};
+    Subject subject;
+    subject.prepare = [] {
+        ScriptedConfig::get().reset();
+        ScriptedConfig::get().held = {{"Conf.b", "1"}};
+        makeBlock();
+    };
+    subject.state = [] {
+        return std::to_string(ScriptedConfig::get().writes.size()) + (block->result != nullptr ? "answered" : "");
+    };
+    subject.finish = [] {
+        OSMemTypeFreeMon(block->result, 0, 0, 0, "sweep");
+        OSMemTypeFreeMon(block, 0, 0, 0, "sweep");
+    };
     subject.operations = {
         op("ConfConfigGetConfConfig",
            [] {
@@ -293,24 +289,24 @@ constexpr const char* kSettings =
     "<s name='ignoreLayoutStrategy'>1</s><s name='isForbiddenKitCapbility'>1</s></r>";
 
 Subject settings() {
-    Subject subject = {.prepare =
-                           [] {
-                               std::filesystem::create_directory(scratch() / "conference");
-                               writeFile(scratch() / "conference/conf_config.xml", kSettings);
-                               scriptedPaths().configuration = scratch().path();
-                           },
-                       .state = [] { return outputs().shown() + std::to_string(g_configManager.itemNum); },
-                       .finish =
-                           [] {
-                               // The settings stay for the life of the process.
-                               OSMemTypeFreeMon(g_configManager.items, 0, 0, 0, "sweep");
-                               g_configManager = {};
-                               scriptedFiles().closeStreams();
-                               scriptedPaths() = {};
-                           },
-                       .heap = kOperatorNew,
-                       .losesHeapBy = {kMemory, "OsFopen", "sprintf_s"}, // a file that cannot be opened
-                       .ownProcess = true};
+    Subject subject;
+    subject.prepare = [] {
+        std::filesystem::create_directory(scratch() / "conference");
+        writeFile(scratch() / "conference/conf_config.xml", kSettings);
+        scriptedPaths().configuration = scratch().path();
+    };
+    subject.state = [] { return outputs().shown() + std::to_string(g_configManager.itemNum); };
+    subject.finish = [] {
+        // The settings stay for the life of the process.
+        OSMemTypeFreeMon(g_configManager.items, 0, 0, 0, "sweep");
+        g_configManager = {};
+        scriptedFiles().closeStreams();
+        scriptedPaths() = {};
+    };
+    subject.heap = kOperatorNew;
+    subject.losesHeapBy = {kMemory, "OsFopen", "sprintf_s"};
+    subject // a file that cannot be opened
+        .ownProcess = true;
     const auto loads = [](const char* name, std::function<uint64_t()> read, uint64_t success, uint64_t failure) {
         return op(
             name,

@@ -86,27 +86,15 @@ Subject messages() {
                                       std::to_string(delivered.size());
                            },
                        .finish = [] {}};
-    const auto send = [](const char* name, auto call, const char* impl, const char* receiver) {
-        const std::string begin = std::string("[") + impl + "]ConfCommMsgSynSend ";
-        return op(name, [=] { return call(kReceiver, handler, 1, outputs().text(), 8); }, {kHandled, CONF_MSG_ERR_SEND},
-                  nullptr,
-                  {begin + "memcpy_s fail!", begin + "memcpy_s fail, ret:400 [8, 8]",
-                   begin + "OsMsgSynSend fail 0x77 " + receiver + " meeting."});
+    const auto send = [](const char* name, auto call, const std::string& receiver) {
+        return op(name, [=] { return call(kReceiver, handler, 1, outputs().text(), 8, 1); },
+                  {kHandled, CONF_MSG_ERR_SEND}, nullptr,
+                  {"ConfCommMsgSynSend memcpy_s fail!", "ConfCommMsgSynSend memcpy_s fail, ret:400 [8, 8]",
+                   "ConfCommMsgSynSend OsMsgSynSend fail 0x77 " + receiver + " meeting."});
     };
-    using Handler = ConfCommMsgHandler;
     subject.operations = {
-        send(
-            "ConfCommMsgSynSendImpl",
-            [](const char* to, Handler with, uint32_t id, void* data, uint32_t length) {
-                return ConfCommMsgSynSendImpl(to, with, id, data, length, 1);
-            },
-            "ConfCommMsgSynSendImpl", "recvProcName"),
-        send(
-            "ConfCommMsgSynSendImplHaveResp",
-            [](const char* to, Handler with, uint32_t id, void* data, uint32_t length) {
-                return ConfCommMsgSynSendImplHaveResp(to, with, id, data, length, 1);
-            },
-            "ConfCommMsgSynSendImplHaveResp", "recvTaskName"),
+        send("ConfCommMsgSynSendImpl", ConfCommMsgSynSendImpl, "recvProcName"),
+        send("ConfCommMsgSynSendImplHaveResp", ConfCommMsgSynSendImplHaveResp, "recvTaskName"),
         op("ConfCommMsgAsynSend", [] { return ConfCommMsgAsynSend(kReceiver, handler, 1, kData, sizeof kData); },
            {0, CONF_MSG_ERR_SEND}, nullptr, {"ConfCommMsgAsynSend OsMsgAsynSend fail 0x78 recvProcName meeting"}),
         op("ConfCommMsgProcess", process, {0, 1, {{"OsMsgSynSendResp", 0}}},
@@ -142,51 +130,34 @@ Subject timers() {
                                ConfTimerStop(&freeTimer);
                                ConfCommTimerFuncDeInit();
                            }};
-    // A start and, when it says so, an expiry behind it; the start's result.
-    const auto start = [](const char* name, std::function<uint64_t()> call, bool expires, std::string function) {
-        std::vector<std::string> tells = {function + "OsTmrCreate fail! ret:129",
-                                          function + "conf secure func failed, err = 400!\n"};
-        if (function == "[ConfTimerStart]") {
-            tells.push_back(function + "TARN_CONF_LOG_ERROR: CONF_MALLOC failed, timer->data is NULL!");
-        }
-        if (expires) {
-            tells.emplace_back(function == "[ConfTimerStart]"
-                                   ? "[ConfCommTimerIDOut]ConfCommTimerIDOut send msg fail! ret:989a6c"
-                                   : "[ConfCommTimerOut]ConfCommTimerIDOut send msg fail");
-            if (function == "[ConfTimerStart]") {
-                tells.insert(tells.end(), {"[ConfCommTimerIDOut]conf secure func failed, err = 400!\n",
-                                           "[ConfCommTimerIDOut]timer is NULL"});
+    constexpr const char* kRuns = "a timer that has no data or no name runs all the same";
+    const Answers alone = {0, 1, {{"OsMutexLock", 0}, {"strcpy_s", 0}}};
+    Answers expiring = alone;
+    // Memory and copies may be those of the expiry's message.
+    expiring.results.insert({{"OsMsgAsynSend", 0}, {"OsMemMallocSetCharMon", kEither}, {"memcpy_s", kEither}});
+    const auto withExpiry = [](uint64_t (*start)()) {
+        return [=] {
+            const uint64_t result = start();
+            if (!scriptedTimers().created.empty()) {
+                scriptedTimers().fire(0);
             }
-        }
-        return op(
-            name,
-            [=] {
-                const uint64_t result = call();
-                if (expires && !scriptedTimers().created.empty()) {
-                    scriptedTimers().fire(0);
-                }
-                return result;
-            },
-            // Memory and copies may be those of the expiry's message.
-            {0,
-             1,
-             {{"OsMutexLock", 0},
-              {"strcpy_s", 0},
-              {"OsMsgAsynSend", 0},
-              {"OsMemMallocSetCharMon", expires ? kEither : 1},
-              {"memcpy_s", expires ? kEither : 1}}},
-            "a timer that has no data or no name runs all the same", std::move(tells));
+            return result;
+        };
     };
     subject.operations = {
         op("ConfCommTimerInit", [] { return ConfCommTimerInit(table, 1); }, {}, nullptr,
            {"OsSemInit fail! ret:1", "[InitTimer]SigEmptySet fail:144", "[InitTimer]OsSigAddSet fail:145",
             "[InitTimer]OsPthreadSigmask fail:146", "[InitTimer]Init 10ms tiemr failed:128"}),
-        start(
-            "ConfCommTimerStartEx", [] { return ConfCommTimerStartEx(70, 0, 5, kData, sizeof kData); }, false,
-            "[ConfCommTimerStartEx]"),
-        start("ConfCommTimerStart", startTable, true, "[ConfCommTimerStartEx]"),
-        start("ConfTimerStart", startFree, false, "[ConfTimerStart]"),
-        start("ConfTimerStart/expiring", startFree, true, "[ConfTimerStart]"),
+        op("ConfCommTimerStartEx", [] { return ConfCommTimerStartEx(70, 0, 5, kData, sizeof kData); }, alone, kRuns,
+           {"OsTmrCreate fail! ret:129", "conf secure func failed, err = 400!\n"}),
+        op("ConfCommTimerStart", withExpiry(startTable), expiring, kRuns,
+           {"[ConfCommTimerOut]ConfCommTimerIDOut send msg fail"}),
+        op("ConfTimerStart", startFree, alone, kRuns,
+           {"OsTmrCreate fail! ret:129", "conf secure func failed, err = 400!\n",
+            "TARN_CONF_LOG_ERROR: CONF_MALLOC failed, timer->data is NULL!"}),
+        op("ConfTimerStart/expiring", withExpiry(startFree), expiring, kRuns,
+           {"[ConfCommTimerIDOut]ConfCommTimerIDOut send msg fail! ret:989a6c", "[ConfCommTimerIDOut]timer is NULL",
+            "[ConfCommTimerIDOut]conf secure func failed, err = 400!\n"}),
         op("ConfBasicGetSysTime", [] { return ConfBasicGetSysTime(reinterpret_cast<ConfSysTime*>(outputs().text())); }),
     };
     return subject;

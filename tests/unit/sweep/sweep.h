@@ -69,9 +69,9 @@ const ScratchDirectory& scratch();
 
 // Operations on one state.
 struct Subject {
-    std::function<void()> prepare;
-    std::function<std::string()> state; // all that an operation may write
-    std::function<void()> finish;
+    std::function<void()> prepare = [] {};
+    std::function<std::string()> state = [] { return outputs().shown(); }; // all that an operation may write
+    std::function<void()> finish = [] {};
     std::function<bool()> isSound = {};        // what must hold behind every run
     unsigned heap = 0;                         // the `HeapOwner`s that can run out
     std::vector<std::string> losesHeapBy = {}; // failures that leave blocks of the heap behind

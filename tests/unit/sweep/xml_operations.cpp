@@ -217,7 +217,9 @@ std::vector<Operation> buildingOperations() {
 std::vector<Operation> pieceOperations() {
     return {
         op("ConfXmlGetXmlNodeAttrAndValue",
-           [] { return ConfXmlGetXmlNodeAttrAndValue(made, reinterpret_cast<tagCONF_XML_NODE_INFO*>(outputs().text())); },
+           [] {
+               return ConfXmlGetXmlNodeAttrAndValue(made, reinterpret_cast<tagCONF_XML_NODE_INFO*>(outputs().text()));
+           },
            {}, "the description is filled field by field", {"strcpy_s fail!", "ConfXmlGetXmlNodeAttr fail!"}),
         op("ConfXmlCopyXmlNodeValueToIndex",
            [] {
