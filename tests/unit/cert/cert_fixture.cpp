@@ -2,8 +2,6 @@
 
 #include <openssl/err.h>
 
-#include <algorithm>
-
 #include "tarn_conference/conf_settings.h"
 
 namespace tarn::test {
@@ -39,19 +37,6 @@ void CertTest::serve(uint32_t type, const std::string& certificate, const std::s
     writeFile(certPath, certificate);
     writeFile(keyPath, key);
     service.served[kOmTypes[type]] = {certificate, key, certPath, keyPath, passPhrase, {}, {}};
-}
-
-std::string CertTest::directoryOfLength(size_t length) {
-    constexpr size_t kLongestName = 200;
-    std::string path = scratch / "";
-    while (path.size() < length) {
-        const size_t left = length - path.size() - 1;
-        // No room must be left for a name of no length.
-        const size_t name = left <= kLongestName ? left : std::min(kLongestName, left - 2);
-        path.append(name, 'd').append("/");
-        std::filesystem::create_directory(path);
-    }
-    return path;
 }
 
 std::vector<std::string> CertTest::textsAt(int level) const {

@@ -33,8 +33,6 @@ class CertTest : public ScriptedPlatformTest {
     // Serves the type from files in `scratch`, as well as by its bytes.
     void serve(uint32_t type, const std::string& certificate, const std::string& key,
                const std::string& passPhrase = "");
-    // A directory below `scratch`, with a slash at its end, whose path has this length.
-    std::string directoryOfLength(size_t length);
     // Texts of the records at this level, in order.
     std::vector<std::string> textsAt(int level) const;
     // Texts of all records, in order; the level stands in front where it is not that of errors.
