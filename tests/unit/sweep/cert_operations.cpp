@@ -192,23 +192,22 @@ std::vector<Operation> tlsOperations() {
 } // namespace
 
 std::vector<Subject> certSubjects() {
-    Subject subject = {.prepare =
-                           [] {
-                               device().serve();
-                               ScriptedEngine::get().keyDirectory = scratch().path();
-                               ConfOmCertCallback(OM_CERT_EVENT_SERVICE, 0x103);
-                               ConfCertNotifyCallback([](uint32_t) { ++outputs().number; });
-                               ConfCertUpdateNotifyCallback([] { ++outputs().number; });
-                           },
-                       .state = [] { return outputs().shown() + std::to_string(storedNames().size()); },
-                       .finish =
-                           [] {
-                               ConfCertNotifyCallback(nullptr);
-                               ConfCertUpdateNotifyCallback(nullptr);
-                               ScriptedEngine::get().unload();
-                               scriptedPaths() = {};
-                           },
-                       .heap = kOperatorNew};
+    Subject subject;
+    subject.prepare = [] {
+        device().serve();
+        ScriptedEngine::get().keyDirectory = scratch().path();
+        ConfOmCertCallback(OM_CERT_EVENT_SERVICE, 0x103);
+        ConfCertNotifyCallback([](uint32_t) { ++outputs().number; });
+        ConfCertUpdateNotifyCallback([] { ++outputs().number; });
+    };
+    subject.state = [] { return outputs().shown() + std::to_string(storedNames().size()); };
+    subject.finish = [] {
+        ConfCertNotifyCallback(nullptr);
+        ConfCertUpdateNotifyCallback(nullptr);
+        ScriptedEngine::get().unload();
+        scriptedPaths() = {};
+    };
+    subject.heap = kOperatorNew;
     for (const auto& operations : {inventoryOperations(), tlsOperations()}) {
         subject.operations.insert(subject.operations.end(), operations.begin(), operations.end());
     }

@@ -45,13 +45,11 @@ uint64_t replaceAddress() {
 
 std::vector<Subject> logSubjects() {
     static const std::string longText(360, 'x');
-    Subject logging = {.prepare = [] { SetLogLevel(CONF_LOG_INFO); },
-                       .state = [] { return std::to_string(GetConfLogFileId()); },
-                       .finish =
-                           [] {
-                               g_LogInfo = {0, "Conference.log"};
-                           },
-                       .heap = kOperatorNew};
+    Subject logging;
+    logging.prepare = [] { SetLogLevel(CONF_LOG_INFO); };
+    logging.state = [] { return std::to_string(GetConfLogFileId()); };
+    logging.finish = [] { g_LogInfo = {0, "Conference.log"}; };
+    logging.heap = kOperatorNew;
     logging.operations = {
         op("ConfLogInit", [] { return ConfLogInit(); },
            {0, 1, {{"TarnOmLogClientInit", 77}, {"TarnOmLogCreateLog", 79}, {"strcpy_s", 400}}}),
@@ -81,9 +79,9 @@ std::vector<Subject> logSubjects() {
            },
            {42, 1, {{kMemory, 0}}}),
     };
-    Subject masking = {.prepare = [] { ConfFilterSetIPStr("10.20.30.40"); },
-                       .state = [] { return outputs().shown() + ownAddressMasked(); },
-                       .finish = [] {}};
+    Subject masking;
+    masking.prepare = [] { ConfFilterSetIPStr("10.20.30.40"); };
+    masking.state = [] { return outputs().shown() + ownAddressMasked(); };
     constexpr const char* kCleared = "the buffer is cleared before it is filled";
     masking.operations = {
         op(

@@ -69,23 +69,20 @@ uint64_t startFree() {
 }
 
 Subject messages() {
-    Subject subject = {.prepare =
-                           [] {
-                               scriptedMessages() = {};
-                               scriptedMessages().answer = answered;
-                               delivered.clear();
-                               ConfRegisterNotifyFunc([](uint32_t, void*, uint32_t length, uint32_t) {
-                                   delivered.push_back(length);
-                                   return 0U;
-                               });
-                           },
-                       .state =
-                           [] {
-                               return outputs().shown() + std::to_string(scriptedMessages().asynchronous.size()) +
-                                      std::to_string(scriptedMessages().responses.size()) +
-                                      std::to_string(delivered.size());
-                           },
-                       .finish = [] {}};
+    Subject subject;
+    subject.prepare = [] {
+        scriptedMessages() = {};
+        scriptedMessages().answer = answered;
+        delivered.clear();
+        ConfRegisterNotifyFunc([](uint32_t, void*, uint32_t length, uint32_t) {
+            delivered.push_back(length);
+            return 0U;
+        });
+    };
+    subject.state = [] {
+        return outputs().shown() + std::to_string(scriptedMessages().asynchronous.size()) +
+               std::to_string(scriptedMessages().responses.size()) + std::to_string(delivered.size());
+    };
     const auto send = [](const char* name, auto call, const std::string& receiver) {
         return op(name, [=] { return call(kReceiver, handler, 1, outputs().text(), 8, 1); },
                   {kHandled, CONF_MSG_ERR_SEND}, nullptr,
@@ -109,27 +106,26 @@ Subject messages() {
 }
 
 Subject timers() {
-    Subject subject = {.prepare =
-                           [] {
-                               scriptedTimers() = {};
-                               scriptedMessages() = {};
-                               freeTimer = {};
-                               table[0] = {};
-                               table[0].timerId = 70;
-                               table[0].mode = CONF_TIMER_ONE_SHOT;
-                               table[0].defaultDurationMs = 25;
-                               table[0].recvProcName = kReceiver;
-                               table[0].handler = handler;
-                               ConfCommTimerFuncInit(table, 1);
-                               ConfTimerInit(&freeTimer, 9, CONF_TIMER_ONE_SHOT, kReceiver, handler);
-                           },
-                       .state = [] { return shownTimers() + std::to_string(scriptedMessages().asynchronous.size()); },
-                       .finish =
-                           [] {
-                               ConfCommTimerInit(table, 1);
-                               ConfTimerStop(&freeTimer);
-                               ConfCommTimerFuncDeInit();
-                           }};
+    Subject subject;
+    subject.prepare = [] {
+        scriptedTimers() = {};
+        scriptedMessages() = {};
+        freeTimer = {};
+        table[0] = {};
+        table[0].timerId = 70;
+        table[0].mode = CONF_TIMER_ONE_SHOT;
+        table[0].defaultDurationMs = 25;
+        table[0].recvProcName = kReceiver;
+        table[0].handler = handler;
+        ConfCommTimerFuncInit(table, 1);
+        ConfTimerInit(&freeTimer, 9, CONF_TIMER_ONE_SHOT, kReceiver, handler);
+    };
+    subject.state = [] { return shownTimers() + std::to_string(scriptedMessages().asynchronous.size()); };
+    subject.finish = [] {
+        ConfCommTimerInit(table, 1);
+        ConfTimerStop(&freeTimer);
+        ConfCommTimerFuncDeInit();
+    };
     constexpr const char* kRuns = "a timer that has no data or no name runs all the same";
     const Answers alone = {0, 1, {{"OsMutexLock", 0}, {"strcpy_s", 0}}};
     Answers expiring = alone;

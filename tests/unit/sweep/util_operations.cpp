@@ -38,9 +38,8 @@ std::string shownTree() {
 }
 
 Subject plain() {
-    Subject subject = {.prepare = [] { std::strcpy(outputs().text(), "  10.1.2.3 "); },
-                       .state = [] { return outputs().shown(); },
-                       .finish = [] {}};
+    Subject subject;
+    subject.prepare = [] { std::strcpy(outputs().text(), "  10.1.2.3 "); };
     const auto statistics = [](const char* name, auto call) {
         return op(
             name, [=] { return call(outputs().text(), 1, 2); }, {0, 55}, "what the platform has written stays");
@@ -66,19 +65,18 @@ Subject plain() {
 }
 
 Subject json() {
-    Subject subject = {.prepare =
-                           [] {
-                               tree = cJSON_Parse((std::string(R"({"s":")") + kLong + R"(","o":{}})").c_str());
-                               text = "before";
-                           },
-                       .state = [] { return text + shownTree(); },
-                       .finish =
-                           [] {
-                               cJSON_Delete(tree);
-                               tree = nullptr;
-                               std::string().swap(text);
-                           },
-                       .heap = kOperatorNew | kJson};
+    Subject subject;
+    subject.prepare = [] {
+        tree = cJSON_Parse((std::string(R"({"s":")") + kLong + R"(","o":{}})").c_str());
+        text = "before";
+    };
+    subject.state = [] { return text + shownTree(); };
+    subject.finish = [] {
+        cJSON_Delete(tree);
+        tree = nullptr;
+        std::string().swap(text);
+    };
+    subject.heap = kOperatorNew | kJson;
     constexpr const char* kAdded = "items that were added before stay";
     const auto print = [](const char* name, const char* failed, auto call) {
         return op(name, [=] { return call(); }, {}, nullptr,
@@ -121,15 +119,14 @@ Subject json() {
 }
 
 Subject digests() {
-    Subject subject = {.prepare =
-                           [] {
-                               context = nullptr;
-                               EVP_MD_fetch(nullptr, "none", nullptr); // makes the thread's error queue
-                               ZOR_CRYPT_digestInit(&context, 1);
-                           },
-                       .state = [] { return outputs().shown(); },
-                       .finish = [] { EVP_MD_CTX_free(context); },
-                       .heap = kOpenssl};
+    Subject subject;
+    subject.prepare = [] {
+        context = nullptr;
+        EVP_MD_fetch(nullptr, "none", nullptr); // makes the thread's error queue
+        ZOR_CRYPT_digestInit(&context, 1);
+    };
+    subject.finish = [] { EVP_MD_CTX_free(context); };
+    subject.heap = kOpenssl;
     const auto output = [] { return reinterpret_cast<unsigned char*>(outputs().text()); };
     subject.operations = {
         op("ZOR_CRYPT_digest", [=] { return ZOR_CRYPT_digest(1, kLong, 20, output(), nullptr); }, {1, 0}),

@@ -244,17 +244,17 @@ bool variablesAreSound() {
 }
 
 Subject files() {
-    Subject subject = {.prepare =
-                           [] {
-                               setVariables("saved", 7);
-                               ConfXmlSave(indexTable, path("tree").c_str(), path("bak").c_str());
-                               std::filesystem::remove(path("new"));
-                           },
-                       .state = [] { return variable + std::to_string(number); },
-                       .finish = [] { scriptedFiles().closeStreams(); },
-                       .isSound = variablesAreSound,
-                       .heap = kOperatorNew,
-                       .losesHeapBy = {kMemory, "OsFopen"}};
+    Subject subject;
+    subject.prepare = [] {
+        setVariables("saved", 7);
+        ConfXmlSave(indexTable, path("tree").c_str(), path("bak").c_str());
+        std::filesystem::remove(path("new"));
+    };
+    subject.state = [] { return variable + std::to_string(number); };
+    subject.finish = [] { scriptedFiles().closeStreams(); };
+    subject.isSound = variablesAreSound;
+    subject.heap = kOperatorNew;
+    subject.losesHeapBy = {kMemory, "OsFopen"};
     subject.operations = {
         op("ConfXmlLoad",
            [] {
@@ -304,28 +304,27 @@ std::vector<Operation> paramOperations() {
 } // namespace
 
 std::vector<Subject> xmlSubjects() {
-    Subject documents = {.prepare =
-                             [] {
-                                 SetLogLevel(CONF_LOG_DEBUG);
-                                 root = ConfXmlParseBodyGetRoot(kBody);
-                                 made = ConfXmlParseBodyGetRoot("<val name='n' type='CHAR' CharLen='9'>x</val>");
-                                 madeInfo = {};
-                                 ConfXmlGetXmlNodeAttrAndValue(made, &madeInfo);
-                                 setVariables("old", 7);
-                             },
-                         .state = [] { return printed(root) + outputs().shown() + variable; },
-                         .finish =
-                             [] {
-                                 for (void* const document : {root, made}) {
-                                     if (document != nullptr) {
-                                         ConfXmlFreeRootNode(document);
-                                     }
-                                 }
-                                 root = made = nullptr;
-                                 SetLogLevel(CONF_LOG_INFO);
-                             },
-                         .heap = kOperatorNew,
-                         .losesHeapBy = {kMemory, "OsFopen"}};
+    Subject documents;
+    documents.prepare = [] {
+        SetLogLevel(CONF_LOG_DEBUG);
+        root = ConfXmlParseBodyGetRoot(kBody);
+        made = ConfXmlParseBodyGetRoot("<val name='n' type='CHAR' CharLen='9'>x</val>");
+        madeInfo = {};
+        ConfXmlGetXmlNodeAttrAndValue(made, &madeInfo);
+        setVariables("old", 7);
+    };
+    documents.state = [] { return printed(root) + outputs().shown() + variable; };
+    documents.finish = [] {
+        for (void* const document : {root, made}) {
+            if (document != nullptr) {
+                ConfXmlFreeRootNode(document);
+            }
+        }
+        root = made = nullptr;
+        SetLogLevel(CONF_LOG_INFO);
+    };
+    documents.heap = kOperatorNew;
+    documents.losesHeapBy = {kMemory, "OsFopen"};
     for (const auto& operations :
          {nodeOperations(), encodingOperations(), buildingOperations(), pieceOperations(), paramOperations()}) {
         documents.operations.insert(documents.operations.end(), operations.begin(), operations.end());
