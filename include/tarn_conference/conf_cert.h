@@ -51,8 +51,8 @@ static_assert(offsetof(ConfCaCertEntry, fileType) == 512, "entry layout is part 
  * @brief Connects to the certificate service, reads the ids of all four types and builds the trust store.
  * @param arg  Passed on to `TarnOmCertClientInit`.
  *
- * What fails is logged and does not stop the rest. Call it once, before any TLS context is built. Change events may
- * arrive, on the service's thread, before this returns.
+ * What fails is logged, but for a refused registration for events, and does not stop the rest. Call it once, before any
+ * TLS context is built. Change events may arrive, on the service's thread, before this returns.
  */
 void ConfCertInit(void* arg);
 
@@ -115,7 +115,8 @@ uint32_t ConfCertGetGmSrvCertInfo(uint32_t type, ConfCertGmSrvCertInfo* out);
 
 /**
  * @brief Lists the files of the CA directory whose names end in "pem" in any case, in the directory's order.
- * @param list   Room for `CONF_CERT_MAX_CA_FILES` entries; further files are left out.
+ * @param list   Room for `CONF_CERT_MAX_CA_FILES` entries; further files are left out. A path that does not fit is
+ *               listed as an empty one.
  * @param count  Receives the number of entries; may be null.
  * @return 0; `CONF_CERT_FAILED` for a null `list` and when the directory cannot be read.
  */
@@ -123,17 +124,20 @@ uint32_t ConfCertGetCaCertList(ConfCaCertEntry* list, uint32_t* count);
 
 /**
  * @brief Registers the callback for changed service certificates, in place of an earlier one.
- * @param cb  Called with 0 when the certificate of type 0 changed, with 1 for type 2 or 3, on the service's thread.
- *            Null takes the callback away.
+ * @param cb  Called with 0 for type 0, and with 1 for types 2 and 3, whenever the id of their certificate was read: by
+ *            `ConfCertInit`, on its caller's thread, and after each change, on the service's. Null takes the callback
+ *            away.
  *
- * When type 0 changed while no callback was registered, `cb(0)` is called once, from inside this call.
+ * When type 0 was read while no callback was registered, at the start too, `cb(0)` is called once, from inside this
+ * call.
  */
 void ConfCertNotifyCallback(void (*cb)(uint32_t change));
 
 /**
  * @brief Registers the callback for a changed CA set, in place of an earlier one.
- * @param cb  Called on the service's thread when the trust store has been rebuilt; never on a device with fixed
- *            paths (`CallServiceIsForbiddenKitCap`). Null takes the callback away.
+ * @param cb  Called on the service's thread when the trust store has been rebuilt for changed CA files; not at the
+ *            start, not for revocation lists, and never on a device with fixed paths (`CallServiceIsForbiddenKitCap`).
+ *            Null takes the callback away.
  */
 void ConfCertUpdateNotifyCallback(void (*cb)(void));
 

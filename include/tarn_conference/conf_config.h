@@ -66,7 +66,7 @@ static_assert(sizeof(ConfConfigOmBatch) == 8 + sizeof(void*), "batch size is par
  * @param owner   Name under which the process writes.
  * @param domain  First part of its keys.
  * @return 0; `CONF_CONFIG_FAILED` for a null argument or when memory is out. A service that refuses the connection is
- *         logged and does not fail the start.
+ *         logged, one that refuses the registration for changes is not; neither fails the start.
  *
  * On a registry that is started already the old keys are gone; call `ConfConfigUnInit` first, because a notification
  * that comes meanwhile would look for them. Changes that come before all keys are bound are not told.
@@ -95,12 +95,16 @@ void ConfConfigDeInit(void);
  * @param data      The variable; must live as long as the registry.
  * @param size      Its width in bytes; for text and data the buffer's bytes.
  * @param callBack  Told of changes; null for none.
+ *
+ * Does nothing on a registry that is not started. Want of memory is logged.
  */
 void ConfConfigBind(const char* key, uint32_t type, void* data, uint32_t size, ConfConfigChangeCallBack callBack);
 
 /**
  * @brief Loads the bound variables from the service. Keys that it does not hold, data, and texts whose buffer has less
- *        than 2 bytes keep their values; a text too long for its buffer empties it. No callback is called.
+ *        than 2 bytes keep their values; a text too long for its buffer empties it. A text that is no number sets a
+ *        number to 0 and a bool as `ConfConfigV2Bool` reads it; a variable whose width its type does not have keeps its
+ *        value. No callback is called.
  *
  * Callbacks can come meanwhile on the service's thread: hold the lock that guards the variables.
  */
@@ -123,6 +127,8 @@ void ConfConfigClientCallBack(uint32_t msgId, uint32_t second, uint32_t third, C
  * @param value  Types 1 to 5.
  * @param batch  Where to queue it.
  * @return 0, or `CONF_CONFIG_FAILED`; nothing is queued then.
+ *
+ * When the service refuses the full batch, its records are lost, which is logged and does not change the result.
  */
 uint32_t ConfConfigAddOmCfg(const char* key, const ConfConfigValue* value, ConfConfigOmBatch* batch);
 
@@ -137,7 +143,8 @@ uint32_t ConfConfigSyncOmCfg(ConfConfigOmBatch* batch);
  * @brief Applies texts to the bound variables.
  * @param items      Items with an empty key are passed over.
  * @param count      Items at `items`.
- * @param writeBack  Non-zero writes the variables that changed to the service.
+ * @param writeBack  Non-zero writes to the service what changed a variable: the item's text as it is given, under the
+ *                   key as the item spells it.
  * @return items applied, unchanged variables among them; negated when the writing failed, which a list that changes
  *         nothing counts as. 0 for bad arguments and a registry that is not started.
  */
@@ -165,9 +172,10 @@ uint32_t ConfConfigSyncByKeyToOM(const char* key);
  * @param ignored          Not used.
  * @param block            Its data are `ConfConfigKeyValue` items, at most `CONF_CONFIG_MAX_LIST`; their keys are cut
  * at 127 and their values at 1023 characters. Receives an accounted array of items as its result; whoever owns the
- * block frees it with `OSMemTypeFreeMon`.
+ * block frees it with `OSMemTypeFreeMon`. Without items that is a block of length 0, to be freed as well.
  * @param blockBufferSize  Bytes at `block`.
- * @return 0; the service's code; `CONF_CONFIG_FAILED` otherwise.
+ * @return 0; the service's code; `CONF_CONFIG_FAILED` otherwise. A result may be attached after that one too: when a
+ *         copy failed.
  *
  * Values come as the service holds them, passwords encrypted. Needs up to 600 KB of stack.
  */
@@ -178,7 +186,8 @@ uint32_t ConfConfigGetConfConfig(uint32_t ignored, ConfMeetingServerMsgBlock* bl
  *        "Conf.H323CallParam.gkPwd" are stored encrypted, and their values in the block wiped, also when a later item
  *        fails the call. The bound variables are not touched.
  * @param ignored  Not used.
- * @param block    Its data are `ConfConfigKeyValue` items, at most `CONF_CONFIG_MAX_LIST`.
+ * @param block    Its data are `ConfConfigKeyValue` items, at most `CONF_CONFIG_MAX_LIST`. Its data length is taken on
+ * trust: a handler first sees to it that `GetMeetingServerMsgBlockSize` is no more than the length that it was given.
  * @return 0; 1 when a value cannot be encrypted; `CONF_CONFIG_WRITE_REFUSED` when the service refuses;
  *         `CONF_CONFIG_FAILED` otherwise. Nothing is written unless 0.
  *

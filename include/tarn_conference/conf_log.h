@@ -61,10 +61,11 @@ uint32_t SetLogLevel(uint8_t level);
 /**
  * @brief Writes one record "[function]message".
  * @param level     Level of the record; its low 8 bits count.
- * @param funcName  Function that writes.
+ * @param funcName  Function that writes; null drops the record.
  * @param fileName  Source file that writes; null drops the record.
  * @param line      Source line that writes.
- * @param format    printf format (C11 7.21.6.1); null drops the record.
+ * @param format    printf format (C11 7.21.6.1), formatted as C11 K.3.5.3.12 does it: a null argument of `%s`, and
+ *                  `%n`, drop the record, and so does a null format.
  *
  * A record above the current level costs a byte comparison. A message, or a message with its function name, of more
  * than 511 bytes is dropped whole, never cut; use `ConfLogPrintfStr` for those.

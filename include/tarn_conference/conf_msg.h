@@ -4,7 +4,10 @@
  *
  * A call carries, beside its data, the address of the function that the receiving process runs with them. All processes
  * of an endpoint therefore hold the same code at the same addresses; nothing is translated here. The receiving process
- * hands each incoming record to `ConfCommMsgProcess`.
+ * hands each incoming record to `ConfCommMsgProcess`, which runs the handler on its caller's thread: the platform's
+ * message thread.
+ *
+ * Any thread may call any function here, several at once.
  */
 #ifndef TARN_CONFERENCE_CONF_MSG_H
 #define TARN_CONFERENCE_CONF_MSG_H
@@ -103,7 +106,7 @@ uint32_t ConfCommMsgSynSendImpl(const char* recvProcName, ConfCommMsgHandler han
  * @return the handler's result, or `CONF_MSG_ERR_SEND`.
  *
  * The block attached to the answer belongs to the caller, who releases it with `OSMemTypeFreeMon`. Without `data` to
- * find it by it is lost.
+ * find it by, and when the answer is longer than `dataLen`, it is lost.
  */
 uint32_t ConfCommMsgSynSendImplHaveResp(const char* recvProcName, ConfCommMsgHandler handler, uint32_t msgId,
                                         void* data, uint32_t dataLen, uint32_t timeout);

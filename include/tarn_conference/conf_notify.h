@@ -1,6 +1,9 @@
 /**
  * @file conf_notify.h
  * @brief Notifications to the application, large ones in packets, and the meeting-server message block.
+ *
+ * Any thread may call any function here, several at once. The application's callback runs on the sender's thread, so it
+ * may run on several at once, except for packets. A block belongs to one thread at a time.
  */
 #ifndef TARN_CONFERENCE_CONF_NOTIFY_H
 #define TARN_CONFERENCE_CONF_NOTIFY_H
@@ -23,6 +26,7 @@ TARN_EXTERN_C_BEGIN
  * @param data    Valid during the call; may be null.
  * @param len     Bytes at `data`.
  * @param result  The sender's result; 0 where it has none.
+ * @return handed back by the single deliveries; not looked at for a header and its packets.
  */
 typedef uint32_t (*ConfNotifyFunc)(uint32_t id, void* data, uint32_t len, uint32_t result);
 

@@ -25,7 +25,9 @@ TARN_EXTERN_C_BEGIN
  * @return 0, or `CONF_CERT_FAILED`.
  *
  * Whether the key is read from its file or held by the engine "openssl_engine", which knows it by the certificate's id,
- * is the device's choice for each type. The engine is loaded at first need and stays for the life of the process.
+ * is the device's choice for each type. The engine is loaded at first need and stays for the life of the process; each
+ * attempt to load it that fails keeps a handle of OpenSSL. A key file that is encrypted while the service tells no pass
+ * phrase makes OpenSSL ask at the terminal, unless the context has a pass-phrase callback of its own.
  */
 uint32_t ConfLoadServerCert(SSL_CTX* ctx, uint32_t type);
 
@@ -49,12 +51,18 @@ uint32_t ConfCertLoadAllCaCert(SSL_CTX* ctx, ConfCaCertEntry* list, uint32_t cou
 /**
  * @brief Adds the device's revocation lists (RFC 5280) to a context and has it check whole chains against them.
  * @param ctx  The context.
- * @return 0, also when some of the lists cannot be loaded, which is logged; 1 for a null `ctx` or when the directory of
- *         the lists cannot be read.
+ * @return 0, also when some of the lists cannot be loaded, which is logged, and when the service does not tell the
+ *         directory: the root directory is looked through then, as a rule without finding a list, and nothing is
+ *         checked for revocation. 1 for a null `ctx` or when the directory cannot be opened. Ask `ConfCertGetCrlPath`
+ *         first where that matters.
  *
  * Taken are files whose names hold ".pem" or ".crl", and "crl" (or either of them in capitals). From the first list on
  * a context refuses what OpenSSL refuses, but for two things: a chain whose issuer has no list passes, and so does a
- * peer certificate that is self-signed.
+ * peer certificate that is self-signed; `SSL_get_verify_result` tells of it still. The exceptions are the store's
+ * verify callback: a callback given to `SSL_CTX_set_verify` takes its place.
+ *
+ * Each list that a context takes stays in memory to the end of the process, for every context anew: build contexts
+ * seldom.
  */
 uint32_t ConfAddCancelCrlToSslctx(SSL_CTX* ctx);
 

@@ -55,7 +55,7 @@ static_assert(offsetof(ConfXmlEncodeTree, childNum) == 2 * sizeof(void*), "tree 
  * @param node   The element.
  * @param attrs  `num` of them; not null, even for none.
  * @param num    Number of attributes.
- * @return 0; 15 for null, in an attribute too: those before it stay.
+ * @return 0; 15 for null, in an attribute too, or when memory is out: those before it stay.
  */
 uint32_t ConfXmlAdptAddNodeAttrs(void* node, const ConfXmlAttrItem* attrs, uint32_t num);
 
@@ -69,7 +69,8 @@ uint32_t ConfXmlAdptAddNodeAttrs(void* node, const ConfXmlAttrItem* attrs, uint3
 uint32_t ConfXmlAdptAddChildNodes(void* parent, const ConfXmlNodeSet* nodes, uint32_t num);
 
 /**
- * @brief Makes a document of a description. Texts, attributes and children that cannot be added are left out.
+ * @brief Makes a document of a description. A text or attribute that cannot be added is left out; the first child that
+ *        cannot be made or filled ends the children.
  * @param tree  The description.
  * @return its root, released with `ConfXmlFreeRootNode`; null without a name or when memory is out.
  */

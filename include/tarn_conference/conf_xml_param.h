@@ -39,8 +39,8 @@ static_assert(offsetof(ConfXmlParamNote, isAsciiCode) == 77 + sizeof(void*),
  * @param note      The parameter. The store of a text given as codes is zero-filled by the caller; its last byte is
  *                  never written, and what does not fit is left out, whole characters at a time.
  * @return 0; 1 for null, for no such element or no text in it, for a text that does not fit, and for a list of codes of
- *         1024 characters or more. A bad list of codes, or one without a store, is logged and gives 0, with what stands
- *         before the bad place.
+ *         1024 characters or more. A bad list of codes is logged and gives 0, with what stands before the bad place;
+ *         one without a store gives 0 without a word.
  */
 uint32_t ConfXmlParseSingleNote(void* rootNode, ConfXmlParamNote* note);
 

@@ -120,7 +120,7 @@ void* ConfXmlAddSingleStructNode(void* parent, const char* name);
  * @param parent     Where to append it.
  * @param name       Its "name".
  * @param numOfInst  Its "NumOfInst"; the low 16 bits count.
- * @return it; null for null or when memory is out.
+ * @return it; null for a null parent, for a null name (it stays in the parent without one) or when memory is out.
  */
 void* ConfXmlAddMultiInstanceNode(void* parent, const char* name, int32_t numOfInst);
 
@@ -130,7 +130,7 @@ void* ConfXmlAddMultiInstanceNode(void* parent, const char* name, int32_t numOfI
  *                is released.
  * @param name    Its "name".
  * @param instId  Its "InstID"; the low 16 bits count.
- * @return it; null for null or when memory is out.
+ * @return it; null for a null parent, for a null name (it stays in the parent without one) or when memory is out.
  */
 void* ConfXmlAddMultiStructNode(void* parent, const char* name, uint32_t instId);
 
@@ -155,7 +155,8 @@ uint32_t ConfXmlAttrTypeStrToEnum(const char* str, uint8_t* out);
  * @brief Fills node, name, type and charLen of a description.
  * @param node  The element.
  * @param info  The description.
- * @return 0; 1 for null and for a name of 33 bytes or more.
+ * @return 0; 1 for a null `info` and for a name of 33 bytes or more. A null `node` is logged and described as an
+ *         element without attributes.
  */
 uint32_t ConfXmlGetXmlNodeAttr(void* node, tagCONF_XML_NODE_INFO* info);
 
@@ -219,7 +220,8 @@ uint32_t ConfXmlIsNumericStr(const char* str);
  * @param node  The element.
  * @param type  How to read it: numbers as 32-bit signed ones, cut to the type's bytes, 0 for no number.
  * @param out   Receives type and value; a text may be null.
- * @return 0; 1 for null or a type of 7 or more, which is stored in `out` all the same.
+ * @return 0; 1 for a null `out` or a type of 7 or more, which is stored in `out` all the same. A null `node` is logged
+ *         and reads as 0 or no text.
  */
 uint32_t ConfXmlGetValue(void* node, uint8_t type, tagCONF_XML_VALUE* out);
 
@@ -282,7 +284,11 @@ uint32_t ConfXmlWriteCallBack(tagCONF_XML_NODE_INFO* info, TransXMLContext* cont
  * @param createIndexTable  Makes the index table.
  * @param file              The file.
  * @param bakFile           Read when `file` cannot be opened or is no XML.
- * @return 0; 1 when neither is XML, without an index table, and when the roots do not match.
+ * @return 0; 1 when neither is XML, without an index table, and when the roots do not match. A null path counts as a
+ *         file that cannot be opened.
+ *
+ * Each file that could be opened stays open to the end of the process (see `ConfXmlParseFileGetRoot`): load at the
+ * start, not in a loop.
  */
 uint32_t ConfXmlLoad(ConfXmlCreateIndexTable createIndexTable, const char* file, const char* bakFile);
 

@@ -87,7 +87,7 @@ errno_t strcat_s(char* destination, rsize_t bound, const char* source);
  * @param destination  Where to write.
  * @param bound        Bytes at `destination`.
  * @param format       printf format (C11 7.21.6.1).
- * @return the length, or -1.
+ * @return the length, or -1 for a text that does not fit, a null argument of `%s`, or `%n`.
  */
 int sprintf_s(char* destination, rsize_t bound, const char* format, ...) TARN_PRINTF_LIKE(3, 4);
 
@@ -97,7 +97,7 @@ int sprintf_s(char* destination, rsize_t bound, const char* format, ...) TARN_PR
  * @param bound        Bytes at `destination`.
  * @param format       printf format (C11 7.21.6.1).
  * @param arguments    Its arguments.
- * @return the length, or -1.
+ * @return the length, or -1 for a text that does not fit, a null argument of `%s`, or `%n`.
  */
 int vsnprintf_s(char* destination, rsize_t bound, const char* format, va_list arguments) TARN_PRINTF_LIKE(3, 0);
 
@@ -110,7 +110,7 @@ int vsnprintf_s(char* destination, rsize_t bound, const char* format, va_list ar
 int sscanf_s(const char* text, const char* format, ...);
 
 /**
- * @brief Takes a text apart at delimiters (K.3.7.3.1).
+ * @brief Takes a text apart at delimiters (K.3.7.3.1). Not called by this version of the library.
  * @param text        The text at the first call, then null.
  * @param length      In: characters left; updated with every token.
  * @param delimiters  Characters between tokens.

@@ -108,7 +108,8 @@ uint32_t TarnOmCertGetServiceCert(uint32_t omType, ConfCertServiceCert* certific
 /**
  * @brief Computes the id of a certificate, by which a keyless engine finds its key.
  * @param certificate  The certificate.
- * @param id           In: room for it; out: the id.
+ * @param id           In: room for it; out: the id. It ends with a NUL inside its length, or all ids are of one length:
+ *                     the library keeps what stands behind a shorter one.
  * @return 0, or the platform's code.
  */
 uint32_t TarnOmCertGetCertId(const ConfCertBlob* certificate, ConfCertBlob* id);

@@ -19,7 +19,7 @@ typedef struct OsTimerParam {
     uint8_t userData[8];      /**< Handed back in the expiry callback. */
     uint8_t reserved1[24];    /**< The platform's; zero bytes. */
     uint32_t userDataMarker;  /**< 1: a 32-bit id stands in `userData`; 8: an address does. */
-    uint32_t periodTicks;     /**< Time to expiry in ticks of the manager. */
+    uint32_t periodTicks;     /**< Time to expiry in ticks of the manager; 0 counts as 1. */
     uint32_t repeat;          /**< 0: one-shot, 1: periodic. */
     OsTimerCallback callback; /**< Never null. */
 } OsTimerParam;
@@ -45,7 +45,8 @@ uint32_t OsTmrManagerInit(uint32_t first, uint32_t tickMicroseconds, uint32_t th
  * @brief Creates a running timer.
  * @param param   Copied before this returns.
  * @param handle  Receives the timer's handle, never null on success.
- * @param ticks   Time to the first expiry in ticks; a periodic timer repeats after `param->periodTicks`.
+ * @param ticks   Time to the first expiry in ticks, 0 for the next tick; a periodic timer repeats after
+ *                `param->periodTicks`.
  * @return 0, or the platform's code.
  *
  * A one-shot timer frees itself when it has expired; deleting it afterwards is harmless.

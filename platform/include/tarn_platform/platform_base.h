@@ -3,7 +3,9 @@
  * @brief Shorthands that every header of the platform contract uses.
  *
  * The contract is plain C. Its headers compile as C11 and as C++17 and later. Whoever provides a platform defines the
- * declared functions with C linkage; `libtarn_conference_common` only refers to them.
+ * declared functions with C linkage; `libtarn_conference_common` only refers to them. Every call may come from any
+ * thread, several at once, unless its header says otherwise; none may throw or end the process. Every call may fail.
+ * Texts and buffers stay the caller's unless told.
  */
 #ifndef TARN_PLATFORM_PLATFORM_BASE_H
 #define TARN_PLATFORM_PLATFORM_BASE_H

@@ -110,7 +110,8 @@ static_assert(sizeof(TarnHostCertFacts) == 24 + 16 + 256 + 512 + 512 + 32 + 16 +
  * @brief Installs a service certificate in place of the one before.
  * @param installation  What to install; copied.
  * @return 0 or a code as told above; EACCES when the pass phrase does not open the key; EKEYREJECTED when the key is
- *         not the first certificate's. Nothing is changed unless 0.
+ *         not the first certificate's. Nothing is changed unless 0 or an error of bringing it to the disk, which comes
+ *         when the new certificate is in its place.
  */
 uint32_t TarnHostCertInstall(const TarnHostCertInstallation* installation);
 
@@ -126,7 +127,7 @@ uint32_t TarnHostCertUninstall(uint32_t omType);
  * @param pem    The text.
  * @param bytes  Its length.
  * @param count  Receives how many certificates it has, the same one twice counted twice; may be null.
- * @return 0 or a code as told above.
+ * @return 0 or a code as told above. After a failure of the disk some of the files may be there.
  */
 uint32_t TarnHostCertAddCa(const void* pem, uint32_t bytes, uint32_t* count);
 
@@ -143,7 +144,7 @@ uint32_t TarnHostCertRemoveCa(const char* name);
  * @param pem    The text.
  * @param bytes  Its length.
  * @param count  Receives how many lists it has; may be null.
- * @return 0 or a code as told above.
+ * @return 0 or a code as told above. After a failure of the disk some of the files may be there.
  */
 uint32_t TarnHostCertAddCrl(const void* pem, uint32_t bytes, uint32_t* count);
 

@@ -30,13 +30,15 @@
  * | ENOENT | the key is not held (`TarnOmConfigStringGet`, `TarnHostConfigRemove`) |
  * | EBUSY | another process has the database locked for 2 seconds |
  * | EBADMSG | the file is damaged, or no configuration of this version |
+ * | EPERM, ENOTDIR | the host directory cannot be used (`host_process.h`) |
+ * | ENOTSUP | the file system has no shared memory for the write-ahead log |
  * | ENOSPC, EACCES, EROFS, EIO, ENOMEM, ... | the system's own error |
  *
  * Trouble with the file is told in one line on standard error when it begins. Records that a failed
  * `TarnOmConfigStringMget` was to fill are unspecified.
  *
- * A forked child starts disconnected. A fork waits until no other thread is inside a configuration call. All calls may
- * be made from any thread.
+ * A forked child starts disconnected; one that is forked inside a callback is ended when it returns from it. A fork
+ * waits until no other thread is inside a configuration call. All calls may be made from any thread.
  */
 #ifndef TARN_HOST_HOST_CONFIG_H
 #define TARN_HOST_HOST_CONFIG_H

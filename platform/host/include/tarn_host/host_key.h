@@ -10,9 +10,10 @@
  * the same time agree on one. A file of another size, or one that others may read or that another user owns, is refused
  * with a line on standard error. Without that file the encrypted values are lost.
  *
- * Codes of both calls are 0 or an errno: EINVAL for a null argument, EMSGSIZE for a value or text that does not fit,
- * EBADMSG for a text that this key and owner did not make, EPERM or EBADMSG for a key file that is refused, ENOMEM, or
- * the system's own error. Nothing is written to the output unless 0. Both may be called from any thread.
+ * Codes of both calls are 0 or an errno: EINVAL for a null argument, EMSGSIZE for a value that does not fit, EBADMSG
+ * for a text that this key and owner did not make, one that is too long among them, EPERM or EBADMSG for a key file
+ * that is refused, ENOMEM, or the system's own error. Nothing is written to the output unless 0. Both may be called
+ * from any thread.
  */
 #ifndef TARN_HOST_HOST_KEY_H
 #define TARN_HOST_HOST_KEY_H

@@ -63,7 +63,8 @@ typedef struct TarnHostLauncher TarnHostLauncher;
 TarnHostLauncher* TarnHostLauncherCreate(void);
 
 /**
- * @brief Stops what still runs, with a grace of 2 seconds, and releases the launcher. Null does nothing.
+ * @brief Stops what still runs, as `TarnHostLauncherStop` does with a grace of 2 seconds, and releases the launcher.
+ *        Null does nothing.
  * @param launcher  The launcher.
  */
 void TarnHostLauncherDestroy(TarnHostLauncher* launcher);
@@ -103,7 +104,8 @@ uint32_t TarnHostLauncherState(TarnHostLauncher* launcher, const char* name, Tar
  * @param timeoutMs  Longest wait in milliseconds.
  * @param ended      Filled on success. Each end is told once, in the order of starting when several ended; not
  *                   at all when its process was started again before.
- * @return 0; EINVAL for a null argument; ETIMEDOUT; ECHILD when none runs and no end is untold.
+ * @return 0; EINVAL for a null argument; ETIMEDOUT; ECHILD when none runs and no end is untold; else the errno with
+ *         which waiting failed.
  */
 uint32_t TarnHostLauncherWait(TarnHostLauncher* launcher, uint32_t timeoutMs, TarnHostProcessState* ended);
 
@@ -111,7 +113,7 @@ uint32_t TarnHostLauncherWait(TarnHostLauncher* launcher, uint32_t timeoutMs, Ta
  * @brief Sends SIGTERM to all that run, and SIGKILL to those that still run after a while; returns when all have ended.
  * @param launcher  The launcher.
  * @param graceMs   Milliseconds between the two.
- * @return 0; EINVAL for a null launcher.
+ * @return 0; EINVAL for a null launcher; else the errno with which waiting failed, when both signals are sent.
  */
 uint32_t TarnHostLauncherStop(TarnHostLauncher* launcher, uint32_t graceMs);
 
@@ -124,7 +126,7 @@ uint32_t TarnHostLauncherStop(TarnHostLauncher* launcher, uint32_t graceMs);
  * @param argument  Handed to `onEnd`.
  * @param signal    Receives the signal that ended the run, or 0; may be null.
  * @return 0 when all told ends had exit code 0; ECHILD when one had not; ECANCELED after a signal; EINVAL for a null
- *         launcher; else the errno with which waiting failed.
+ *         launcher; else the errno with which waiting failed, when processes may still run.
  *
  * The two signals are blocked in the calling thread during the call.
  */

@@ -25,15 +25,15 @@
  *
  * Records without a file (id 0 before `TarnOmLogCreateLog`, an unknown id, or after `TarnOmLogClientUnInit`) are lost.
  *
- * Environment. With TARN_LOG_STDERR set to anything but "0" every record, also one without a file, is copied to
- * standard error. It is read at `TarnOmLogClientInit`, or at the first record if that comes earlier.
+ * Environment. With TARN_LOG_STDERR set to anything but "0" or nothing every record, also one without a file, is copied
+ * to standard error. It is read at `TarnOmLogClientInit`, or at the first record if that comes earlier.
  *
  * Codes of the log client, `errno` values: `TarnOmLogClientInit` EINVAL for a null name (the name and the flag have no
  * other meaning here); `TarnOmLogClientUnInit` ENOTCONN without an init; `TarnOmLogCreateLog` EINVAL for a null
  * argument, a `recordBytes` of 0 or above 4096, a `fileCount` above 999, a `maxFileBytes` of 0 and a name that is
  * empty, unterminated, starts with '.' or holds '/', blanks or other than printable ASCII characters, ENOTCONN before
- * `TarnOmLogClientInit`, EMFILE beyond 16 files. A file that cannot be opened yet is no failure. The same name gets the
- * same id again, with the limits of the latest record.
+ * `TarnOmLogClientInit`, EMFILE beyond 16 files; all of them ENOMEM. A file that cannot be opened yet is no failure.
+ * The same name gets the same id again, with the limits of the latest record.
  *
  * A forked child has the ids of its parent but a directory and files of its own from its first record on.
  */

@@ -20,6 +20,8 @@
  * | EDEADLK | a synchronous call of a receiver to itself, from its own callback |
  * | ENOEXEC | the two processes do not run the same image |
  * | EPERM | the other process belongs to another user, or others may write to the host directory |
+ * | EAGAIN | `OsMsgAsynSend`: the receiver has too many connections to take up; try again |
+ * | EPROTO | what came from the other process is no answer |
  * | ENOBUFS | 256 MiB of asynchronous messages of this process wait for slow receivers already |
  * | EADDRINUSE | `OsMsgReceiverStart`: this name is received already, here or in another process |
  * | ENOENT | `OsMsgReceiverStop`: this process does not receive under this name |
@@ -29,7 +31,10 @@
  * that ends through `exit` waits up to 2 seconds for its queues and reports what it had to drop. The refusal of an
  * image comes with the next send when the first one was asynchronous.
  *
- * A forked child has no receivers and no connections: it starts clean.
+ * A forked child has no receivers and no connections: it starts clean. One that is forked inside the callback is ended
+ * when it returns from it.
+ *
+ * Any thread may call any function here, several at once.
  */
 #ifndef TARN_HOST_HOST_MESSAGE_H
 #define TARN_HOST_HOST_MESSAGE_H
@@ -58,7 +63,8 @@ uint32_t OsMsgReceiverStart(const char* processName, void (*onRecord)(OsMsgRecor
  * @return 0 or a code of the table above.
  *
  * Senders whose records were not handled yet are told at once; the record being handled may still be answered. Inside
- * the receiver's own callback it does not wait: the thread ends when the callback returns.
+ * the receiver's own callback it does not wait: the thread ends when the callback returns. The caller must hold no lock
+ * that the callback takes, and two callbacks that stop each other's receiver wait for ever.
  */
 uint32_t OsMsgReceiverStop(const char* processName);
 

@@ -19,7 +19,8 @@
  *
  * Results: EINVAL for a null argument, a missing callback, and a tick of 0 or of more than a second; ENODEV for a timer
  * without a manager; ENOMEM or EAGAIN when memory or threads are out; EBUSY for a second `OsTmrManagerInit` with
- * another tick, which changes nothing, while one with the same tick is welcome.
+ * another tick, which changes nothing, while one with the same tick is welcome, and for one while the manager is being
+ * stopped.
  *
  * Callbacks may create and delete timers, their own too, and may fork: a child process starts without manager and
  * timers, handles of its parent name nothing there, and it is ended when it returns from the callback.
