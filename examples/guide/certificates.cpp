@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <memory>
+#include <vector>
 
 #include "promise.h"
 // [includes]
@@ -28,12 +29,13 @@ Context serverContext() {
 // [client]
 Context clientContext() {
     Context context(SSL_CTX_new(TLS_client_method()), SSL_CTX_free);
-    static ConfCaCertEntry authorities[CONF_CERT_MAX_CA_FILES];
+    std::vector<ConfCaCertEntry> authorities(CONF_CERT_MAX_CA_FILES);
     uint32_t count = 0;
-    if (context == nullptr || ConfCertGetCaCertList(authorities, &count) != 0) {
+    if (context == nullptr || ConfCertGetCaCertList(authorities.data(), &count) != 0) {
         return {nullptr, SSL_CTX_free};
     }
-    if (ConfCertLoadAllCaCert(context.get(), authorities, count) != 0 || ConfAddCancelCrlToSslctx(context.get()) != 0) {
+    if (ConfCertLoadAllCaCert(context.get(), authorities.data(), count) != 0 ||
+        ConfAddCancelCrlToSslctx(context.get()) != 0) {
         return {nullptr, SSL_CTX_free};
     }
     SSL_CTX_set_verify(context.get(), SSL_VERIFY_PEER, nullptr);

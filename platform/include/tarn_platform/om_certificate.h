@@ -57,6 +57,16 @@ typedef struct ConfCertBlob {
 
 static_assert(sizeof(ConfCertBlob) == 16, "blob size is part of the contract");
 
+/*
+ * The library asks with these OM certificate types:
+ *
+ *     OM type   byte of TarnOmCertGetCapability   comes with a key part
+ *     0x107     6                                 no
+ *     0x109     8                                 no
+ *     0x103     2                                 yes
+ *     0x104     3                                 yes
+ */
+
 /** Which path is asked for. */
 typedef struct ConfCertPathQuery {
     uint32_t kind;     /**< `OM_CERT_PATH_...`. */
