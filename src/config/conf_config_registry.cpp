@@ -14,7 +14,7 @@ constexpr const char* kServiceOwner = "TarnUIConf";
 constexpr const char* kServiceDomain = "Conf";
 constexpr uint32_t kShortestText = 2;
 
-// A number that refuses the service's text keeps its value; a text that is too short for it becomes empty.
+// A number becomes 0 when the service's text holds none; a text variable that is too short becomes empty.
 void loadVariable(const ConfConfigIndexItem& item, const ConfConfigOmRecord& record) {
     const auto type = static_cast<uint32_t>(item.type);
     if (type == CONF_CONFIG_TYPE_STR && item.size < kShortestText) {
