@@ -46,7 +46,7 @@ uint32_t addValueAttributes(void* node, const char* const nameAndType[2], uint32
     return addNumber(node, kCharLenAttribute, static_cast<uint16_t>(length));
 }
 
-// Adds a copy of a text attribute if the described element has it; `function` logs.
+// Adds a copy of a text attribute if the described element has it; `failure` is logged when that fails.
 bool copyText(void* node, const char* name, const char* text, const char* failure) {
     if (text == nullptr || addText(node, name, text) == CONF_XML_OK) {
         return true;
