@@ -63,6 +63,7 @@ void ConfLogPrintfStr(int level, const char* funcName, const char* fileName, uin
             return;
         }
         const size_t length = pieceLength(piece.data(), strnlen(text, kPieceBytes + 1));
+        // Cannot come unless `pieceLength` is changed; readers of the log know the text.
         if (length > kPieceBytes) {
             ConfLogPrintf(CONF_LOG_ERROR, __func__, kLogName, kOutOfBoundsLine, "ConfLogPrintfStr: OutOfBoundsChecker");
             return;
