@@ -21,7 +21,7 @@ ENGINE* failed(const char* text) {
 }
 
 // The engine is never released: keys that contexts have from it call into its code until the process ends. Nor is the
-// "dynamic" handle, which becomes the engine when it is loaded.
+// "dynamic" handle, which becomes the engine when it is loaded; one whose load failed stays as well.
 ENGINE* GetOpensslEngine() {
     // Two threads that both miss the engine would otherwise load it twice, and the second would be refused.
     const tarn::detail::PlatformLock lock(loadMutex);
