@@ -1,127 +1,106 @@
-// Replaces the device's own address in a text by its masked form. The result is cut, not refused, when masking makes
-// the text grow beyond its spare room.
+// Masking of values that are addresses: the first and the last parts stay. What is none is masked as any value.
 #include <array>
 #include <cstring>
-#include <limits>
-#include <mutex>
+#include <optional>
+#include <string_view>
 
-#include "base/accounted.h"
+#include "base/log.h"
+#include "log/mask_rule.h"
 #include "tarn_conference/conf_filter.h"
+#include "tarn_conference/conf_param.h"
 #include "tarn_platform/bounds_checked.h"
-#include "tarn_platform/portability.h"
 
 namespace {
 
 constexpr const char* kLogName = "conf_mask_keyword";
 
-constexpr size_t kRefusedAddressLength = 45;
-constexpr size_t kShortestAddress = 7;
-constexpr size_t kSpareBytes = 100;
-constexpr size_t kBytesLeft = 2; // at the end of a result that is cut
+constexpr size_t kLongestAddress = 45;
+constexpr size_t kLongestIpv4 = 15;
+constexpr size_t kIpv4Parts = 4;
+constexpr size_t kIpv4PartLength = 3;
+constexpr size_t kIpv6GroupLength = 4;
+constexpr size_t kFewestIpv6Groups = 4;
+constexpr size_t kMostIpv6Groups = 12;
 
-using AddressText = std::array<char, CONF_FILTER_MIN_BUFFER>;
+// A masked group stands for each but the first and the last two.
+constexpr std::string_view kMaskedGroup = ":****";
+constexpr std::string_view kMaskedGroups = ":****:****:****:****:****:****:****:****:****";
+static_assert(kMaskedGroups.size() == (kMostIpv6Groups - 3) * kMaskedGroup.size());
 
-// The device's own address: set when the network comes up, while other threads may already be writing logs.
-class LocalAddress {
- public:
-    void set(const AddressText& address) {
-        const std::lock_guard lock(mutex_);
-        address_ = address;
-    }
-    AddressText get() const {
-        const std::lock_guard lock(mutex_);
-        return address_;
-    }
-
- private:
-    mutable std::mutex mutex_;
-    AddressText address_ = {};
+// The parts of an address, at most as many as the longest one has.
+struct Parts {
+    std::array<std::string_view, kMostIpv6Groups> part;
+    size_t count = 0;
 };
 
-constinit LocalAddress localAddress;
-
-// Text written piece by piece into a block of fixed size.
-class BoundedText {
- public:
-    BoundedText(char* block, size_t bytes) : block_(block), room_(bytes - kBytesLeft) { block_[0] = '\0'; }
-
-    // False when the copy fails. A piece beyond the room is cut, and nothing fits any more.
-    bool append(const char* piece, size_t length) {
-        const size_t copied = length < room_ - length_ ? length : room_ - length_;
-        if (copied == 0) {
-            return true;
+// Takes an address apart; empty parts vanish. Nothing when a part is longer than `longest`.
+std::optional<Parts> split(std::string_view address, char separator, size_t longest) {
+    Parts parts;
+    while (!address.empty() && parts.count != parts.part.size()) {
+        const std::string_view part = address.substr(0, address.find(separator));
+        address.remove_prefix(part.size() == address.size() ? part.size() : part.size() + 1);
+        if (part.size() > longest) {
+            return std::nullopt;
         }
-        if (memcpy_s(block_ + length_, room_ - length_, piece, copied) != 0) {
-            return false;
+        if (!part.empty()) {
+            parts.part[parts.count++] = part;
         }
-        length_ += copied;
-        block_[length_] = '\0';
-        return true;
     }
-    bool full() const { return length_ == room_; }
-    uint32_t length() const { return static_cast<uint32_t>(length_); }
+    return parts;
+}
 
- private:
-    char* block_;
-    size_t room_;
-    size_t length_ = 0;
-};
+int width(std::string_view text) {
+    return static_cast<int>(text.size());
+}
 
-// Writes `text` with every `address` in it replaced by `masked`.
-bool replaceAll(BoundedText& result, const char* text, size_t textLength, const char* address, const char* masked) {
-    const char* const end = text + textLength;
-    const size_t addressLength = std::strlen(address);
-    const size_t maskedLength = std::strlen(masked);
-    for (const char* found = MOSS_StrStr(text, address); found != nullptr && !result.full();
-         found = MOSS_StrStr(text, address)) {
-        if (!result.append(text, static_cast<size_t>(found - text)) || !result.append(masked, maskedLength)) {
-            return false;
-        }
-        text = found + addressLength;
+bool maskIpv4(std::string_view address, char* dst, uint32_t dstLen) {
+    const std::optional<Parts> parts = split(address, '.', kIpv4PartLength);
+    if (address.size() > kLongestIpv4 || !parts || parts->count != kIpv4Parts) {
+        return false;
     }
-    return result.append(text, static_cast<size_t>(end - text));
+    const std::string_view first = parts->part.front();
+    const std::string_view last = parts->part[kIpv4Parts - 1];
+    return sprintf_s(dst, dstLen, "%.*s.**.**.%.*s", width(first), first.data(), width(last), last.data()) != -1;
+}
+
+bool maskIpv6(std::string_view address, char* dst, uint32_t dstLen) {
+    const std::optional<Parts> parts = split(address, ':', kIpv6GroupLength);
+    if (!parts || parts->count < kFewestIpv6Groups) {
+        return false;
+    }
+    const std::string_view first = parts->part.front();
+    const std::string_view masked = kMaskedGroups.substr(0, (parts->count - 3) * kMaskedGroup.size());
+    const std::string_view last = parts->part[parts->count - 1];
+    const std::string_view beforeLast = parts->part[parts->count - 2];
+    return sprintf_s(dst, dstLen, "%.*s%.*s:%.*s:%.*s", width(first), first.data(), width(masked), masked.data(),
+                     width(beforeLast), beforeLast.data(), width(last), last.data()) != -1;
+}
+
+bool maskAddress(const char* ip, char* dst, uint32_t dstLen) {
+    if (ConfParamCheckValidIp(ip) != 0) {
+        return false;
+    }
+    const std::string_view address = ip;
+    if (address.size() < tarn::detail::kShortestAddress || address.size() > kLongestAddress) {
+        return false;
+    }
+    return address.find(':') != std::string_view::npos ? maskIpv6(address, dst, dstLen)
+                                                       : maskIpv4(address, dst, dstLen);
 }
 
 } // namespace
 
-uint32_t ConfFilterSetIPStr(const char* ip) {
-    if (ip == nullptr || std::strlen(ip) >= kRefusedAddressLength) {
+uint32_t ConfFilterIPAddrStr(const char* ip, char* dst, uint32_t dstLen) {
+    if (!tarn::detail::canFilter(ip, dst, dstLen)) {
         return 1;
     }
-    AddressText address = {};
-    if (strcpy_s(address.data(), address.size(), ip) != 0) {
+    std::memset(dst, 0, dstLen);
+    if (maskAddress(ip, dst, dstLen)) {
+        return 0;
+    }
+    if (ConfFilterStr(ip, dst, dstLen) != 0) {
+        TARN_LOG(CONF_LOG_ERROR, "ConfFilterStr fail.\n");
         return 1;
     }
-    localAddress.set(address);
-    return 0;
-}
-
-uint32_t ConfReplaceIPAddrStr(const char* text, char** outText, uint32_t* outLen) {
-    if (text == nullptr || outText == nullptr || outLen == nullptr || *text == '\0') {
-        return 1;
-    }
-    const AddressText address = localAddress.get();
-    AddressText masked;
-    if (std::strlen(address.data()) < kShortestAddress ||
-        ConfFilterIPAddrStr(address.data(), masked.data(), masked.size()) != 0) {
-        return 1;
-    }
-    const size_t textLength = std::strlen(text);
-    if (textLength > std::numeric_limits<uint32_t>::max() - kSpareBytes) {
-        return 1;
-    }
-    const auto bytes = static_cast<uint32_t>(textLength + kSpareBytes);
-    auto block = TARN_ALLOCATE(char, bytes);
-    *outText = block.get();
-    if (block == nullptr) {
-        return 1;
-    }
-    BoundedText result(block.get(), bytes);
-    if (!replaceAll(result, text, textLength, address.data(), masked.data())) {
-        *outText = nullptr;
-        return 1;
-    }
-    *outLen = result.length();
-    (void)block.release();
     return 0;
 }

@@ -1,144 +1,150 @@
-// Masking of whole values. A long value always shrinks to eleven characters, so that its length is not told either.
-#include <array>
+// Masking of the values behind a keyword inside a longer text, in place. The text is read once: what is found ahead of
+// a value (a terminator, a carriage return, a ';') is remembered until the work has passed it.
 #include <cstring>
-#include <optional>
-#include <string_view>
 
-#include "base/log.h"
 #include "log/mask_rule.h"
 #include "tarn_conference/conf_filter.h"
-#include "tarn_conference/conf_param.h"
-#include "tarn_platform/bounds_checked.h"
 #include "tarn_platform/portability.h"
 
 namespace {
 
-constexpr const char* kLogName = "conf_mask_keyword";
+constexpr char kCarriageReturn = '\r';
+constexpr char kItemEnd = ';';
 
-constexpr size_t kMostCopied = CONF_FILTER_MIN_BUFFER;
-constexpr size_t kHead = 3;
-constexpr size_t kTail = 2;
-constexpr size_t kLongMasked = 11;
+// The next place of a text for a position that only ever grows. Searching anew for each value would read a text of n
+// values n times when the place lies far ahead.
+template <typename Find>
+class Lookahead {
+ public:
+    explicit Lookahead(Find find) : find_(find) {}
 
-constexpr size_t kShortestAddress = 7;
-constexpr size_t kLongestAddress = 45;
-constexpr size_t kLongestIpv4 = 15;
-constexpr size_t kIpv4Parts = 4;
-constexpr size_t kIpv4PartLength = 3;
-constexpr size_t kIpv6GroupLength = 4;
-constexpr size_t kFewestIpv6Groups = 4;
-constexpr size_t kMostIpv6Groups = 12;
+    char* from(char* position) {
+        if (!searched_ || (found_ != nullptr && found_ < position)) {
+            found_ = find_(position);
+            searched_ = true;
+        }
+        return found_;
+    }
 
-// A masked group stands for each but the first and the last two.
-constexpr std::string_view kMaskedGroup = ":****";
-constexpr std::string_view kMaskedGroups = ":****:****:****:****:****:****:****:****:****";
-static_assert(kMaskedGroups.size() == (kMostIpv6Groups - 3) * kMaskedGroup.size());
-
-bool usable(const char* src, const char* dst, uint32_t dstLen) {
-    return src != nullptr && dst != nullptr && dstLen >= CONF_FILTER_MIN_BUFFER;
-}
-
-// The parts of an address, at most as many as the longest one has.
-struct Parts {
-    std::array<std::string_view, kMostIpv6Groups> part;
-    size_t count = 0;
+ private:
+    Find find_;
+    char* found_ = nullptr;
+    bool searched_ = false;
 };
 
-// Takes an address apart; empty parts vanish. Nothing when a part is longer than `longest`.
-std::optional<Parts> split(std::string_view address, char separator, size_t longest) {
-    Parts parts;
-    while (!address.empty() && parts.count != parts.part.size()) {
-        const std::string_view part = address.substr(0, address.find(separator));
-        address.remove_prefix(part.size() == address.size() ? part.size() : part.size() + 1);
-        if (part.size() > longest) {
-            return std::nullopt;
+auto lookaheadFor(char c) {
+    return Lookahead([c](char* position) { return std::strchr(position, c); });
+}
+
+auto lookaheadFor(const char* part) {
+    return Lookahead([part](char* position) { return MOSS_StrStr(position, part); });
+}
+
+void maskValue(char* start, const char* end) {
+    if (start >= end) {
+        return;
+    }
+    const tarn::detail::MaskRange masked = tarn::detail::maskRange(static_cast<size_t>(end - start));
+    std::memset(start + masked.first, '*', masked.end - masked.first);
+}
+
+class KeywordMasker {
+ public:
+    KeywordMasker(const char* keyword, const char* terminator)
+        : keyword_(keyword),
+          keywordLength_(std::strlen(keyword)),
+          terminatorLength_(std::strlen(terminator)),
+          isTelephone_(std::strcmp(keyword, "tel:") == 0),
+          isList_(std::strstr(keyword, "-eid") != nullptr),
+          terminators_(lookaheadFor(terminator)),
+          carriageReturns_(lookaheadFor(kCarriageReturn)),
+          itemEnds_(lookaheadFor(kItemEnd)) {}
+
+    void run(char* text) {
+        char* from = text;
+        while (from != nullptr) {
+            char* const found = MOSS_StrStr(from, keyword_);
+            if (found == nullptr) {
+                return;
+            }
+            char* const next = maskBehind(found, from);
+            // An empty keyword or terminator may lead nowhere.
+            from = next == from ? nullptr : next;
         }
-        if (!part.empty()) {
-            parts.part[parts.count++] = part;
+    }
+
+ private:
+    // Masks behind the keyword at `found`, which was searched for from `from` on. Returns where to search on, or null.
+    char* maskBehind(char* found, char* from) {
+        char* const value = found + keywordLength_;
+        char* const terminator = terminators_.from(value);
+        char* const carriageReturn = carriageReturns_.from(value);
+        const bool lineEndsFirst = carriageReturn != nullptr && (terminator == nullptr || carriageReturn < terminator);
+        if (lineEndsFirst && !isTelephone_) {
+            return terminator == nullptr ? nullptr : stepOver(found, from);
         }
+        char* const end = lineEndsFirst ? carriageReturn : terminator;
+        if (end == nullptr) {
+            return nullptr;
+        }
+        if (end == value) {
+            return strnlen(end, terminatorLength_) == terminatorLength_ ? end + terminatorLength_ : nullptr;
+        }
+        char* const lastItem = isList_ ? maskItems(value, carriageReturn) : value;
+        maskValue(lastItem, end);
+        return end;
     }
-    return parts;
-}
 
-int width(std::string_view text) {
-    return static_cast<int>(text.size());
-}
+    // An occurrence without a value is left by steps of the keyword's length from where the search for it began, so
+    // that the next search may begin inside the keyword or behind it.
+    char* stepOver(const char* found, char* from) const {
+        if (keywordLength_ == 0) {
+            return nullptr;
+        }
+        const size_t steps = static_cast<size_t>(found - from) / keywordLength_ + 1;
+        return from + steps * keywordLength_;
+    }
 
-bool maskIpv4(std::string_view address, char* dst, uint32_t dstLen) {
-    const std::optional<Parts> parts = split(address, '.', kIpv4PartLength);
-    if (address.size() > kLongestIpv4 || !parts || parts->count != kIpv4Parts) {
-        return false;
+    // Masks the items that a ';' ends, up to the carriage return; returns where the last item starts.
+    char* maskItems(char* item, const char* carriageReturn) {
+        if (item < itemsMaskedTo_) {
+            // Inside an item that an earlier occurrence has masked, as all that follow it up to there.
+            maskValue(item, std::strchr(item, kItemEnd));
+            item = itemsMaskedTo_;
+        }
+        char* end = itemEnds_.from(item);
+        while (end != nullptr && (carriageReturn == nullptr || end < carriageReturn)) {
+            maskValue(item, end);
+            item = end + 1;
+            end = itemEnds_.from(item);
+        }
+        itemsMaskedTo_ = item;
+        return item;
     }
-    const std::string_view first = parts->part.front();
-    const std::string_view last = parts->part[kIpv4Parts - 1];
-    return sprintf_s(dst, dstLen, "%.*s.**.**.%.*s", width(first), first.data(), width(last), last.data()) != -1;
-}
 
-bool maskIpv6(std::string_view address, char* dst, uint32_t dstLen) {
-    const std::optional<Parts> parts = split(address, ':', kIpv6GroupLength);
-    if (!parts || parts->count < kFewestIpv6Groups) {
-        return false;
-    }
-    const std::string_view first = parts->part.front();
-    const std::string_view masked = kMaskedGroups.substr(0, (parts->count - 3) * kMaskedGroup.size());
-    const std::string_view last = parts->part[parts->count - 1];
-    const std::string_view beforeLast = parts->part[parts->count - 2];
-    return sprintf_s(dst, dstLen, "%.*s%.*s:%.*s:%.*s", width(first), first.data(), width(masked), masked.data(),
-                     width(beforeLast), beforeLast.data(), width(last), last.data()) != -1;
-}
-
-bool maskAddress(const char* ip, char* dst, uint32_t dstLen) {
-    if (ConfParamCheckValidIp(ip) != 0) {
-        return false;
-    }
-    const std::string_view address = ip;
-    if (address.size() < kShortestAddress || address.size() > kLongestAddress) {
-        return false;
-    }
-    return address.find(':') != std::string_view::npos ? maskIpv6(address, dst, dstLen)
-                                                       : maskIpv4(address, dst, dstLen);
-}
+    const char* keyword_;
+    size_t keywordLength_;
+    size_t terminatorLength_;
+    bool isTelephone_;
+    bool isList_;
+    decltype(lookaheadFor("")) terminators_;
+    decltype(lookaheadFor(' ')) carriageReturns_;
+    decltype(lookaheadFor(' ')) itemEnds_;
+    char* itemsMaskedTo_ = nullptr;
+};
 
 } // namespace
 
-uint32_t ConfFilterStr(const char* src, char* dst, uint32_t dstLen) {
-    if (!usable(src, dst, dstLen)) {
-        return 1;
+void ConfFilterNonSecurityWordExImpl(char* start, char* end) {
+    if (start != nullptr && end != nullptr) {
+        maskValue(start, end);
     }
-    std::memset(dst, 0, dstLen);
-    const size_t length = MOSS_StrLen(src);
-    const size_t copied = length < kMostCopied ? length + 1 : kMostCopied;
-    if (memcpy_s(dst, dstLen, src, copied) != 0) {
-        return 1;
-    }
-    dst[copied - 1] = '\0';
-    if (length < kLongMasked) {
-        const tarn::detail::MaskRange masked = tarn::detail::maskRange(length);
-        std::memset(dst + masked.first, '*', masked.end - masked.first);
-        return 0;
-    }
-    std::memset(dst + kHead, '*', kLongMasked - kHead - kTail);
-    std::memcpy(dst + kLongMasked - kTail, src + length - kTail, kTail);
-    // Not only a terminator: the clear text behind it must not be found in a dump of the buffer.
-    std::memset(dst + kLongMasked, 0, copied - kLongMasked);
-    return 0;
 }
 
-uint32_t ConfFilterIPAddrStr(const char* ip, char* dst, uint32_t dstLen) {
-    if (!usable(ip, dst, dstLen)) {
+uint32_t ConfFilterNonSecurityWordEx(char* text, const char* keyword, const char* terminator) {
+    if (text == nullptr || keyword == nullptr || terminator == nullptr) {
         return 1;
     }
-    std::memset(dst, 0, dstLen);
-    if (maskAddress(ip, dst, dstLen)) {
-        return 0;
-    }
-    if (ConfFilterStr(ip, dst, dstLen) != 0) {
-        TARN_LOG(CONF_LOG_ERROR, "ConfFilterStr fail.\n");
-        return 1;
-    }
+    KeywordMasker(keyword, terminator).run(text);
     return 0;
-}
-
-uint32_t ConfFilterCallFilterFn(ConfFilterFunc filter, const char* src, char* dst, uint32_t dstLen) {
-    return filter == nullptr ? 1 : filter(src, dst, dstLen);
 }
