@@ -1,9 +1,9 @@
 // The write batch. It is empty after every write, a refused one too: what the service did not take is not kept.
 #include <array>
-#include <cstring>
 
 #include "base/log.h"
 #include "config/config_batch.h"
+#include "config/protected_key.h"
 #include "tarn_platform/bounds_checked.h"
 
 namespace tarn::detail {
@@ -12,44 +12,9 @@ namespace {
 
 std::array<ConfConfigOmRecord, kBatchRecords> pendingRecords;
 
-struct ProtectedKey {
-    const char* key;
-    bool isEncrypted;
-};
-
-constexpr ProtectedKey kProtectedKeys[] = {
-    {"Conf.SIPCallParam.sipPwd", true},
-    {"Conf.H323CallParam.gkPwd", true},
-    {"Conf.SIPCallParam.sipServerAddr", false},
-    {"Conf.H323CallParam.gkAddr", false},
-    {"Conf.H323CallParam.vgAddr", false},
-    {"Conf.FireWallParam.NatAddr", false},
-    {"Conf.ServerParam.addr", false},
-    {"Conf.ConfParam.DataConfRVXAddr", false},
-    {"Conf.ServerParam.pwd", false},
-};
-
-const ProtectedKey* findProtected(const char* key) {
-    for (const ProtectedKey& candidate : kProtectedKeys) {
-        if (std::strcmp(key, candidate.key) == 0) {
-            return &candidate;
-        }
-    }
-    return nullptr;
-}
-
 } // namespace
 
 ConfConfigOmBatch g_omCfgPending = {0, kBatchRecords, pendingRecords.data()};
-
-bool isProtectedKey(const char* key) {
-    return findProtected(key) != nullptr;
-}
-
-bool isEncryptedKey(const char* key) {
-    const ProtectedKey* const found = findProtected(key);
-    return found != nullptr && found->isEncrypted;
-}
 
 } // namespace tarn::detail
 

@@ -7,8 +7,9 @@
 
 #include "base/accounted.h"
 #include "base/log.h"
-#include "config/config_batch.h"
 #include "config/om_record.h"
+#include "config/protected_key.h"
+#include "tarn_conference/conf_config.h"
 #include "tarn_platform/bounds_checked.h"
 #include "tarn_platform/om_key.h"
 

@@ -1,4 +1,4 @@
-// Values on their way to the service, and the keys whose values no log may show.
+// Values on their way to the service.
 #pragma once
 
 #include "tarn_conference/conf_config.h"
@@ -10,10 +10,5 @@ inline constexpr uint32_t kBatchRecords = 50;
 
 // What `ConfConfigSetList` queues; lives as long as the process.
 extern ConfConfigOmBatch g_omCfgPending;
-
-// Both compare exactly, unlike the index.
-bool isProtectedKey(const char* key);
-// The protected keys whose values are stored encrypted.
-bool isEncryptedKey(const char* key);
 
 } // namespace tarn::detail
