@@ -1,5 +1,4 @@
-// The device's own addresses and two security flags, all kept by the platform. Which service knows the addresses is a
-// matter of the settings.
+// The device's own addresses, kept by the platform. Which service knows them is a matter of the settings.
 #include "base/log.h"
 #include "tarn_conference/conf_config.h"
 #include "tarn_conference/conf_settings.h"
@@ -11,8 +10,6 @@ namespace {
 constexpr const char* kLogName = "conf_config";
 constexpr uint32_t kFailed = 1;
 constexpr const char* kAddressKeys[] = {"DEVM.NET.LAN1.IPV4ADDR", "DEVM.NET.LAN1.IPV6ADDR"}; // by family
-constexpr const char* kEofbKey = "Conf.SecurityParam.enableEofb";
-constexpr const char* kPreventAttackKey = "Conf.SIPCallParam.PreventAttack";
 
 static_assert(CONF_LOCAL_ADDRESS_LEN == OM_DEVICE_NETWORK_BLOCK_LEN);
 
@@ -37,10 +34,6 @@ uint32_t readAddress(const char* function, uint32_t family, uint32_t interfaceId
     return static_cast<uint32_t>(copied);
 }
 
-uint32_t writeFlag(const char* key, uint32_t flag) {
-    return ConfConfigSetIntValue(key, static_cast<uint8_t>(flag));
-}
-
 } // namespace
 
 uint32_t ConfConfigSetLocalIp(uint32_t family, const char* address) {
@@ -62,20 +55,4 @@ uint32_t ConfConfigGetLocalIpv4(uint32_t interfaceId, void* buffer) {
 
 uint32_t ConfConfigGetLocalIpv6(uint32_t interfaceId, void* buffer) {
     return readAddress(__func__, CONF_LOCAL_IPV6, interfaceId, buffer);
-}
-
-int32_t GetEnableEofb(void) {
-    return ConfConfigGetIntValue(kEofbKey);
-}
-
-uint32_t SetEnableEofb(uint32_t flag) {
-    return writeFlag(kEofbKey, flag);
-}
-
-int32_t GetSipPreventAttack(void) {
-    return ConfConfigGetIntValue(kPreventAttackKey);
-}
-
-uint32_t SetSipPreventAttack(uint32_t flag) {
-    return writeFlag(kPreventAttackKey, flag);
 }
