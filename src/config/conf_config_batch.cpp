@@ -3,6 +3,7 @@
 
 #include "base/log.h"
 #include "config/config_batch.h"
+#include "config/om_record.h"
 #include "config/protected_key.h"
 #include "tarn_platform/bounds_checked.h"
 
@@ -36,15 +37,7 @@ bool fillRecord(const char* function, const char* key, const ConfConfigValue& va
         TARN_LOG_AS(function, CONF_LOG_INFO, "ConfConfigAddOmCfg ConfConfigV2Str fail %s\n", key);
         return false;
     }
-    if (TarnOmConfigcopyStr2Key(&record.key, key) != 0) {
-        TARN_LOG_AS(function, CONF_LOG_ERROR, "TarnOmConfigcopyStr2Key fail");
-        return false;
-    }
-    if (TarnOmConfigcopyStr2Val(&record.value, text) != 0) {
-        TARN_LOG_AS(function, CONF_LOG_ERROR, "TarnOmConfigcopyStr2Val fail");
-        return false;
-    }
-    return true;
+    return tarn::detail::storeKey(function, record, key) && tarn::detail::storeValue(function, record, text);
 }
 
 } // namespace

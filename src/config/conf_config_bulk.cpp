@@ -19,7 +19,11 @@ using tarn::detail::Accounted;
 using tarn::detail::isEncryptedKey;
 using tarn::detail::isProtectedKey;
 using tarn::detail::isTerminated;
+using tarn::detail::kKeyNotStoredText;
 using tarn::detail::kNullPointerText;
+using tarn::detail::kValueNotStoredText;
+using tarn::detail::storeKey;
+using tarn::detail::storeValue;
 
 constexpr const char* kLogName = "conf_config";
 constexpr const char* kKeyOwner = "TarnUIConf";
@@ -54,22 +58,6 @@ bool listLengthIsValid(const char* function, uint32_t listLen) {
     return true;
 }
 
-bool copyKey(const char* function, ConfConfigOmRecord& record, const ConfConfigKeyValue& item) {
-    if (TarnOmConfigcopyStr2Key(&record.key, item.key) == 0) {
-        return true;
-    }
-    TARN_LOG_AS(function, CONF_LOG_ERROR, "TarnOmConfigcopyStr2Key fail");
-    return false;
-}
-
-bool copyValue(const char* function, ConfConfigOmRecord& record, const char* text) {
-    if (TarnOmConfigcopyStr2Val(&record.value, text) == 0) {
-        return true;
-    }
-    TARN_LOG_AS(function, CONF_LOG_ERROR, "TarnOmConfigcopyStr2Val fail");
-    return false;
-}
-
 // Puts the items' keys into the records; ends the items' texts.
 bool askForKeys(const char* function, ConfConfigKeyValue* items, ConfConfigOmRecord* records, uint32_t count) {
     for (uint32_t i = 0; i < count; ++i) {
@@ -77,7 +65,7 @@ bool askForKeys(const char* function, ConfConfigKeyValue* items, ConfConfigOmRec
         item.key[sizeof item.key - 1] = '\0';
         item.value[sizeof item.value - 1] = '\0';
         TARN_LOG_AS(function, CONF_LOG_DEBUG, "key= %s.", item.key);
-        if (!copyKey(function, records[i], item)) {
+        if (!storeKey(function, records[i], item.key)) {
             return false;
         }
     }
@@ -126,7 +114,7 @@ uint32_t attachAnswers(const char* function, ConfMeetingServerMsgBlock& block, c
 }
 
 bool store(const char* function, ConfConfigOmRecord& record, const ConfConfigKeyValue& item, const char* text) {
-    return copyKey(function, record, item) && copyValue(function, record, text);
+    return storeKey(function, record, item.key) && storeValue(function, record, text);
 }
 
 // Stores the value encrypted and wipes the caller's copy.
@@ -144,12 +132,12 @@ uint32_t storeEncrypted(const char* function, ConfConfigKeyValue& item, ConfConf
 
 uint32_t fillRecord(const char* function, ConfConfigKeyValue& item, ConfConfigOmRecord& record) {
     if (!isTerminated(item.key, sizeof item.key)) {
-        TARN_LOG_AS(function, CONF_LOG_ERROR, "TarnOmConfigcopyStr2Key fail");
+        TARN_LOG_AS(function, CONF_LOG_ERROR, "%s", kKeyNotStoredText);
         return CONF_CONFIG_FAILED;
     }
     TARN_LOG_AS(function, CONF_LOG_ERROR, "ConfConfigSetConfConfig key= %s.\n", item.key);
     if (!isTerminated(item.value, sizeof item.value)) {
-        TARN_LOG_AS(function, CONF_LOG_ERROR, "TarnOmConfigcopyStr2Val fail");
+        TARN_LOG_AS(function, CONF_LOG_ERROR, "%s", kValueNotStoredText);
         return CONF_CONFIG_FAILED;
     }
     if (isEncryptedKey(item.key)) {

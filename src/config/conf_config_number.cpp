@@ -23,8 +23,8 @@ uint32_t writeNumber(const char* function, const char* key, Number number, uint3
         return fail(function, "key is null.");
     }
     ConfConfigOmRecord record = {};
-    if (TarnOmConfigcopyStr2Key(&record.key, key) != 0) {
-        return fail(function, "TarnOmConfigcopyStr2Key fail");
+    if (!tarn::detail::storeKey(function, record, key)) {
+        return kFailed;
     }
     // The same text for signed numbers: readers of the log search for it.
     if (render(&record.value, number) != 0) {
@@ -36,7 +36,7 @@ uint32_t writeNumber(const char* function, const char* key, Number number, uint3
     return 0;
 }
 
-bool readRecord(const char* function, const char* key, ConfConfigOmRecord& record) {
+bool readByMget(const char* function, const char* key, ConfConfigOmRecord& record) {
     if (TarnOmConfigcopyStr2Key(&record.key, key) != 0) {
         TARN_LOG_AS(function, CONF_LOG_INFO, "Call TarnOmConfigcopyStr2Key failed! key:%s.\n", key);
         return false;
@@ -61,7 +61,7 @@ int32_t ConfConfigGetIntValue(const char* key) {
         return kDefaultNumber;
     }
     ConfConfigOmRecord record = {};
-    return readRecord(__func__, key, record) ? ConfGetAtoi(record.value.text, kDefaultNumber) : kDefaultNumber;
+    return readByMget(__func__, key, record) ? ConfGetAtoi(record.value.text, kDefaultNumber) : kDefaultNumber;
 }
 
 uint32_t ConfConfigSetUint64Value(const char* key, uint64_t value) {
@@ -73,7 +73,7 @@ uint32_t ConfConfigGetUint64Value(const char* key, uint64_t* result) {
         return fail(__func__, tarn::detail::kNullPointerText);
     }
     ConfConfigOmRecord record = {};
-    if (!readRecord(__func__, key, record)) {
+    if (!readByMget(__func__, key, record)) {
         return kFailed;
     }
     *result = std::strtoull(record.value.text, nullptr, 0);

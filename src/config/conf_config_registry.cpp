@@ -25,7 +25,7 @@ void loadVariable(const ConfConfigIndexItem& item, const ConfConfigOmRecord& rec
     ConfConfigV2DByType(&value, item.data, item.size, type);
 }
 
-bool readRecord(const char* key, ConfConfigOmRecord& record) {
+bool readByGet(const char* key, ConfConfigOmRecord& record) {
     if (TarnOmConfigcopyStr2Key(&record.key, key) != 0 || TarnOmConfigStringGet(&record) != 0) {
         return false;
     }
@@ -91,7 +91,7 @@ void ConfConfigInitOmCfg(void) {
             continue;
         }
         ConfConfigOmRecord record = {};
-        if (readRecord(item.name, record)) {
+        if (readByGet(item.name, record)) {
             loadVariable(item, record);
         } else {
             TARN_LOG(CONF_LOG_DEBUG, "TarnOmConfigStringGet %s failed!!!\n", item.name);

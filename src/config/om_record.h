@@ -17,4 +17,12 @@ inline void terminateValue(ConfConfigOmRecord& record) {
     record.value.text[sizeof record.value.text - 1] = '\0';
 }
 
+// What the log says of a key and of a value that cannot be stored.
+inline constexpr const char* kKeyNotStoredText = "TarnOmConfigcopyStr2Key fail";
+inline constexpr const char* kValueNotStoredText = "TarnOmConfigcopyStr2Val fail";
+
+// Each is false for a text that the service's client refuses; `function` logs that.
+bool storeKey(const char* function, ConfConfigOmRecord& record, const char* key);
+bool storeValue(const char* function, ConfConfigOmRecord& record, const char* text);
+
 } // namespace tarn::detail
