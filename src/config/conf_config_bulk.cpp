@@ -21,12 +21,12 @@ using tarn::detail::isProtectedKey;
 using tarn::detail::isTerminated;
 using tarn::detail::kKeyNotStoredText;
 using tarn::detail::kNullPointerText;
+using tarn::detail::kServiceOwner;
 using tarn::detail::kValueNotStoredText;
 using tarn::detail::storeKey;
 using tarn::detail::storeValue;
 
 constexpr const char* kLogName = "conf_config";
-constexpr const char* kKeyOwner = "TarnUIConf";
 constexpr uint32_t kConditionFailed = 1;
 constexpr const char* kConditionText = "condition false.";
 constexpr uint32_t kHeaderBytes = offsetof(ConfMeetingServerMsgBlock, data);
@@ -121,8 +121,8 @@ bool store(const char* function, ConfConfigOmRecord& record, const ConfConfigKey
 uint32_t storeEncrypted(const char* function, ConfConfigKeyValue& item, ConfConfigOmRecord& record) {
     char encrypted[OM_KEY_MAX_OUTPUT + 1] = {};
     uint32_t length = OM_KEY_MAX_OUTPUT;
-    if (TarnOmKeymEncrypt(kKeyOwner, item.value, static_cast<uint32_t>(std::strlen(item.value)), encrypted, &length) !=
-        0) {
+    if (TarnOmKeymEncrypt(kServiceOwner, item.value, static_cast<uint32_t>(std::strlen(item.value)), encrypted,
+                          &length) != 0) {
         TARN_LOG_AS(function, CONF_LOG_ERROR, "%s", kConditionText);
         return kConditionFailed;
     }

@@ -6,11 +6,11 @@
 
 using tarn::detail::boundItems;
 using tarn::detail::ConfConfigIndexItem;
+using tarn::detail::kServiceOwner;
 
 namespace {
 
 constexpr const char* kLogName = "conf_config";
-constexpr const char* kServiceOwner = "TarnUIConf";
 constexpr const char* kServiceDomain = "Conf";
 constexpr uint32_t kShortestText = 2;
 

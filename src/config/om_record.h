@@ -1,4 +1,4 @@
-// What the users of the service's records share.
+// What the users of the service and of its records share.
 #pragma once
 
 #include <cstring>
@@ -6,6 +6,9 @@
 #include "tarn_platform/om_config.h"
 
 namespace tarn::detail {
+
+// The name under which the library owns values, at the service and at the key management.
+inline constexpr const char* kServiceOwner = "TarnUIConf";
 
 // Whether a field holds a whole text.
 inline bool isTerminated(const char* field, size_t bytes) {
