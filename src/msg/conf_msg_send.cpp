@@ -1,25 +1,20 @@
-// Sending calls. A call is one accounted payload and one record; both live only as long as the send.
+// Synchronous sends. A call is one accounted payload and one record; both live only as long as the send.
 #include <cstddef>
 #include <cstring>
-#include <limits>
-#include <utility>
 
-#include "base/accounted.h"
 #include "base/log.h"
-#include "msg/asynchronous_message.h"
 #include "msg/msg_payload.h"
 #include "tarn_conference/conf_msg.h"
 #include "tarn_platform/bounds_checked.h"
 
 namespace {
 
-using tarn::detail::Accounted;
 using tarn::detail::kNullPointerText;
+using tarn::detail::kSenderName;
 using tarn::detail::payloadData;
 using tarn::detail::payloadHoldsItsData;
 
 constexpr const char* kLogName = "conf_msg_api";
-constexpr char kSenderName[] = "TarnUIConf";
 
 struct Call {
     const char* receiver;
@@ -27,28 +22,6 @@ struct Call {
     uint32_t msgId;
     uint32_t dataLength;
 };
-
-// A payload with its header filled and the spare bytes behind its data zero; null when memory is out.
-Accounted<ConfCommMsgPayload> makePayload(const Call& call) {
-    if (call.dataLength > std::numeric_limits<uint32_t>::max() - CONF_MSG_PAYLOAD_OVERHEAD) {
-        return {};
-    }
-    auto payload = TARN_ALLOCATE(ConfCommMsgPayload, call.dataLength + CONF_MSG_PAYLOAD_OVERHEAD);
-    if (payload != nullptr) {
-        payload->handler = call.handler;
-        payload->result = 0;
-        payload->msgId = call.msgId;
-        payload->dataLength = call.dataLength;
-        std::memset(payloadData(payload.get()) + call.dataLength, 0, sizeof payload->data);
-    }
-    return payload;
-}
-
-void attachPayload(OsMsgRecord& record, uint32_t kind, ConfCommMsgPayload& payload) {
-    record.kind = kind;
-    record.payloadLength = payload.dataLength + CONF_MSG_PAYLOAD_OVERHEAD;
-    record.payload = &payload;
-}
 
 // The answer of a synchronous send, given back to the platform in every case.
 class Answer {
@@ -124,7 +97,7 @@ uint32_t sendAndWait(const SynchronousKind& kind, const Call& call, void* data, 
         return CONF_MSG_ERR_SEND;
     }
     OsMsgRecord record = {};
-    const auto payload = makePayload(call);
+    const auto payload = tarn::detail::makePayload(call.handler, call.msgId, call.dataLength);
     if (payload == nullptr) {
         TARN_LOG_AS(kind.function, CONF_LOG_ERROR, "%s", kNullPointerText);
         return CONF_MSG_ERR_SEND;
@@ -134,7 +107,7 @@ uint32_t sendAndWait(const SynchronousKind& kind, const Call& call, void* data, 
         return CONF_MSG_ERR_SEND;
     }
     std::memcpy(record.senderName, kSenderName, sizeof kSenderName);
-    attachPayload(record, kind.kind, *payload);
+    tarn::detail::attachPayload(record, kind.kind, *payload);
 
     const uint32_t sent = OsMsgSynSend(&record, answer.receive(), timeout);
     const ConfCommMsgPayload* const answered =
@@ -157,42 +130,6 @@ uint32_t sendAndWait(const SynchronousKind& kind, const Call& call, void* data, 
 
 } // namespace
 
-void tarn::detail::AsynchronousMessage::prepare(const char* recvProcName, ConfCommMsgHandler handler, uint32_t msgId,
-                                                const void* data, uint32_t dataLen) {
-    if (recvProcName == nullptr || handler == nullptr) {
-        return;
-    }
-    auto payload = makePayload({recvProcName, handler, msgId, dataLen});
-    if (payload == nullptr) {
-        return;
-    }
-    if (strcpy_s(record_.receiverName, sizeof record_.receiverName, recvProcName) != 0) {
-        return;
-    }
-    // Unlike the synchronous sends, a length without data fails here.
-    if (dataLen != 0 && (data == nullptr || memcpy_s(payloadData(payload.get()), dataLen, data, dataLen) != 0)) {
-        return;
-    }
-    if (strcpy_s(record_.senderName, sizeof record_.senderName, kSenderName) != 0) {
-        return;
-    }
-    attachPayload(record_, CONF_MSG_KIND_PLAIN, *payload);
-    payload_ = std::move(payload);
-}
-
-uint32_t tarn::detail::AsynchronousMessage::send() const {
-    if (payload_ == nullptr) {
-        return CONF_MSG_ERR_SEND;
-    }
-    const uint32_t sent = OsMsgAsynSend(&record_);
-    if (sent != 0) {
-        TARN_LOG_AS("ConfCommMsgAsynSend", CONF_LOG_ERROR,
-                    "ConfCommMsgAsynSend OsMsgAsynSend fail 0x%x recvProcName %s", sent, record_.receiverName);
-        return CONF_MSG_ERR_SEND;
-    }
-    return 0;
-}
-
 uint32_t ConfCommMsgSynSend(const char* recvProcName, ConfCommMsgHandler handler, uint32_t msgId, void* data,
                             uint32_t dataLen) {
     return ConfCommMsgSynSendImpl(recvProcName, handler, msgId, data, dataLen, CONF_MSG_DEFAULT_TIMEOUT_MS);
@@ -206,11 +143,4 @@ uint32_t ConfCommMsgSynSendImpl(const char* recvProcName, ConfCommMsgHandler han
 uint32_t ConfCommMsgSynSendImplHaveResp(const char* recvProcName, ConfCommMsgHandler handler, uint32_t msgId,
                                         void* data, uint32_t dataLen, uint32_t timeout) {
     return sendAndWait(kAnswerBlock, {recvProcName, handler, msgId, dataLen}, data, timeout);
-}
-
-uint32_t ConfCommMsgAsynSend(const char* recvProcName, ConfCommMsgHandler handler, uint32_t msgId, const void* data,
-                             uint32_t dataLen) {
-    tarn::detail::AsynchronousMessage message;
-    message.prepare(recvProcName, handler, msgId, data, dataLen);
-    return message.send();
 }
