@@ -1,6 +1,5 @@
 // Start, stop and expiry of one timer. Expiries come at any moment, also in the middle of the start that made the timer
 // or while the handler of the last expiry starts it anew; both are settled here, under the content lock.
-#include <atomic>
 #include <cstring>
 
 #include "base/accounted.h"
@@ -18,8 +17,6 @@ constinit std::mutex timerContentMutex;
 namespace {
 
 constexpr const char* kLogName = "conf_timer";
-
-using PlatformTimer = std::atomic_ref<void*>;
 
 // The start that is under way. An expiry of its timer leaves a note instead of sending: it came before the start's
 // message id and data were in place, and the start sends it with them. The platform mutex lets one start in at a time.
@@ -39,11 +36,11 @@ struct Sending {
 StartUnderWay startUnderWay; // guarded by the content lock
 Sending* expiriesSending;    // likewise
 
-bool returnsToIdle(const TimerFamily& family, const TimerRecord& record) {
+bool returnsToIdle(const TimerFamily& family, const TimerView& record) {
     return family.expiredOneShotIsIdle && record.mode == CONF_TIMER_ONE_SHOT;
 }
 
-void prepareExpiry(const TimerRecord& record, AsynchronousMessage& message) {
+void prepareExpiry(const TimerView& record, AsynchronousMessage& message) {
     message.prepare(record.recvProcName, record.handler, record.msgId, record.data, record.dataLen);
 }
 
@@ -54,7 +51,7 @@ void sendExpiry(const TimerFamily& family, const AsynchronousMessage& message) {
     }
 }
 
-void beginSending(Sending& sending, const TimerRecord& record) {
+void beginSending(Sending& sending, const TimerView& record) {
     sending = {&record.platformTimer, expiriesSending};
     expiriesSending = &sending;
 }
@@ -66,21 +63,21 @@ void endSending(const Sending& sending) {
     }
     *link = sending.next;
     if (sending.timer != nullptr) {
-        PlatformTimer(*sending.timer).store(nullptr, std::memory_order_release);
+        AtomicHandle(*sending.timer).store(nullptr, std::memory_order_release);
     }
 }
 
 // Marks a timer idle whose last expiry is sending.
-void takeOverFromSending(const TimerRecord& record) {
+void takeOverFromSending(const TimerView& record) {
     for (Sending* sending = expiriesSending; sending != nullptr; sending = sending->next) {
         if (sending->timer == &record.platformTimer) {
             sending->timer = nullptr;
-            PlatformTimer(record.platformTimer).store(nullptr, std::memory_order_release);
+            AtomicHandle(record.platformTimer).store(nullptr, std::memory_order_release);
         }
     }
 }
 
-void dropData(const TimerRecord& record) {
+void dropData(const TimerView& record) {
     if (record.data != nullptr) {
         TARN_FREE(record.data);
         record.data = nullptr;
@@ -88,11 +85,11 @@ void dropData(const TimerRecord& record) {
 }
 
 // From here on expiries of the timer are put off. Says whether the timer is idle.
-bool beginStart(const TimerRecord& record) {
+bool beginStart(const TimerView& record) {
     const std::lock_guard lock(timerContentMutex);
     startUnderWay = {&record.platformTimer, false};
     takeOverFromSending(record);
-    return PlatformTimer(record.platformTimer).load(std::memory_order_acquire) == nullptr;
+    return AtomicHandle(record.platformTimer).load(std::memory_order_acquire) == nullptr;
 }
 
 // Ends what `beginStart` began. Says whether an expiry was put off.
@@ -103,7 +100,7 @@ bool endStart() {
 }
 
 // The new platform timer, or null, which is logged.
-void* createPlatformTimer(const TimerFamily& family, const TimerRecord& record, const TimerUserData& userData,
+void* createPlatformTimer(const TimerFamily& family, const TimerView& record, const TimerUserData& userData,
                           uint32_t durationMs) {
     OsTimerParam param = {};
     const errno_t copied = strcpy_s(param.name, sizeof param.name, record.recvProcName);
@@ -126,7 +123,7 @@ void* createPlatformTimer(const TimerFamily& family, const TimerRecord& record, 
     return timer;
 }
 
-uint32_t replaceContent(const TimerFamily& family, const TimerRecord& record, const TimerContent& content) {
+uint32_t replaceContent(const TimerFamily& family, const TimerView& record, const TimerContent& content) {
     dropData(record);
     record.msgId = content.msgId;
     record.dataLen = content.dataLen;
@@ -152,7 +149,7 @@ uint32_t replaceContent(const TimerFamily& family, const TimerRecord& record, co
 
 } // namespace
 
-uint32_t startTimer(const TimerFamily& family, const TimerRecord& record, const TimerUserData& userData,
+uint32_t startTimer(const TimerFamily& family, const TimerView& record, const TimerUserData& userData,
                     uint32_t durationMs, const TimerContent& content) {
     AsynchronousMessage putOff;
     bool expired = false;
@@ -169,7 +166,7 @@ uint32_t startTimer(const TimerFamily& family, const TimerRecord& record, const 
         }
         const bool idleAgain = expired && returnsToIdle(family, record);
         if (idle || idleAgain) {
-            PlatformTimer(record.platformTimer).store(idleAgain ? nullptr : created, std::memory_order_release);
+            AtomicHandle(record.platformTimer).store(idleAgain ? nullptr : created, std::memory_order_release);
         }
         result = replaceContent(family, record, content);
         if (expired) {
@@ -182,8 +179,8 @@ uint32_t startTimer(const TimerFamily& family, const TimerRecord& record, const 
     return result;
 }
 
-void stopTimer(const TimerRecord& record) {
-    const PlatformTimer handle(record.platformTimer);
+void stopTimer(const TimerView& record) {
+    const AtomicHandle handle(record.platformTimer);
     void* const timer = handle.load(std::memory_order_acquire);
     if (timer != nullptr) {
         // Waits for a running expiry. The platform does not know an expired one-shot timer any more, which is as well.
@@ -194,7 +191,7 @@ void stopTimer(const TimerRecord& record) {
     dropData(record);
 }
 
-void expireTimer(const TimerFamily& family, const TimerRecord& record) {
+void expireTimer(const TimerFamily& family, const TimerView& record) {
     AsynchronousMessage message;
     Sending sending;
     bool idleAfterwards = false;

@@ -1,6 +1,5 @@
 // The free-standing timers. The platform timer carries the record's address, so the record stays in place while the
 // timer runs.
-#include <atomic>
 #include <cstring>
 
 #include "base/log.h"
@@ -11,6 +10,7 @@
 
 namespace {
 
+using tarn::detail::AtomicHandle;
 using tarn::detail::kNullPointerText;
 using tarn::detail::kSecureFunctionText;
 using tarn::detail::PlatformLock;
@@ -104,6 +104,6 @@ bool ConfTimerIsVaild(const ConfTimer* timer) {
         return false;
     }
     // Only read; the type wants a variable it could write.
-    const std::atomic_ref<void*> handle(const_cast<ConfTimer*>(timer)->platformTimer);
+    const AtomicHandle handle(const_cast<ConfTimer*>(timer)->platformTimer);
     return handle.load(std::memory_order_acquire) != nullptr;
 }

@@ -6,6 +6,7 @@
 // receiver. The handle of the platform timer is atomic, for those who only ask whether a timer runs.
 #pragma once
 
+#include <atomic>
 #include <mutex>
 
 #include "tarn_conference/conf_timer.h"
@@ -16,8 +17,11 @@ namespace tarn::detail {
 extern OsMutex timerMutex;
 extern std::mutex timerContentMutex;
 
-// A record of either family, as the fields that they share.
-struct TimerRecord {
+// How the handle of a platform timer is read and written.
+using AtomicHandle = std::atomic_ref<void*>;
+
+// A record of either family, as the fields that they share. A view: const does not protect what it refers to.
+struct TimerView {
     const uint32_t& mode;
     const char* const& recvProcName;
     const ConfCommMsgHandler& handler;
@@ -28,7 +32,7 @@ struct TimerRecord {
 };
 
 template <typename Record>
-TimerRecord sharedFields(Record& record) {
+TimerView sharedFields(Record& record) {
     return {record.mode,  record.recvProcName, record.handler, record.platformTimer,
             record.msgId, record.data,         record.dataLen};
 }
@@ -53,13 +57,13 @@ struct TimerContent {
 // Bytes of the creation record's user data.
 using TimerUserData = uint8_t[sizeof(OsTimerParam::userData)];
 
-uint32_t startTimer(const TimerFamily& family, const TimerRecord& record, const TimerUserData& userData,
+uint32_t startTimer(const TimerFamily& family, const TimerView& record, const TimerUserData& userData,
                     uint32_t durationMs, const TimerContent& content);
 
 // Without the platform mutex, which the caller holds if others may run.
-void stopTimer(const TimerRecord& record);
+void stopTimer(const TimerView& record);
 
 // On the timer thread.
-void expireTimer(const TimerFamily& family, const TimerRecord& record);
+void expireTimer(const TimerFamily& family, const TimerView& record);
 
 } // namespace tarn::detail
