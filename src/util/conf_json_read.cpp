@@ -19,44 +19,74 @@ void report(const char* function, const char* text) {
     TARN_LOG_AS(function, CONF_LOG_ERROR, "%s", text);
 }
 
-// What a getter asks for and the texts that it logs.
-struct Getter {
+// Who looks up, and the texts that are logged for bad arguments.
+struct LookUp {
     const char* function;
-    cJSON_bool (*hasType)(const cJSON*);
     const char* nullPointer;
     const char* notObject;
+};
+
+constexpr LookUp kGetObject = {"ConfJsonGetObject", "ConfJsonGetObject null pointer",
+                               "ConfJsonGetObject input root is not a valid json object"};
+constexpr LookUp kGetArray = {"ConfJsonGetArray", "ConfJsonGetArray null pointer",
+                              "ConfJsonGetArray input root is not a valid json object"};
+constexpr LookUp kFindItem = {"ConfJsonFindItem", "ConfJsonFindItem null pointer",
+                              "ConfJsonFindItem input root is not a valid json object"};
+constexpr LookUp kIsMember = {"ConfJsonIsMember", "ConfJsonIsMember null pointer",
+                              "ConfJsonIsMember root is not a valid json object"};
+
+// A look-up of a member of one type.
+struct Getter {
+    LookUp lookUp;
+    cJSON_bool (*hasType)(const cJSON*);
     const char* wrongType;
 };
 
-constexpr Getter kBool = {"ConfJsonGetBool", cJSON_IsBool, "ConfJsonGetBool null pointer",
-                          "ConfJsonGetBool root is not a valid json object",
-                          "ConfJsonGetBool item is not a valid json bool"};
-constexpr Getter kInt = {"ConfJsonGetInt", cJSON_IsNumber, "ConfJsonGetInt null pointer",
-                         "ConfJsonGetInt root is not a valid json object",
-                         "ConfJsonGetInt item is not a valid json number"};
-constexpr Getter kUInt32 = {"ConfJsonGetUInt32", cJSON_IsNumber, "ConfJsonGetUInt32 null pointer",
-                            "ConfJsonGetUInt32 root is not a valid json object",
-                            "ConfJsonGetUInt32 item is not a valid json number"};
-constexpr Getter kUInt64 = {"ConfJsonGetUInt64", cJSON_IsNumber, "ConfJsonGetUInt64 null pointer",
-                            "ConfJsonGetUInt64 root is not a valid json object",
-                            "ConfJsonGetUInt64 item is not a valid json number"};
-constexpr Getter kString = {"ConfJsonGetString", cJSON_IsString, "null pointer", "not a valid json object",
-                            "not a valid json string"};
+constexpr Getter kBool = {
+    {"ConfJsonGetBool", "ConfJsonGetBool null pointer", "ConfJsonGetBool root is not a valid json object"},
+    cJSON_IsBool,
+    "ConfJsonGetBool item is not a valid json bool"};
+constexpr Getter kInt = {
+    {"ConfJsonGetInt", "ConfJsonGetInt null pointer", "ConfJsonGetInt root is not a valid json object"},
+    cJSON_IsNumber,
+    "ConfJsonGetInt item is not a valid json number"};
+constexpr Getter kUInt32 = {
+    {"ConfJsonGetUInt32", "ConfJsonGetUInt32 null pointer", "ConfJsonGetUInt32 root is not a valid json object"},
+    cJSON_IsNumber,
+    "ConfJsonGetUInt32 item is not a valid json number"};
+constexpr Getter kUInt64 = {
+    {"ConfJsonGetUInt64", "ConfJsonGetUInt64 null pointer", "ConfJsonGetUInt64 root is not a valid json object"},
+    cJSON_IsNumber,
+    "ConfJsonGetUInt64 item is not a valid json number"};
+constexpr Getter kString = {
+    {"ConfJsonGetString", "null pointer", "not a valid json object"}, cJSON_IsString, "not a valid json string"};
+
+// Whether a look-up can go on. What is in its way is logged.
+bool isObject(const LookUp& lookUp, const cJSON* root, bool argumentsThere) {
+    if (!argumentsThere) {
+        report(lookUp.function, lookUp.nullPointer);
+        return false;
+    }
+    if (cJSON_IsObject(root) == 0) {
+        report(lookUp.function, lookUp.notObject);
+        return false;
+    }
+    return true;
+}
+
+bool canLookUp(const LookUp& lookUp, const cJSON* root, const char* key) {
+    return isObject(lookUp, root, root != nullptr && key != nullptr);
+}
 
 // The member of the getter's type, or null once the reason is logged.
 const cJSON* typedMember(const Getter& getter, const cJSON* root, const char* key) {
-    if (root == nullptr) {
-        report(getter.function, getter.nullPointer);
-        return nullptr;
-    }
-    if (cJSON_IsObject(root) == 0) {
-        report(getter.function, getter.notObject);
+    if (!isObject(getter.lookUp, root, root != nullptr)) {
         return nullptr;
     }
     // Without a key it is the root that is asked for, an object and so of no getter's type.
     const cJSON* const item = key == nullptr ? root : cJSON_GetObjectItemCaseSensitive(root, key);
     if (getter.hasType(item) == 0) {
-        report(getter.function, getter.wrongType);
+        report(getter.lookUp.function, getter.wrongType);
         return nullptr;
     }
     return item;
@@ -73,37 +103,10 @@ std::optional<double> wholeNumber(const Getter& getter, const cJSON* root, const
     if (whole >= lowest && whole <= highest) {
         return whole;
     }
-    TARN_LOG_AS(getter.function, CONF_LOG_ERROR, "%s retrieved number[%lf] is out of %s ranger", getter.function,
-                item->valuedouble, rangeName);
+    const char* const function = getter.lookUp.function;
+    TARN_LOG_AS(function, CONF_LOG_ERROR, "%s retrieved number[%lf] is out of %s ranger", function, item->valuedouble,
+                rangeName);
     return std::nullopt;
-}
-
-// The texts of a look-up for bad arguments.
-struct LookUp {
-    const char* function;
-    const char* nullPointer;
-    const char* notObject;
-};
-
-constexpr LookUp kGetObject = {"ConfJsonGetObject", "ConfJsonGetObject null pointer",
-                               "ConfJsonGetObject input root is not a valid json object"};
-constexpr LookUp kGetArray = {"ConfJsonGetArray", "ConfJsonGetArray null pointer",
-                              "ConfJsonGetArray input root is not a valid json object"};
-constexpr LookUp kFindItem = {"ConfJsonFindItem", "ConfJsonFindItem null pointer",
-                              "ConfJsonFindItem input root is not a valid json object"};
-constexpr LookUp kIsMember = {"ConfJsonIsMember", "ConfJsonIsMember null pointer",
-                              "ConfJsonIsMember root is not a valid json object"};
-
-bool canLookUp(const LookUp& lookUp, const cJSON* root, const char* key) {
-    if (root == nullptr || key == nullptr) {
-        report(lookUp.function, lookUp.nullPointer);
-        return false;
-    }
-    if (cJSON_IsObject(root) == 0) {
-        report(lookUp.function, lookUp.notObject);
-        return false;
-    }
-    return true;
 }
 
 } // namespace
@@ -205,7 +208,7 @@ std::string ConfJsonGetString(cJSON* root, const char* key, std::string defaultV
         return defaultValue;
     }
     if (item->valuestring == nullptr) {
-        report(kString.function, kString.wrongType);
+        report(kString.lookUp.function, kString.wrongType);
         return defaultValue;
     }
     try {
