@@ -11,6 +11,9 @@ namespace tarn::detail {
 
 inline constexpr uint32_t kNoSuchType = 0xFFFFFFFF;
 
+// Their numbers begin with 0.
+inline constexpr uint32_t kCertTypeCount = 4;
+
 // The types whose certificate comes with a key part.
 constexpr bool hasKeyPart(uint32_t type) {
     return type == 2 || type == 3;

@@ -9,7 +9,6 @@
 namespace {
 
 constexpr const char* kLogName = "conf_cert";
-constexpr uint32_t kTypeCount = 4;
 
 class FetchedCertificate {
  public:
@@ -44,7 +43,7 @@ bool GetCertId(uint32_t type, const ConfCertBlob& certificate) {
 }
 
 void ConfCertGetAllCert() {
-    for (uint32_t type = 0; type < kTypeCount; ++type) {
+    for (uint32_t type = 0; type < tarn::detail::kCertTypeCount; ++type) {
         if (tarn::detail::ConfCertUpdateCertInfo(type) != 0) {
             TARN_LOG(CONF_LOG_ERROR, "Failed to load the certificate. type = [%d]", static_cast<int>(type));
         }

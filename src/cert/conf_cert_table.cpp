@@ -21,7 +21,7 @@ struct ConfCertTypeEntry {
 };
 
 OsMutex idMutex;
-std::array<ConfCertTypeEntry, 4> confCertTypeTable = {{
+std::array<ConfCertTypeEntry, tarn::detail::kCertTypeCount> confCertTypeTable = {{
     {0, 0x107, 6, {}, 0},
     {1, 0x109, 8, {}, 0},
     {2, 0x103, 2, {}, 0},
