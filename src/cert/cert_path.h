@@ -1,9 +1,10 @@
-// What all work on certificate files shares: path buffers, walks through directories, PEM files.
+// What all work on certificate files shares: path buffers, names of files, walks through directories, PEM files.
 #pragma once
 
 #include <openssl/pem.h>
 
 #include <array>
+#include <cstring>
 
 #include "base/openssl_owner.h"
 #include "tarn_conference/conf_cert.h"
@@ -24,6 +25,17 @@ inline int joinPath(PathBuffer& out, const char* first, const char* second) {
 // Whether the device has its certificates at fixed paths. Asked anew at every step that depends on it.
 inline bool hasFixedPaths() {
     return CallServiceIsForbiddenKitCap() != 0;
+}
+
+// The trust store at its fixed path; TLS contexts read their revocation lists from it too.
+inline constexpr const char* kFixedStore = "/data/tarn_conference/CA/";
+
+// False, which is logged for `function`, when the path does not fit.
+bool copyPath(const char* function, char* out, size_t bytes, const char* path);
+
+// Whether a file name holds a part in either case.
+inline bool nameHolds(const char* name, const char* lower, const char* upper) {
+    return std::strstr(name, lower) != nullptr || std::strstr(name, upper) != nullptr;
 }
 
 // A directory that is read from beginning to end.

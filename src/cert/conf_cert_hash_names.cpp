@@ -3,7 +3,6 @@
 // names that they came with: TLS contexts read them from their own directory.
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 
 #include <openssl/x509.h>
 
@@ -25,10 +24,6 @@ constexpr const char* kLogName = "conf_cert";
 constexpr const char* kSoftLink = "ConfCertCreateCertSoftLink";
 constexpr int kSuccess = 0;
 constexpr int kFailure = 1;
-
-bool contains(const char* name, const char* lower, const char* upper) {
-    return std::strstr(name, lower) != nullptr || std::strstr(name, upper) != nullptr;
-}
 
 // Negative when the name does not fit.
 int hashName(PathBuffer& out, const char* storeDir, unsigned long hash, const char* suffix) {
@@ -114,10 +109,10 @@ int tarn::detail::ConfCertCreateCertSoftLink(const char* storeDir) {
     }
     const OpensslErrors errors;
     while (const char* const name = walk.next()) {
-        if (!contains(name, ".pem", ".PEM")) {
+        if (!nameHolds(name, ".pem", ".PEM")) {
             continue;
         }
-        if (contains(name, "crl", "CRL")) {
+        if (nameHolds(name, "crl", "CRL")) {
             ConfCertCreateCrlSoftLink(storeDir, name);
         } else {
             giveHashName(storeDir, name);

@@ -2,12 +2,13 @@
 #include <openssl/crypto.h>
 
 #include "base/log.h"
+#include "cert/cert_path.h"
 #include "cert/cert_table.h"
 #include "cert/service_path.h"
 #include "tarn_conference/conf_cert.h"
 #include "tarn_platform/bounds_checked.h"
 
-using tarn::detail::kSecureFunctionText;
+using tarn::detail::copyPath;
 using tarn::detail::ServicePath;
 
 namespace {
@@ -18,15 +19,6 @@ constexpr uint32_t kFailure = 1;
 constexpr const char* kNoInputText = "input null error";
 
 // `function` is the exported function that answers.
-uint32_t copyPath(const char* function, char* buf, uint32_t bufLen, const char* path) {
-    const errno_t copied = strcpy_s(buf, bufLen, path);
-    if (copied != 0) {
-        TARN_LOG_AS(function, CONF_LOG_ERROR, kSecureFunctionText, copied);
-        return kFailure;
-    }
-    return kSuccess;
-}
-
 uint32_t copyDirectory(const char* function, uint32_t kind, char* buf, uint32_t bufLen) {
     if (buf == nullptr) {
         TARN_LOG_AS(function, CONF_LOG_ERROR, kNoInputText);
@@ -37,12 +29,20 @@ uint32_t copyDirectory(const char* function, uint32_t kind, char* buf, uint32_t 
         TARN_LOG_AS(function, CONF_LOG_ERROR, "TarnOmCertGetCertPath error, %u", path.result());
         return CONF_CERT_FAILED;
     }
-    return copyPath(function, buf, bufLen, path->certPath);
+    return copyPath(function, buf, bufLen, path->certPath) ? kSuccess : kFailure;
 }
 
 } // namespace
 
 namespace tarn::detail {
+
+bool copyPath(const char* function, char* out, size_t bytes, const char* path) {
+    const errno_t copied = strcpy_s(out, bytes, path);
+    if (copied != 0) {
+        TARN_LOG_AS(function, CONF_LOG_ERROR, kSecureFunctionText, copied);
+    }
+    return copied == 0;
+}
 
 ServicePath::ServicePath(uint32_t kind, uint32_t omType)
     : result_(TarnOmCertGetCertPath(ConfCertPathQuery{kind, kQueryConstant, omType}, &info_)) {
@@ -68,7 +68,7 @@ uint32_t ConfCertGetSrvCertFilePath(uint32_t type, char* buf, uint32_t bufLen) {
         TARN_LOG(CONF_LOG_ERROR, "TarnOmCertGetCertPath, ret=%u, type=%u.", path.result(), type);
         return CONF_CERT_FAILED;
     }
-    return copyPath(__func__, buf, bufLen, path->certPath);
+    return copyPath(__func__, buf, bufLen, path->certPath) ? kSuccess : kFailure;
 }
 
 uint32_t ConfCertGetCaPath(char* buf, uint32_t bufLen) {
@@ -89,10 +89,8 @@ uint32_t ConfCertGetGmSrvCertInfo(uint32_t type, ConfCertGmSrvCertInfo* out) {
         TARN_LOG(CONF_LOG_ERROR, "TarnOmCertGetCertPath error, ret=%u, type=%u.", path.result(), type);
         return CONF_CERT_FAILED;
     }
-    if (copyPath(__func__, out->certPath, sizeof out->certPath, path->certPath) != kSuccess ||
-        copyPath(__func__, out->keyPath, sizeof out->keyPath, path->keyPath) != kSuccess ||
-        copyPath(__func__, out->keyPassword, sizeof out->keyPassword, path->keyPassword) != kSuccess) {
-        return kFailure;
-    }
-    return kSuccess;
+    const bool allCopied = copyPath(__func__, out->certPath, sizeof out->certPath, path->certPath) &&
+                           copyPath(__func__, out->keyPath, sizeof out->keyPath, path->keyPath) &&
+                           copyPath(__func__, out->keyPassword, sizeof out->keyPassword, path->keyPassword);
+    return allCopied ? kSuccess : kFailure;
 }

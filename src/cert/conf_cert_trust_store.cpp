@@ -23,7 +23,6 @@ constexpr const char* kNoPathText = "path is null!";
 constexpr const char* kJoinFailedText = "sprintf fail!";
 constexpr const char* kNotOpenText = "%s is empty.";
 
-constexpr const char* kFixedStore = "/data/tarn_conference/CA/";
 constexpr const char* kFixedCaSource = "/data/certfile/CA/";
 constexpr const char* kFixedCrlSource = "/data/certfile/CRL/";
 
@@ -45,11 +44,8 @@ void setStoreDirectory(const PathBuffer& directory) {
     caStoreDir = directory;
 }
 
-void copyFixedPath(PathBuffer& out, const char* path) {
-    const errno_t copied = strcpy_s(out.data(), out.size(), path);
-    if (copied != 0) {
-        TARN_LOG_AS(kRebuild, CONF_LOG_ERROR, kSecureFunctionText, copied);
-    }
+bool copyForRebuild(PathBuffer& out, const char* path) {
+    return tarn::detail::copyPath(kRebuild, out.data(), out.size(), path);
 }
 
 // Logs the length of a path that was joined well, as it would log the failure: readers of the log know the rebuild by
@@ -68,12 +64,9 @@ void followStoragePath() {
         return;
     }
     PathBuffer storage = {};
-    const errno_t copied = strcpy_s(storage.data(), storage.size(), storagePath);
-    if (copied != 0) {
-        TARN_LOG_AS(kRebuild, CONF_LOG_ERROR, kSecureFunctionText, copied);
-    }
+    const bool fits = copyForRebuild(storage, storagePath);
     PathBuffer store = {};
-    appendSlash(store, copied == 0 ? storage.data() : storagePath);
+    appendSlash(store, fits ? storage.data() : storagePath);
     setStoreDirectory(store);
 }
 
@@ -142,10 +135,10 @@ void tarn::detail::ConfCertUpdateLdapCert() {
     const bool fixedPaths = hasFixedPaths();
     if (fixedPaths) {
         PathBuffer store = {};
-        copyFixedPath(store, kFixedStore);
+        copyForRebuild(store, kFixedStore);
         setStoreDirectory(store);
-        copyFixedPath(caSource, kFixedCaSource);
-        copyFixedPath(crlSource, kFixedCrlSource);
+        copyForRebuild(caSource, kFixedCaSource);
+        copyForRebuild(crlSource, kFixedCrlSource);
     } else {
         followStoragePath();
         followServicePath(caSource, ConfCertGetCaPath, "ConfCertGetCaPath error.");

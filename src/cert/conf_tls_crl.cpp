@@ -1,7 +1,5 @@
 // Revocation lists in a TLS context. From the first list on the context checks whole chains, and two findings are let
 // pass: an issuer without a list, and a self-signed peer.
-#include <cstring>
-
 #include <openssl/ssl.h>
 
 #include "base/log.h"
@@ -9,6 +7,7 @@
 #include "tarn_conference/conf_tls.h"
 
 using tarn::detail::DirectoryWalk;
+using tarn::detail::nameHolds;
 using tarn::detail::OwnedBio;
 using tarn::detail::OwnedCrl;
 using tarn::detail::PathBuffer;
@@ -18,7 +17,6 @@ namespace {
 constexpr const char* kLogName = "conf_cert";
 constexpr uint32_t kSuccess = 0;
 constexpr uint32_t kFailure = 1;
-constexpr const char* kFixedCrlPath = "/data/tarn_conference/CA/";
 
 int X509Vericycallback(int ok, X509_STORE_CTX* sctx) {
     switch (X509_STORE_CTX_get_error(sctx)) {
@@ -66,8 +64,7 @@ uint32_t AddCancelCrlToSslctxByFile(SSL_CTX* ctx, const char* path) {
 }
 
 bool isCrlFile(const char* name) {
-    const auto has = [name](const char* part) { return std::strstr(name, part) != nullptr; };
-    return (has(".pem") || has(".PEM") || has(".crl") || has(".CRL")) && (has("crl") || has("CRL"));
+    return (nameHolds(name, ".pem", ".PEM") || nameHolds(name, ".crl", ".CRL")) && nameHolds(name, "crl", "CRL");
 }
 
 // `function` is the exported function at work.
@@ -95,10 +92,7 @@ uint32_t ConfAddCancelCrlToSslctx(SSL_CTX* ctx) {
     }
     PathBuffer crlPath = {};
     if (tarn::detail::hasFixedPaths()) {
-        const errno_t copied = strcpy_s(crlPath.data(), crlPath.size(), kFixedCrlPath);
-        if (copied != 0) {
-            TARN_LOG(CONF_LOG_ERROR, tarn::detail::kSecureFunctionText, copied);
-        }
+        tarn::detail::copyPath(__func__, crlPath.data(), crlPath.size(), tarn::detail::kFixedStore);
     } else {
         // A service that does not tell leaves the path empty, and the root directory is looked through.
         ConfCertGetCrlPath(crlPath.data(), CONF_CERT_PATH_LEN);
