@@ -5,6 +5,7 @@ tarnctl cert install 0x107 --cert authority/server.pem --key authority/server.ke
 tarnctl cert ca add authority/ca.pem
 tarnctl cert check
 # [/install]
+tarnctl cert demo-ca stranger
 guide_certificates >ready &
 for ((i = 0; i < 500; ++i)); do
   if grep -q ready ready; then

@@ -27,7 +27,7 @@ TARN_EXTERN_C_BEGIN
  * Whether the key is read from its file or held by the engine "openssl_engine", which knows it by the certificate's id,
  * is the device's choice for each type. The engine is loaded at first need and stays for the life of the process; each
  * attempt to load it that fails keeps a handle of OpenSSL. A key file that is encrypted while the service tells no pass
- * phrase makes OpenSSL ask at the terminal, unless the context has a pass-phrase callback of its own.
+ * phrase makes OpenSSL ask at the terminal, unless the context has a pass phrase or a pass-phrase callback of its own.
  */
 uint32_t ConfLoadServerCert(SSL_CTX* ctx, uint32_t type);
 
@@ -58,8 +58,9 @@ uint32_t ConfCertLoadAllCaCert(SSL_CTX* ctx, ConfCaCertEntry* list, uint32_t cou
  *
  * Taken are files whose names hold ".pem" or ".crl", and "crl" (or either of them in capitals). From the first list on
  * a context refuses what OpenSSL refuses, but for two things: a chain whose issuer has no list passes, and so does a
- * peer certificate that is self-signed; `SSL_get_verify_result` tells of it still. The exceptions are the store's
- * verify callback: a callback given to `SSL_CTX_set_verify` takes its place.
+ * peer certificate that is self-signed. `SSL_get_verify_result` tells of the second only when no list is missing: a
+ * missing one makes it `X509_V_OK`. The exceptions are the store's verify callback: a callback given to
+ * `SSL_CTX_set_verify` takes its place.
  *
  * Each list that a context takes stays in memory to the end of the process, for every context anew: build contexts
  * seldom.
