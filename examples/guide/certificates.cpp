@@ -60,9 +60,8 @@ void onTrustChange() {
 // A server with a certificate that it signed itself.
 Context strangerContext() {
     Context context(SSL_CTX_new(TLS_server_method()), SSL_CTX_free);
-    if (context != nullptr &&
-        (SSL_CTX_use_certificate_file(context.get(), "stranger/ca.pem", SSL_FILETYPE_PEM) != 1 ||
-         SSL_CTX_use_PrivateKey_file(context.get(), "stranger/ca.key", SSL_FILETYPE_PEM) != 1)) {
+    if (context != nullptr && (SSL_CTX_use_certificate_file(context.get(), "stranger/ca.pem", SSL_FILETYPE_PEM) != 1 ||
+                               SSL_CTX_use_PrivateKey_file(context.get(), "stranger/ca.key", SSL_FILETYPE_PEM) != 1)) {
         context.reset();
     }
     return context;

@@ -174,8 +174,8 @@ uint32_t ConfConfigSyncByKeyToOM(const char* key);
  * at 127 and their values at 1023 characters. Receives an accounted array of items as its result; whoever owns the
  * block frees it with `OSMemTypeFreeMon`. Without items that is a block of length 0, to be freed as well.
  * @param blockBufferSize  Bytes at `block`.
- * @return 0; the service's code; `CONF_CONFIG_FAILED` otherwise. A result may be attached after that one too: when a
- *         copy failed.
+ * @return 0; the service's code; `CONF_CONFIG_FAILED` otherwise, with a result in the block all the same when a copy
+ *         failed.
  *
  * Values come as the service holds them, passwords encrypted. Needs up to 600 KB of stack.
  */
@@ -187,7 +187,8 @@ uint32_t ConfConfigGetConfConfig(uint32_t ignored, ConfMeetingServerMsgBlock* bl
  *        fails the call. The bound variables are not touched.
  * @param ignored  Not used.
  * @param block    Its data are `ConfConfigKeyValue` items, at most `CONF_CONFIG_MAX_LIST`. Its data length is taken on
- * trust: a handler first sees to it that `GetMeetingServerMsgBlockSize` is no more than the length that it was given.
+ * trust: a handler first sees to it that it was given a whole `ConfMeetingServerMsgBlock`, and that
+ * `GetMeetingServerMsgBlockSize` is no more than it was given.
  * @return 0; 1 when a value cannot be encrypted; `CONF_CONFIG_WRITE_REFUSED` when the service refuses;
  *         `CONF_CONFIG_FAILED` otherwise. Nothing is written unless 0.
  *

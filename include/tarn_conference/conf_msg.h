@@ -87,8 +87,6 @@ uint32_t ConfCommMsgSynSend(const char* recvProcName, ConfCommMsgHandler handler
  * @param dataLen       Bytes at `data`.
  * @param timeout       Longest wait in milliseconds.
  * @return the handler's result, or `CONF_MSG_ERR_SEND`.
- *
- * Any thread may call it, several at once.
  */
 uint32_t ConfCommMsgSynSendImpl(const char* recvProcName, ConfCommMsgHandler handler, uint32_t msgId, void* data,
                                 uint32_t dataLen, uint32_t timeout);

@@ -3,7 +3,7 @@
  * @brief Notifications to the application, large ones in packets, and the meeting-server message block.
  *
  * Any thread may call any function here, several at once. The application's callback runs on the sender's thread, so it
- * may run on several at once, except for packets. A block belongs to one thread at a time.
+ * may run on several at once; only the packets of two notifications never mix. A block belongs to one thread at a time.
  */
 #ifndef TARN_CONFERENCE_CONF_NOTIFY_H
 #define TARN_CONFERENCE_CONF_NOTIFY_H

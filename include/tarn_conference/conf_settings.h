@@ -87,8 +87,8 @@ uint8_t CallServiceIsForbiddenKitCap(void);
 /**
  * @brief Writes the device's LAN address to the configuration service.
  * @param family   `CONF_LOCAL_IPV4` or `CONF_LOCAL_IPV6`; any other writes a record with an empty key.
- * @param address  The address as text. For one that does not fit a value the service's record stays empty, and is
- *                 written so.
+ * @param address  The address as text. One that does not fit a value (`OM_CONFIG_VALUE_LEN`, its NUL included) is
+ *                 written as an empty text.
  * @return the service's result; 1 for null.
  */
 uint32_t ConfConfigSetLocalIp(uint32_t family, const char* address);

@@ -58,7 +58,7 @@ typedef struct ConfCertBlob {
 static_assert(sizeof(ConfCertBlob) == 16, "blob size is part of the contract");
 
 /*
- * The library asks with these OM certificate types:
+ * The OM certificate types that the library asks for:
  *
  *     OM type   byte of TarnOmCertGetCapability   comes with a key part
  *     0x107     6                                 no
@@ -133,7 +133,7 @@ uint32_t TarnOmCertGetCertId(const ConfCertBlob* certificate, ConfCertBlob* id);
 uint32_t TarnOmCertGetCertPath(ConfCertPathQuery query, ConfCertPathInfo* info);
 
 /**
- * @brief Fills ten bytes, one a capability index; non-zero means keyless.
+ * @brief Fills ten bytes, of which the library reads those of the table above; non-zero means keyless.
  * @param ten  Receives ten bytes.
  * @return 0, or the platform's code.
  */

@@ -113,7 +113,8 @@ uint32_t TarnHostLauncherWait(TarnHostLauncher* launcher, uint32_t timeoutMs, Ta
  * @brief Sends SIGTERM to all that run, and SIGKILL to those that still run after a while; returns when all have ended.
  * @param launcher  The launcher.
  * @param graceMs   Milliseconds between the two.
- * @return 0; EINVAL for a null launcher; else the errno with which waiting failed, when both signals are sent.
+ * @return 0; EINVAL for a null launcher; else the errno with which waiting failed: SIGKILL is sent by then, but some
+ *         processes may still be ending.
  */
 uint32_t TarnHostLauncherStop(TarnHostLauncher* launcher, uint32_t graceMs);
 
@@ -126,7 +127,7 @@ uint32_t TarnHostLauncherStop(TarnHostLauncher* launcher, uint32_t graceMs);
  * @param argument  Handed to `onEnd`.
  * @param signal    Receives the signal that ended the run, or 0; may be null.
  * @return 0 when all told ends had exit code 0; ECHILD when one had not; ECANCELED after a signal; EINVAL for a null
- *         launcher; else the errno with which waiting failed, when processes may still run.
+ *         launcher; else the errno with which waiting failed: processes may still run then.
  *
  * The two signals are blocked in the calling thread during the call.
  */

@@ -25,7 +25,7 @@
  *
  * Records without a file (id 0 before `TarnOmLogCreateLog`, an unknown id, or after `TarnOmLogClientUnInit`) are lost.
  *
- * Environment. With TARN_LOG_STDERR set to anything but "0" or nothing every record, also one without a file, is copied
+ * Environment. When TARN_LOG_STDERR is set and neither empty nor "0", every record, also one without a file, is copied
  * to standard error. It is read at `TarnOmLogClientInit`, or at the first record if that comes earlier.
  *
  * Codes of the log client, `errno` values: `TarnOmLogClientInit` EINVAL for a null name (the name and the flag have no

@@ -17,8 +17,8 @@ TARN_EXTERN_C_BEGIN
  * its parent must exist. Refused are a directory that belongs to another user, one that group or others may write to,
  * and a symbolic link.
  * @return the path without a trailing slash, absolute unless the working directory is gone; null when it cannot be
- *         used, with the reason on standard error at the first call. The text is the platform's. Any thread may call
- *         it.
+ *         used, with the reason on standard error at the first call, and when memory is out. The text is the
+ *         platform's. Any thread may call it.
  */
 const char* TarnHostDir(void);
 

@@ -36,8 +36,8 @@ TARN_EXTERN_C_BEGIN
 typedef struct TarnHostTimerInfo {
     uint32_t tickMicroseconds; /**< 0 without a manager. */
     uint32_t timers;           /**< Timers that will expire. */
-    uint64_t expiries;         /**< Callbacks run since the process started. */
-    uint64_t skippedPeriods;   /**< Periods that periodic timers missed since the process started. */
+    uint64_t expiries;         /**< Callbacks run since the process started; a forked child begins at 0. */
+    uint64_t skippedPeriods;   /**< Periods that periodic timers missed, counted likewise. */
 } TarnHostTimerInfo;
 
 static_assert(sizeof(TarnHostTimerInfo) == 24, "the record is shared with the tools");
