@@ -21,7 +21,7 @@ constexpr uint32_t kFailure = 1;
 int X509Vericycallback(int ok, X509_STORE_CTX* sctx) {
     switch (X509_STORE_CTX_get_error(sctx)) {
         case X509_V_ERR_DEPTH_ZERO_SELF_SIGNED_CERT:
-            // The code stays: a process that asks for the handshake's verify result is still told.
+            // The code stays until a missing list clears it.
             TARN_LOG(CONF_LOG_WARNING, "X509_V_ERR_DEPTH_ZERO_SELF_SIGNED_CERT");
             return 1;
         case X509_V_ERR_UNABLE_TO_GET_CRL:

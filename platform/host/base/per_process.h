@@ -11,7 +11,7 @@
 
 namespace tarn::host {
 
-// A service has `beforeFork()` and `afterForkInParent()`, `inherited` for the parent's, and `startInChild()`, which is
+// A service has `beforeFork()` and `afterFork()`, `inherited` for the parent's, and `startInChild()`, which is
 // called when that is set.
 template <typename Service>
 class PerProcess {
@@ -40,13 +40,15 @@ class PerProcess {
     }
 
     static void afterForkInParent() {
-        current_.load()->afterForkInParent();
+        current_.load()->afterFork();
         making_.unlock();
     }
 
     static void afterForkInChild() {
+        Service* const parents = current_.load();
+        parents->afterFork(); // what this very thread has locked before
         auto* const fresh = new Service;
-        fresh->inherited = current_.load();
+        fresh->inherited = parents;
         current_.store(fresh);
         fresh->startInChild();
         making_.unlock();

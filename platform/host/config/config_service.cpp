@@ -9,7 +9,7 @@ void ConfigService::beforeFork() {
     changes.beforeFork();
 }
 
-void ConfigService::afterForkInParent() {
+void ConfigService::afterFork() {
     changes.afterFork();
     store.afterFork();
 }

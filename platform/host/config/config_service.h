@@ -23,7 +23,7 @@ struct ConfigDomain {
 
 struct ConfigService {
     void beforeFork();
-    void afterForkInParent();
+    void afterFork();
     void startInChild();
 
     Store store{Store::Trouble::Told};

@@ -19,7 +19,7 @@ struct MessageService {
     MessageService();
 
     void beforeFork() { forkMutex.lock(); }
-    void afterForkInParent() { forkMutex.unlock(); }
+    void afterFork() { forkMutex.unlock(); }
     void startInChild();
 
     // Held over a fork, so that the child knows every descriptor, and for what else no fork may interrupt.
