@@ -11,7 +11,7 @@ namespace tarn::detail {
 
 inline constexpr uint32_t kNoSuchType = 0xFFFFFFFF;
 
-// Their numbers begin with 0.
+// The types are numbered from 0.
 inline constexpr uint32_t kCertTypeCount = 4;
 
 // The types whose certificate comes with a key part.
