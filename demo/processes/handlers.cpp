@@ -89,8 +89,12 @@ uint32_t serveConfigGet(uint32_t, void* data, uint32_t length) {
     return ConfConfigGetConfConfig(0, static_cast<ConfMeetingServerMsgBlock*>(data), length);
 }
 
-uint32_t serveConfigSet(uint32_t, void* data, uint32_t) {
-    return ConfConfigSetConfConfig(0, static_cast<ConfMeetingServerMsgBlock*>(data));
+uint32_t serveConfigSet(uint32_t, void* data, uint32_t length) {
+    auto* const block = static_cast<ConfMeetingServerMsgBlock*>(data);
+    if (length < sizeof *block || GetMeetingServerMsgBlockSize(block) > length) {
+        return kRefused;
+    }
+    return ConfConfigSetConfConfig(0, block);
 }
 
 uint32_t timerExpired(uint32_t, void* data, uint32_t length) {

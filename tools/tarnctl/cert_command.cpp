@@ -56,22 +56,17 @@ std::string reasonText(uint32_t error) {
             return "it is too large";
         case ENOENT:
             return "there is none";
+        case ENOKEY:
+            return "the pass phrase is missing or does not open the key";
+        case EKEYREJECTED:
+            return "the key belongs to another certificate";
         default:
             return std::strerror(static_cast<int>(error));
     }
 }
 
 std::string keyReasonText(uint32_t error) {
-    switch (error) {
-        case EACCES:
-            return "the pass phrase is missing or does not open the key";
-        case EKEYREJECTED:
-            return "the key belongs to another certificate";
-        case EPERM:
-            return "other users can read the key or its pass phrase";
-        default:
-            return reasonText(error);
-    }
+    return error == EPERM ? "other users can read the key or its pass phrase" : reasonText(error);
 }
 
 std::string dayText(int64_t seconds) {

@@ -27,12 +27,6 @@ int readPassPhrase(const std::string& path, std::string& passPhrase) {
     return read;
 }
 
-// A refused pass phrase and a folder that refuses have the same code.
-std::string refusalText(uint32_t error, const std::string& key, const std::string& passPhrase) {
-    const bool isOfKey = error == EKEYREJECTED || (error == EACCES && parseKey(key, passPhrase) == nullptr);
-    return isOfKey ? keyReasonText(error) : reasonText(error);
-}
-
 int install(const Options& options) {
     std::string certificate;
     std::string key;
@@ -52,12 +46,11 @@ int install(const Options& options) {
     installation.keyBytes = static_cast<uint32_t>(key.size());
     installation.passPhrase = passPhrase.c_str();
     const uint32_t error = TarnHostCertInstall(&installation);
-    const std::string reason = error == 0 ? "" : refusalText(error, key, passPhrase);
     OPENSSL_cleanse(key.data(), key.size());
     OPENSSL_cleanse(passPhrase.data(), passPhrase.size());
-    return error == 0
-               ? kDone
-               : complain(kFailed, "cannot install " + options.certificate + " with " + options.key + ": " + reason);
+    return error == 0 ? kDone
+                      : complain(kFailed, "cannot install " + options.certificate + " with " + options.key + ": " +
+                                              reasonText(error));
 }
 
 std::string typeText(uint32_t omType) {

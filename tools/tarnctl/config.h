@@ -12,6 +12,9 @@ namespace tarnctl {
 
 using Item = std::pair<std::string, std::string>;
 
+// How many items one write takes.
+constexpr size_t kMostItems = 65536;
+
 // Which items are shown, and how.
 struct ShowOptions {
     std::string prefix;

@@ -10,9 +10,6 @@
 namespace tarnctl {
 namespace {
 
-// How many items one write takes.
-constexpr size_t kMostItems = 65536;
-
 // cJSON ends a text there in silence.
 bool hasNulEscape(std::string_view json) {
     constexpr std::string_view kNul = "\\u0000";

@@ -33,6 +33,10 @@ int set(const SetOptions& options) {
     if (options.words.size() % 2 != 0) {
         return complain(kUsage, "the key " + keyText(options.words.back()) + " has no value; give KEY VALUE pairs");
     }
+    if (options.words.size() / 2 > kMostItems) {
+        return complain(kUsage, std::to_string(options.words.size() / 2) + " pairs, more than the " +
+                                    std::to_string(kMostItems) + " that one write takes; nothing was written");
+    }
     for (size_t i = 0; i < options.words.size(); i += 2) {
         items.emplace_back(options.words[i], options.words[i + 1]);
     }

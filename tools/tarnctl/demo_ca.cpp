@@ -142,15 +142,14 @@ void countUp(X509_CRL* list) {
     needed(X509_CRL_add1_ext_i2d(list, NID_crl_number, next.get(), 0, X509V3_ADD_REPLACE) == 1);
 }
 
+KeyPointer parseKey(const std::string& pem) {
+    return KeyPointer(PEM_read_bio_PrivateKey(memoryBio(pem).get(), nullptr, nullptr, const_cast<char*>("")));
+}
+
 } // namespace
 
 CertificatePointer parseCertificate(const std::string& pem) {
     return CertificatePointer(PEM_read_bio_X509(memoryBio(pem).get(), nullptr, nullptr, const_cast<char*>("")));
-}
-
-KeyPointer parseKey(const std::string& pem, const std::string& passPhrase) {
-    return KeyPointer(
-        PEM_read_bio_PrivateKey(memoryBio(pem).get(), nullptr, nullptr, const_cast<char*>(passPhrase.c_str())));
 }
 
 bool DemoCa::isIn(const std::string& folder) {
@@ -165,7 +164,7 @@ DemoCa DemoCa::open(const std::string& folder) {
         }
     }
     CertificatePointer certificate = parseCertificate(readFile(folder + "/ca.pem"));
-    KeyPointer key = parseKey(readFile(folder + "/ca.key"), "");
+    KeyPointer key = parseKey(readFile(folder + "/ca.key"));
     if (certificate == nullptr || key == nullptr || X509_check_private_key(certificate.get(), key.get()) != 1) {
         throw std::runtime_error(folder +
                                  " holds no demonstration authority: ca.pem and ca.key do not belong together");

@@ -52,7 +52,4 @@ class DemoCa {
 // The first certificate of a PEM text, or null.
 CertificatePointer parseCertificate(const std::string& pem);
 
-// The private key of a PEM text; null when it is none, or the pass phrase does not open it.
-KeyPointer parseKey(const std::string& pem, const std::string& passPhrase);
-
 } // namespace tarnctl

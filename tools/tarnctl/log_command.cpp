@@ -21,6 +21,8 @@
 namespace tarnctl {
 namespace {
 
+constexpr int kLookAgainMs = 1000;
+
 struct Options {
     std::string process;
     uint32_t count = 20;
@@ -77,17 +79,22 @@ int complainOfWatch(int error) {
     }
 }
 
+// Until the directory is gone, or Ctrl-C.
 int follow(LogView& view, int events, bool json) {
     pollfd readable = {events, POLLIN, 0};
     std::array<char, 4096> ignored;
-    while (poll(&readable, 1, -1) > 0) {
-        [[maybe_unused]] const ssize_t taken = read(events, ignored.data(), ignored.size());
-        view.readOn([json](const std::string& record) { print(record, json); });
+    while (true) {
+        if (!view.readOn([json](const std::string& record) { print(record, json); })) {
+            return complain(kFailed, std::string("the log can be followed no further: ") + std::strerror(errno));
+        }
         if (finish() != kDone) {
             return kFailed;
         }
+        // The kernel keeps a removed directory, and tells nothing of it, as long as a file of it is open here.
+        if (poll(&readable, 1, kLookAgainMs) > 0) {
+            [[maybe_unused]] const ssize_t taken = read(events, ignored.data(), ignored.size());
+        }
     }
-    return complain(kFailed, std::string("cannot follow the log: ") + std::strerror(errno));
 }
 
 int show(const Options& options) {

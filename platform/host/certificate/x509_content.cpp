@@ -114,7 +114,7 @@ int readPemKey(std::span<const uint8_t> bytes, const std::string& passPhrase, Ke
     KeyPointer found(
         PEM_read_bio_PrivateKey(bio.get(), nullptr, givePassPhrase, const_cast<std::string*>(&passPhrase)));
     if (found == nullptr) {
-        return isEncrypted(bytes) ? EACCES : EBADMSG;
+        return isEncrypted(bytes) ? ENOKEY : EBADMSG;
     }
     key = std::move(found);
     return 0;

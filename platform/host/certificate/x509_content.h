@@ -45,7 +45,7 @@ int readDerCertificate(std::span<const uint8_t> bytes, CertificatePointer& certi
 // One certificate: the first of a PEM text, or DER. EBADMSG otherwise.
 int readCertificate(std::span<const uint8_t> bytes, CertificatePointer& certificate);
 
-// A PEM private key. EACCES when it is encrypted and this pass phrase does not open it, EBADMSG when it is no key.
+// A PEM private key. ENOKEY when it is encrypted and this pass phrase does not open it, EBADMSG when it is no key.
 int readPemKey(std::span<const uint8_t> bytes, const std::string& passPhrase, KeyPointer& key);
 
 bool isKeyOf(const X509& certificate, const EVP_PKEY& key);

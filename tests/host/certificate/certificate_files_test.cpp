@@ -165,7 +165,7 @@ TEST_F(CertificateFilesTest, BadInstallationsChangeNothing) {
         std::string passPhrase;
     } bad[] = {
         {EKEYREJECTED, certificate_, pem(ca_.key), ""},
-        {EACCES, certificate_, encrypted, "wrong"},
+        {ENOKEY, certificate_, encrypted, "wrong"},
         {EBADMSG, certificate_, "no key", ""},
         {EBADMSG, certificate_ + half, key, ""},
         {EFBIG, std::string((1U << 20U) + 1, ' '), key, ""},

@@ -79,7 +79,7 @@ typedef struct TarnHostCertFacts {
     /** Not 0: why the file cannot be read, as an errno; only kind, type and name hold then. */
     uint32_t error;
     /**
-     * Of a service certificate: 0 when its key is there and its own. Otherwise ENOENT, EPERM, EBADMSG, EACCES (the pass
+     * Of a service certificate: 0 when its key is there and its own. Otherwise ENOENT, EPERM, EBADMSG, ENOKEY (the pass
      * phrase is missing or does not open it), EKEYREJECTED (it is another certificate's), or the system's own error.
      */
     uint32_t keyError;
@@ -109,7 +109,7 @@ static_assert(sizeof(TarnHostCertFacts) == 24 + 16 + 256 + 512 + 512 + 32 + 16 +
 /**
  * @brief Installs a service certificate in place of the one before.
  * @param installation  What to install; copied.
- * @return 0 or a code as told above; EACCES when the pass phrase does not open the key; EKEYREJECTED when the key is
+ * @return 0 or a code as told above; ENOKEY when the pass phrase does not open the key; EKEYREJECTED when the key is
  *         not the first certificate's. Nothing is changed unless 0 or an error of bringing it to the disk, which comes
  *         when the new certificate is in its place.
  */
