@@ -124,8 +124,8 @@ TEST_F(ConfigTrouble, ForksStartDisconnectedWhileOthersWrite) {
     {
         const Connection connection("Conf", remember);
         const std::jthread writer =
-            meanwhile([i = 0]() mutable { EXPECT_EQ(put("Conf.forks.parent", std::to_string(i++)), 0U); });
-        for (int i = 0; i < 20; ++i) {
+            meanwhileForking([i = 0]() mutable { EXPECT_EQ(put("Conf.forks.parent", std::to_string(i++)), 0U); });
+        for (size_t i = 0; i < 20; ++i) {
             EXPECT_EQ(runForked([&] {
                           EXPECT_EQ(openDescriptors("anon_inode:inotify"), 0U);
                           EXPECT_EQ(put("Conf.forks.child", "no"), uint32_t{ENOTCONN});
@@ -136,6 +136,7 @@ TEST_F(ConfigTrouble, ForksStartDisconnectedWhileOthersWrite) {
                       }),
                       0);
             EXPECT_EQ(held("Conf.forks.child"), std::to_string(i));
+            EXPECT_GT(remembered(i + 1).size(), i);
         }
     }
     EXPECT_EQ(integrity(), "ok");

@@ -29,7 +29,7 @@ TEST(LogProcess, ForkedChildOfAThreadedProcessWritesToItsOwnFile) {
         const std::string parentsPath = log.path();
         const std::string text = "child of " + std::to_string(getpid());
         {
-            const std::jthread other = meanwhile([&] { log.write("parent"); });
+            const std::jthread other = meanwhileForking([&] { log.write("parent"); });
             for (int i = 0; i < 20; ++i) {
                 runChild("child", [&] { log.write(text); });
             }

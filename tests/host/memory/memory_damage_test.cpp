@@ -87,7 +87,7 @@ TEST(MemoryFork, ChildOfAThreadedProcessAllocates) {
     const auto allocateElsewhere = [line = 0U]() mutable {
         giveBack(OsMemMallocSetCharMon(16, 0, 0, 0, ++line, "elsewhere"));
     };
-    const std::jthread other = tarn::test::meanwhile(allocateElsewhere);
+    const std::jthread other = tarn::test::meanwhileForking(allocateElsewhere);
     for (int i = 0; i < 25; ++i) {
         EXPECT_EQ(tarn::test::runForked([] {
                       for (uint32_t line = 0; line < 100; ++line) {

@@ -90,14 +90,14 @@ TEST(MessageReceiver, AForkedChildStartsClean) {
     EXPECT_EQ(OsMsgReceiverStop("own"), 0U);
 
     // Beside threads that send, start and stop; the children must neither hang nor disturb them.
-    const std::jthread restarting = meanwhile([] {
+    const std::jthread restarting = meanwhileForking([] {
         EXPECT_EQ(OsMsgReceiverStart("own", obey), 0U);
         EXPECT_EQ(echo("own"), 0U);
         EXPECT_EQ(OsMsgReceiverStop("own"), 0U);
     });
     // A new thread has a connection of its own.
-    const std::jthread sending =
-        meanwhile([] { inThreads(1, [](size_t) { EXPECT_EQ(call("server", order(kEcho, 0, 9000)).code, 0U); }); });
+    const std::jthread sending = meanwhileForking(
+        [] { inThreads(1, [](size_t) { EXPECT_EQ(call("server", order(kEcho, 0, 9000)).code, 0U); }); });
     for (int i = 0; i < 20; i++) {
         EXPECT_EQ(runForked([] { return static_cast<int>(call("server", order(kEcho), 10000).code); }), 0);
     }
