@@ -6,6 +6,7 @@
 #include <mutex>
 
 #include "base/accounted.h"
+#include "base/fork_handlers.h"
 #include "log/mask_rule.h"
 #include "tarn_conference/conf_filter.h"
 #include "tarn_platform/bounds_checked.h"
@@ -33,12 +34,24 @@ class LocalAddress {
         return address_;
     }
 
+    void lock() { mutex_.lock(); }
+    void unlock() { mutex_.unlock(); }
+
  private:
     mutable std::mutex mutex_;
     AddressText address_ = {};
 };
 
 constinit LocalAddress localAddress;
+
+// Held over every fork: whoever holds this lock waits for nobody.
+void lockAddress() {
+    localAddress.lock();
+}
+void unlockAddress() {
+    localAddress.unlock();
+}
+const tarn::detail::ForkHandlers forkHandlers(lockAddress, unlockAddress, unlockAddress);
 
 // Text written piece by piece into a block of fixed size.
 class BoundedText {

@@ -1,8 +1,11 @@
 // Start, stop and expiry of one timer. Expiries come at any moment, also in the middle of the start that made the timer
 // or while the handler of the last expiry starts it anew; both are settled here, under the content lock.
 #include <cstring>
+#include <new>
+#include <utility>
 
 #include "base/accounted.h"
+#include "base/fork_handlers.h"
 #include "base/log.h"
 #include "base/platform_lock.h"
 #include "msg/asynchronous_message.h"
@@ -35,6 +38,17 @@ struct Sending {
 
 StartUnderWay startUnderWay; // guarded by the content lock
 Sending* expiriesSending;    // likewise
+
+// In a child there is neither a thread that holds the content lock nor one that starts a timer or sends an expiry. The
+// lock is made anew: to hold it over the fork could end in a deadlock with the locks of the platform, which holds its
+// own, as a start or an expiry calls the platform for memory.
+void forgetParent() {
+    new (&timerContentMutex) std::mutex;
+    startUnderWay = {};
+    expiriesSending = nullptr;
+}
+
+const ForkHandlers forkHandlers(nullptr, nullptr, forgetParent);
 
 bool returnsToIdle(const TimerFamily& family, const TimerView& record) {
     return family.expiredOneShotIsIdle && record.mode == CONF_TIMER_ONE_SHOT;
@@ -78,9 +92,10 @@ void takeOverFromSending(const TimerView& record) {
 }
 
 void dropData(const TimerView& record) {
-    if (record.data != nullptr) {
-        TARN_FREE(record.data);
-        record.data = nullptr;
+    // Out of the record first: a child that another thread forks now must not find a block that is gone.
+    void* const data = std::exchange(record.data, nullptr);
+    if (data != nullptr) {
+        TARN_FREE(data);
     }
 }
 
