@@ -69,7 +69,8 @@ uint32_t ConfCertGetCertSizeAndInfo(uint32_t type, ConfCertServiceCert* out);
 /**
  * @brief Releases the buffers of `ConfCertGetCertSizeAndInfo` and clears their pointers.
  * @param cert  The record; null is logged.
- * @param type  The type that was fetched: the key part is released for 2 and 3 only.
+ * @param type  The type that was fetched: the key part is released for 2 and 3 only. It is not wiped: whoever has read
+ *              a key wipes it first (`OPENSSL_cleanse`).
  */
 void ClearAndFreeBuff(ConfCertServiceCert* cert, int32_t type);
 

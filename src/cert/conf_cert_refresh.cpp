@@ -1,6 +1,7 @@
 // Start-up, and the refresh of a type's certificate id. The certificate itself is fetched for its id only, not kept.
 #include "base/log.h"
 #include "cert/cert_change.h"
+#include "cert/cert_fetch.h"
 #include "cert/cert_refresh.h"
 #include "cert/cert_table.h"
 #include "cert/trust_store.h"
@@ -9,27 +10,6 @@
 namespace {
 
 constexpr const char* kLogName = "conf_cert";
-
-class FetchedCertificate {
- public:
-    explicit FetchedCertificate(uint32_t type)
-        : type_(type), isFetched_(ConfCertGetCertSizeAndInfo(type, &certificate_) == 0) {}
-    ~FetchedCertificate() {
-        if (isFetched_) {
-            ClearAndFreeBuff(&certificate_, static_cast<int32_t>(type_));
-        }
-    }
-    FetchedCertificate(const FetchedCertificate&) = delete;
-    FetchedCertificate& operator=(const FetchedCertificate&) = delete;
-
-    bool isFetched() const { return isFetched_; }
-    ConfCertBlob bytes() const { return {certificate_.certData, certificate_.certLen}; }
-
- private:
-    ConfCertServiceCert certificate_ = {};
-    const uint32_t type_;
-    const bool isFetched_;
-};
 
 bool GetCertId(uint32_t type, const ConfCertBlob& certificate) {
     uint8_t id[OM_CERT_ID_LEN] = {};

@@ -1,6 +1,7 @@
 // CA files in a TLS context. A file that cannot be loaded leaves the others in: a process that trusts some of its peers
 // is worth more than one that trusts none.
 #include "base/log.h"
+#include "base/openssl_owner.h"
 #include "tarn_conference/conf_tls.h"
 #include "tarn_platform/tls_extension.h"
 
@@ -15,6 +16,7 @@ void ConfCertLoadOneCaCert(SSL_CTX* ctx, const char* path, uint32_t fileType) {
         TARN_LOG(CONF_LOG_ERROR, tarn::detail::kNullPointerText);
         return;
     }
+    const tarn::detail::OpensslErrors errors;
     if (SSL_CTX_load_cacertificate_file(ctx, path, fileType) != 1) {
         TARN_LOG(CONF_LOG_ERROR, "load ca file fail!");
     }
