@@ -69,7 +69,8 @@ static_assert(sizeof(ConfConfigOmBatch) == 8 + sizeof(void*), "batch size is par
  *         logged, one that refuses the registration for changes is not; neither fails the start.
  *
  * On a registry that is started already the old keys are gone; call `ConfConfigUnInit` first, because a notification
- * that comes meanwhile would look for them. Changes that come before all keys are bound are not told.
+ * that comes meanwhile would look for them. Changes that come before `initFn` has ended are not told, so the values are
+ * to be loaded (`ConfConfigInitOmCfg`) after this call, not in `initFn`.
  */
 uint32_t ConfConfigInit(ConfConfigInitFn initFn, const char* owner, const char* domain);
 

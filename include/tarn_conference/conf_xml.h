@@ -247,7 +247,7 @@ const char* ConfXmlTransformStr(void* rootNode);
  * @param rootNode  Any element of it.
  * @param fileName  The file, written in place.
  * @return 0; 15 for null or when memory is out; else tinyxml2's `XMLError`: 4 when the file cannot be opened. Bytes
- *         that the disk does not take are not noticed.
+ *         that the disk does not take are not noticed; `ConfXmlSave` notices them.
  */
 uint32_t ConfXmlTransformFile(void* rootNode, const char* fileName);
 

@@ -297,7 +297,8 @@ uint32_t ConfXmlLoad(ConfXmlCreateIndexTable createIndexTable, const char* file,
  * @param createIndexTable  Makes the index table.
  * @param file              The file, written in place.
  * @param bakFile           The backup; its failure is only logged.
- * @return 0; 1 without an index table, when the file cannot be written, or when memory is out.
+ * @return 0; 1 without an index table, when the file cannot be written whole, or when memory is out. The backup is left
+ *         alone then.
  */
 uint32_t ConfXmlSave(ConfXmlCreateIndexTable createIndexTable, const char* file, const char* bakFile);
 

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "base/accounted.h"
+#include "base/c_locale.h"
 #include "base/log.h"
 #include "config/config_batch.h"
 #include "config/config_index.h"
@@ -71,7 +72,7 @@ void queuePrefix(const char* prefix, size_t length, ConfConfigOmBatch& batch) {
         if (item.localOnly != 0) {
             continue;
         }
-        if (strncasecmp(item.name, prefix, length) != 0) {
+        if (strncasecmp_l(item.name, prefix, length, tarn::detail::cLocale) != 0) {
             return;
         }
         queueItem(item, batch);

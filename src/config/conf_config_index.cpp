@@ -5,6 +5,7 @@
 #include <atomic>
 
 #include "base/accounted.h"
+#include "base/c_locale.h"
 #include "base/log.h"
 #include "config/config_index.h"
 #include "tarn_platform/bounds_checked.h"
@@ -27,7 +28,8 @@ constexpr uint32_t bytesOf(int32_t items) {
 }
 
 bool testIndex(const char* key, int32_t position) {
-    return position >= 0 && position < g_itemNum && strcasecmp(key, g_itemIndex[position].name) == 0;
+    return position >= 0 && position < g_itemNum &&
+           strcasecmp_l(key, g_itemIndex[position].name, tarn::detail::cLocale) == 0;
 }
 
 void growIndex(const char* function) {
@@ -127,7 +129,7 @@ int32_t searchIndex(const char* key) {
     int32_t high = g_itemNum - 1;
     while (low <= high) {
         const int32_t middle = (low + high) / 2;
-        if (strcasecmp(key, g_itemIndex[middle].name) > 0) {
+        if (strcasecmp_l(key, g_itemIndex[middle].name, tarn::detail::cLocale) > 0) {
             low = middle + 1;
         } else {
             high = middle - 1;

@@ -2,6 +2,7 @@
 // left in it.
 #include <strings.h>
 
+#include "base/c_locale.h"
 #include "tarn_conference/conf_config_value.h"
 #include "tarn_platform/bounds_checked.h"
 
@@ -9,6 +10,11 @@ namespace {
 
 uint32_t formatted(int length) {
     return length == -1 ? CONF_CONFIG_FAILED : 0;
+}
+
+uint32_t formatFloat(double number, char* buffer, uint32_t bufferSize) {
+    const tarn::detail::CLocaleScope decimalPoint;
+    return formatted(sprintf_s(buffer, bufferSize, "%lf", number));
 }
 
 const char* orEmpty(const char* text) {
@@ -28,7 +34,7 @@ uint32_t ConfConfigV2Str(const ConfConfigValue* value, char* buffer, uint32_t bu
         case CONF_CONFIG_TYPE_UINT:
             return formatted(sprintf_s(buffer, bufferSize, "%llu", static_cast<unsigned long long>(payload.asUInt)));
         case CONF_CONFIG_TYPE_FLOAT:
-            return formatted(sprintf_s(buffer, bufferSize, "%lf", payload.asFloat));
+            return formatFloat(payload.asFloat, buffer, bufferSize);
         case CONF_CONFIG_TYPE_BOOL:
             return static_cast<uint32_t>(strcpy_s(buffer, bufferSize, payload.asBool != 0 ? "TRUE" : "FALSE"));
         case CONF_CONFIG_TYPE_STR:
@@ -46,5 +52,5 @@ uint32_t ConfConfigV2Data(const ConfConfigValue* value, void* buffer, uint32_t b
 }
 
 uint32_t ConfConfigStrEqual(const char* left, const char* right) {
-    return left == right || strcasecmp(orEmpty(left), orEmpty(right)) == 0 ? 1 : 0;
+    return left == right || strcasecmp_l(orEmpty(left), orEmpty(right), tarn::detail::cLocale) == 0 ? 1 : 0;
 }

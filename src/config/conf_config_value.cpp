@@ -6,6 +6,7 @@
 #include <cstring>
 #include <limits>
 
+#include "base/c_locale.h"
 #include "base/log.h"
 #include "tarn_platform/bounds_checked.h"
 
@@ -24,6 +25,7 @@ uint32_t make(ConfConfigValue* value, ConfConfigValueType type, ConfConfigPayloa
 // The number that a text holder begins with, 0 for none; `function` is the reader that asks.
 template <typename Number>
 Number parse(const char* function, const ConfConfigValue& value, const char* format) {
+    const tarn::detail::CLocaleScope decimalPoint;
     Number number = 0;
     if (value.value.asStr != nullptr && sscanf_s(value.value.asStr, format, &number) == -1) {
         TARN_LOG_AS(function, CONF_LOG_ERROR, "sscanf_s fail %d", static_cast<int>(value.len));

@@ -61,8 +61,8 @@ uint32_t loadSettings(const char* function) {
         return kFailed;
     }
     const uint32_t count = ConfXmlGetNodeChildNum(root.get());
-    void* const firstChild = ConfXmlGetNodeFirstChild(root.get());
-    if (count == 0 || firstChild == nullptr) {
+    void* const firstChild = count == 0 ? nullptr : ConfXmlGetNodeFirstChild(root.get());
+    if (firstChild == nullptr) {
         return kFailed;
     }
     auto items = readSettings(firstChild, count);

@@ -6,6 +6,7 @@
 #include "base/log.h"
 #include "tarn_conference/conf_xml.h"
 #include "tarn_platform/os_file.h"
+#include "xml/saved_document.h"
 #include "xml/xml_element.h"
 
 namespace {
@@ -77,6 +78,22 @@ ConfXMLDocument* documentOf(void* node) {
 
 } // namespace
 
+tarn::detail::SavedDocument tarn::detail::saveDocument(void* node, const char* fileName) {
+    if (node == nullptr || fileName == nullptr) {
+        return {CONF_XML_BAD_ARGUMENT, false};
+    }
+    StreamOwner stream(std::fopen(fileName, "w"));
+    if (stream == nullptr) {
+        return {tinyxml2::XML_ERROR_FILE_COULD_NOT_BE_OPENED, false};
+    }
+    const uint32_t result = unlessOutOfMemory(uint32_t{CONF_XML_BAD_ARGUMENT}, [&] {
+        return static_cast<uint32_t>(documentOf(node)->SaveFile(stream.get(), false));
+    });
+    const bool isWritten = std::ferror(stream.get()) == 0;
+    const bool isClosed = std::fclose(stream.release()) == 0;
+    return {result, isWritten && isClosed};
+}
+
 ConfXMLDocument::ConfXMLDocument() : XMLDocument(true, tinyxml2::PRESERVE_WHITESPACE) {}
 
 ConfXMLDocument::~ConfXMLDocument() = default;
@@ -142,14 +159,5 @@ const char* ConfXmlTransformStr(void* rootNode) {
 }
 
 uint32_t ConfXmlTransformFile(void* rootNode, const char* fileName) {
-    if (rootNode == nullptr || fileName == nullptr) {
-        return CONF_XML_BAD_ARGUMENT;
-    }
-    const StreamOwner stream(std::fopen(fileName, "w"));
-    if (stream == nullptr) {
-        return tinyxml2::XML_ERROR_FILE_COULD_NOT_BE_OPENED;
-    }
-    return unlessOutOfMemory(uint32_t{CONF_XML_BAD_ARGUMENT}, [&] {
-        return static_cast<uint32_t>(documentOf(rootNode)->SaveFile(stream.get(), false));
-    });
+    return tarn::detail::saveDocument(rootNode, fileName).result;
 }

@@ -2,8 +2,10 @@
 // being refused there.
 #include <cstring>
 #include <iterator>
+#include <memory>
 #include <type_traits>
 
+#include "base/c_locale.h"
 #include "base/log.h"
 #include "tarn_conference/conf_xml.h"
 #include "xml/xml_element.h"
@@ -32,11 +34,13 @@ auto valueAt(const void* address) {
 
 template <typename Stored, typename Written>
 void writeAttribute(XMLElement& element, const char* name, const void* value) {
+    const tarn::detail::CLocaleScope decimalPoint;
     element.SetAttribute(name, static_cast<Written>(valueAt<Stored>(value)));
 }
 
 template <typename Stored, typename Written>
 void writeText(XMLElement& element, const void* value) {
+    const tarn::detail::CLocaleScope decimalPoint;
     element.SetText(static_cast<Written>(valueAt<Stored>(value)));
 }
 
@@ -60,16 +64,32 @@ constexpr ValueWriter kWriters[] = {
 };
 static_assert(std::size(kWriters) == CONF_XML_FLOAT + 1);
 
+struct DeleteElement {
+    void operator()(XMLElement* element) const { element->GetDocument()->DeleteNode(element); }
+};
+
+// Lets the document have a free place for an attribute, which it asks for by the block.
+void makePlaceForAttribute(tinyxml2::XMLDocument& document) {
+    const std::unique_ptr<XMLElement, DeleteElement> unlinked(document.NewElement(""));
+    unlinked->SetAttribute("", "");
+}
+
 // tinyxml2 links an attribute before it has its name, and cannot take out one without. So the name's memory is asked
-// for before it: the block that was just given back is the one that tinyxml2 gets.
-bool hasMemoryFor(const char* name) {
-    void* const block = ::operator new(std::strlen(name) + 1, std::nothrow);
+// for before it: the block that was just given back is the one that tinyxml2 gets. A block that is too long for the
+// C library to set it aside could go to the attribute instead, which must have its place by then.
+bool hasMemoryFor(XMLElement& element, const char* name) {
+    constexpr size_t kSetAsideBytes = 1000;
+    const size_t bytes = std::strlen(name) + 1;
+    if (bytes > kSetAsideBytes) {
+        makePlaceForAttribute(*element.GetDocument());
+    }
+    void* const block = ::operator new(bytes, std::nothrow);
     ::operator delete(block);
     return block != nullptr;
 }
 
 uint32_t writeOrRemove(XMLElement& element, const char* name, const ValueWriter& writer, const void* value) {
-    if (!hasMemoryFor(name)) {
+    if (!unlessOutOfMemory(false, [&] { return hasMemoryFor(element, name); })) {
         return CONF_XML_BAD_ARGUMENT;
     }
     try {

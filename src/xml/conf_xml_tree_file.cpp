@@ -7,6 +7,7 @@
 #include "tarn_platform/bounds_checked.h"
 #include "tarn_platform/os_file.h"
 #include "xml/document_owner.h"
+#include "xml/saved_document.h"
 #include "xml/tree_child_index.h"
 #include "xml/tree_clone.h"
 #include "xml/tree_vocabulary.h"
@@ -236,7 +237,9 @@ uint32_t ConfXmlSave(ConfXmlCreateIndexTable createIndexTable, const char* file,
         TARN_LOG(CONF_LOG_ERROR, "Traverse XML tree fail");
         return kFailed;
     }
-    if (ConfXmlTransformFile(output.get(), file) != CONF_XML_OK) {
+    // A file that the disk cut must not go over the backup, which is whole.
+    const tarn::detail::SavedDocument saved = tarn::detail::saveDocument(output.get(), file);
+    if (saved.result != CONF_XML_OK || !saved.isWhole) {
         TARN_LOG(CONF_LOG_ERROR, "TransForm File fail");
         return kFailed;
     }

@@ -26,6 +26,7 @@ thread_local size_t blocksUntilFailure = 0;
 thread_local unsigned failingOwners = 0;
 thread_local bool failed = false;
 thread_local Header* newest = nullptr;
+constexpr size_t kLongestCached = 1032;
 thread_local size_t givenBack = 0; // size of a newest block that was released at once
 std::atomic<size_t> liveNews;
 std::atomic<size_t> liveOpenssl;
@@ -58,9 +59,10 @@ bool isMeant(const void* caller) {
 
 void* allocate(size_t size, const void* caller) {
     const bool meant = failingOwners != 0 && isMeant(caller);
-    // A block of a size that was just given back is to be had again, as allocators with a cache have it.
+    // A block of a size that was just given back is to be had again, as allocators with a cache have it. A long one is
+    // not cached, and whatever is asked for next may take its place.
     const bool isCached = meant && size == givenBack;
-    if (isCached) {
+    if (isCached || (meant && givenBack > kLongestCached)) {
         givenBack = 0;
     }
     if (meant && !isCached && refuses(tarn::test::kOperatorNew)) {

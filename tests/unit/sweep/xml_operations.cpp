@@ -55,6 +55,11 @@ void* indexTable(uint32_t) {
     return ConfXmlParseBodyGetRoot(body);
 }
 
+const std::string& longName() {
+    static const std::string name(1200, 'n');
+    return name;
+}
+
 std::string printed(void* node) {
     const char* const text = node == nullptr ? nullptr : ConfXmlTransformStr(ConfXmlGetRootNode(node));
     return text == nullptr ? "" : text;
@@ -118,6 +123,12 @@ std::vector<Operation> nodeOperations() {
         making("ConfXmlCreateFirstChildNode", [] { return ConfXmlCreateFirstChildNode(root, kName) != nullptr; }),
         making("ConfXmlCreateLastChildNode", [] { return ConfXmlCreateLastChildNode(root, kName) != nullptr; }),
         op("ConfXmlAddAttr", [] { return ConfXmlAddAttr(root, kName, CONF_XML_STRING, kName); }, {0, kBad}),
+        op("ConfXmlAddAttr/long",
+           [] {
+               makes(ConfXmlCreateRootNode(kName)); // its first attribute
+               return ConfXmlAddAttr(made, longName().c_str(), CONF_XML_STRING, kName);
+           },
+           {0, kBad}),
         op(
             "ConfXmlAddAttr/replacing", [] { return ConfXmlAddAttr(root, "k", CONF_XML_STRING, kName); }, {0, kBad},
             "the old value is gone by then"),
