@@ -304,7 +304,7 @@ Subject settings() {
         scriptedPaths() = {};
     };
     subject.heap = kOperatorNew;
-    subject.losesHeapBy = {kMemory, "OsFopen", "sprintf_s"};
+    subject.losesHeapBy = {"OsFopen", "sprintf_s"};
     subject // a file that cannot be opened
         .ownProcess = true;
     const auto loads = [](const char* name, std::function<uint64_t()> read, uint64_t success, uint64_t failure) {
