@@ -7,12 +7,12 @@
 #include <cstdio>
 #include <cstring>
 
-using tarn::test::ScriptedPlatform;
+using namespace tarn::test;
 
 namespace {
 
 errno_t copyBytes(const char* call, void* destination, rsize_t bound, const void* source, rsize_t count) {
-    if (ScriptedPlatform::get().enter(call)) {
+    if (isToFail(call)) {
         return ScriptedPlatform::get().copyFailureCode;
     }
     if (destination == nullptr) {
@@ -29,7 +29,7 @@ errno_t copyBytes(const char* call, void* destination, rsize_t bound, const void
 // Copies `count` characters to `destination + offset` and ends them, or leaves an empty text.
 errno_t copyText(const char* call, char* destination, rsize_t bound, rsize_t offset, const char* source,
                  rsize_t limit) {
-    if (ScriptedPlatform::get().enter(call)) {
+    if (isToFail(call)) {
         return ScriptedPlatform::get().copyFailureCode;
     }
     if (destination == nullptr || bound == 0) {
@@ -46,7 +46,7 @@ errno_t copyText(const char* call, char* destination, rsize_t bound, rsize_t off
 }
 
 int format(const char* call, char* destination, rsize_t bound, const char* format, va_list arguments) {
-    if (ScriptedPlatform::get().enter(call) || destination == nullptr || bound == 0) {
+    if (isToFail(call) || destination == nullptr || bound == 0) {
         return -1;
     }
     const int length = std::vsnprintf(destination, bound, format, arguments);
@@ -60,15 +60,15 @@ int format(const char* call, char* destination, rsize_t bound, const char* forma
 } // namespace
 
 errno_t memcpy_s(void* destination, rsize_t bound, const void* source, rsize_t count) {
-    return copyBytes("memcpy_s", destination, bound, source, count);
+    return copyBytes(__func__, destination, bound, source, count);
 }
 
 errno_t memmove_s(void* destination, rsize_t bound, const void* source, rsize_t count) {
-    return copyBytes("memmove_s", destination, bound, source, count);
+    return copyBytes(__func__, destination, bound, source, count);
 }
 
 errno_t memset_s(void* destination, rsize_t bound, int value, rsize_t count) {
-    if (ScriptedPlatform::get().enter("memset_s")) {
+    if (isToFail(__func__)) {
         return ScriptedPlatform::get().copyFailureCode;
     }
     if (destination == nullptr || count > bound) {
@@ -79,32 +79,32 @@ errno_t memset_s(void* destination, rsize_t bound, int value, rsize_t count) {
 }
 
 errno_t strcpy_s(char* destination, rsize_t bound, const char* source) {
-    return copyText("strcpy_s", destination, bound, 0, source, bound);
+    return copyText(__func__, destination, bound, 0, source, bound);
 }
 
 errno_t strncpy_s(char* destination, rsize_t bound, const char* source, rsize_t count) {
-    return copyText("strncpy_s", destination, bound, 0, source, count);
+    return copyText(__func__, destination, bound, 0, source, count);
 }
 
 errno_t strcat_s(char* destination, rsize_t bound, const char* source) {
-    return copyText("strcat_s", destination, bound, strnlen(destination, bound), source, bound);
+    return copyText(__func__, destination, bound, strnlen(destination, bound), source, bound);
 }
 
 int sprintf_s(char* destination, rsize_t bound, const char* text, ...) {
     va_list arguments;
     va_start(arguments, text);
-    const int length = format("sprintf_s", destination, bound, text, arguments);
+    const int length = format(__func__, destination, bound, text, arguments);
     va_end(arguments);
     return length;
 }
 
 int vsnprintf_s(char* destination, rsize_t bound, const char* text, va_list arguments) {
-    return format("vsnprintf_s", destination, bound, text, arguments);
+    return format(__func__, destination, bound, text, arguments);
 }
 
 // Numbers only: the library scans nothing else.
 int sscanf_s(const char* text, const char* format, ...) {
-    if (ScriptedPlatform::get().enter("sscanf_s")) {
+    if (isToFail(__func__)) {
         return -1;
     }
     va_list arguments;

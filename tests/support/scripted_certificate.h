@@ -33,9 +33,12 @@ struct ScriptedCertificates {
     void (*notify)(uint32_t msgId, uint32_t omCertType) = nullptr;
     std::vector<std::array<uint32_t, 3>> pathQueries; // as asked, word by word
 
-    static ScriptedCertificates& get();
+    static ScriptedCertificates& get() {
+        static ScriptedCertificates service;
+        return service;
+    }
     // Serves nothing.
-    static void reset();
+    static void reset() { get() = {}; }
 };
 
 // The id that the service gives a certificate.

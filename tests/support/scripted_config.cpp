@@ -6,20 +6,13 @@
 #include "scripted_platform.h"
 #include "tarn_platform/om_key.h"
 
-using tarn::test::KeyValueTexts;
-using tarn::test::ScriptedConfig;
-using tarn::test::ScriptedPlatform;
+using namespace tarn::test;
 
 namespace {
 
 constexpr uint32_t kConfigFailure = 501;
 constexpr uint32_t kNotHeld = 502;
 constexpr uint32_t kTooLong = 503;
-
-template <typename Work>
-uint32_t configCall(const char* call, Work work) {
-    return ScriptedPlatform::get().enter(call) ? kConfigFailure : work();
-}
 
 // Fills a text field of the client and its length.
 template <typename Field>
@@ -33,27 +26,25 @@ uint32_t fillField(Field& field, const std::string& text) {
     return 0;
 }
 
-uint32_t write(const ConfConfigOmRecord* records, uint32_t count) {
-    ScriptedConfig& service = ScriptedConfig::get();
-    KeyValueTexts written;
-    for (uint32_t i = 0; i < count; ++i) {
-        written.emplace_back(records[i].key.text, records[i].value.text);
-        service.held[records[i].key.text] = records[i].value.text;
-    }
-    service.writes.push_back(std::move(written));
-    return 0;
+template <typename Field>
+uint32_t fill(const char* call, void* field, const std::string& text) {
+    return scriptedCall(call, kConfigFailure, [&] { return fillField(*static_cast<Field*>(field), text); });
+}
+
+uint32_t write(const char* call, const ConfConfigOmRecord* records, uint32_t count) {
+    return scriptedCall(call, kConfigFailure, [=] {
+        ScriptedConfig& service = ScriptedConfig::get();
+        KeyValueTexts& written = service.writes.emplace_back();
+        for (uint32_t i = 0; i < count; ++i) {
+            written.emplace_back(records[i].key.text, records[i].value.text);
+            service.held[records[i].key.text] = records[i].value.text;
+        }
+    });
 }
 
 } // namespace
 
-namespace tarn::test {
-
-ScriptedConfig& ScriptedConfig::get() {
-    static ScriptedConfig service;
-    return service;
-}
-
-std::string scriptedCipherText(const std::string& plain) {
+std::string tarn::test::scriptedCipherText(const std::string& plain) {
     std::string text = "#";
     for (const char character : plain) {
         text += {static_cast<char>('a' + (character >> 4 & 15)), static_cast<char>('q' + (character & 7))};
@@ -61,31 +52,27 @@ std::string scriptedCipherText(const std::string& plain) {
     return text;
 }
 
-} // namespace tarn::test
-
 uint32_t TarnOmConfigInit(uint32_t flag, const char* owner, const char* domain) {
-    return configCall("TarnOmConfigInit", [&] {
+    return scriptedCall(__func__, kConfigFailure, [=] {
         ScriptedConfig::get().connections.push_back(std::to_string(flag) + " " + owner + "/" + domain);
-        return 0U;
     });
 }
 
 uint32_t TarnOmConfigUnInit(const char* domain) {
-    ScriptedPlatform::get().enterInfallible("TarnOmConfigUnInit");
+    ScriptedPlatform::get().enterInfallible(__func__);
     ScriptedConfig::get().connections.push_back(std::string("-") + domain);
     return 0;
 }
 
 uint32_t TarnOmConfigNotifyCallback(OmConfigNotifyFunc callback, const char* domain) {
-    return configCall("TarnOmConfigNotifyCallback", [&] {
+    return scriptedCall(__func__, kConfigFailure, [=] {
         ScriptedConfig::get().callback = callback;
         ScriptedConfig::get().connections.push_back(std::string("=") + domain);
-        return 0U;
     });
 }
 
 uint32_t TarnOmConfigStringGet(ConfConfigOmRecord* record) {
-    return configCall("TarnOmConfigStringGet", [&] {
+    return scriptedCall(__func__, kConfigFailure, [=] {
         const auto& held = ScriptedConfig::get().held;
         const auto found = held.find(record->key.text);
         return found == held.end() ? kNotHeld : fillField(record->value, found->second);
@@ -93,11 +80,11 @@ uint32_t TarnOmConfigStringGet(ConfConfigOmRecord* record) {
 }
 
 uint32_t TarnOmConfigStringSet(ConfConfigOmRecord record) {
-    return configCall("TarnOmConfigStringSet", [&] { return write(&record, 1); });
+    return write(__func__, &record, 1);
 }
 
 uint32_t TarnOmConfigStringMget(ConfConfigOmRecord* records, uint32_t count) {
-    return configCall("TarnOmConfigStringMget", [&] {
+    return scriptedCall(__func__, kConfigFailure, [=] {
         ScriptedConfig& service = ScriptedConfig::get();
         for (uint32_t i = 0; i < count; ++i) {
             const auto found = service.held.find(records[i].key.text);
@@ -106,38 +93,33 @@ uint32_t TarnOmConfigStringMget(ConfConfigOmRecord* records, uint32_t count) {
         if (service.afterRead) {
             service.afterRead(records, count);
         }
-        return 0U;
     });
 }
 
 uint32_t TarnOmConfigStringMset(ConfConfigOmRecord* records, uint32_t count) {
-    return configCall("TarnOmConfigStringMset", [&] { return write(records, count); });
+    return write(__func__, records, count);
 }
 
 uint32_t TarnOmConfigcopyStr2Key(void* recordKey, const char* text) {
-    return configCall("TarnOmConfigcopyStr2Key",
-                      [&] { return fillField(*static_cast<ConfConfigOmKey*>(recordKey), text); });
+    return fill<ConfConfigOmKey>(__func__, recordKey, text);
 }
 
 uint32_t TarnOmConfigcopyStr2Val(void* recordValue, const char* text) {
-    return configCall("TarnOmConfigcopyStr2Val",
-                      [&] { return fillField(*static_cast<ConfConfigOmValue*>(recordValue), text); });
+    return fill<ConfConfigOmValue>(__func__, recordValue, text);
 }
 
 uint32_t TarnOmConfigsetIntValue(void* recordValue, int32_t number) {
-    return configCall("TarnOmConfigsetIntValue",
-                      [&] { return fillField(*static_cast<ConfConfigOmValue*>(recordValue), std::to_string(number)); });
+    return fill<ConfConfigOmValue>(__func__, recordValue, std::to_string(number));
 }
 
 uint32_t TarnOmConfigsetUintValue(void* recordValue, uint64_t number) {
-    return configCall("TarnOmConfigsetUintValue",
-                      [&] { return fillField(*static_cast<ConfConfigOmValue*>(recordValue), std::to_string(number)); });
+    return fill<ConfConfigOmValue>(__func__, recordValue, std::to_string(number));
 }
 
 uint32_t TarnOmKeymEncrypt(const char* owner, const char* plain, uint32_t plainLength, char* output,
                            uint32_t* outputLength) {
-    return configCall("TarnOmKeymEncrypt", [&] {
-        const std::string text = tarn::test::scriptedCipherText(std::string(plain, plainLength));
+    return scriptedCall(__func__, kConfigFailure, [=] {
+        const std::string text = scriptedCipherText(std::string(plain, plainLength));
         if (text.size() >= OM_KEY_MAX_OUTPUT) {
             return kTooLong;
         }

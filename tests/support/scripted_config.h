@@ -14,8 +14,10 @@ namespace tarn::test {
 using KeyValueTexts = std::vector<std::pair<std::string, std::string>>;
 
 struct ScriptedConfig {
-    static ScriptedConfig& get();
-
+    static ScriptedConfig& get() {
+        static ScriptedConfig service;
+        return service;
+    }
     void reset() { *this = {}; }
 
     std::map<std::string, std::string> held;

@@ -13,9 +13,17 @@ struct ScriptedFiles {
     std::vector<FILE*> openedForReading;
     std::vector<std::pair<std::string, std::string>> copies; // asked for: from, to
 
-    void closeStreams();
+    void closeStreams() {
+        for (FILE* const stream : openedForReading) {
+            std::fclose(stream);
+        }
+        openedForReading.clear();
+    }
 };
 
-ScriptedFiles& scriptedFiles();
+inline ScriptedFiles& scriptedFiles() {
+    static ScriptedFiles files;
+    return files;
+}
 
 } // namespace tarn::test

@@ -7,8 +7,7 @@
 
 #include "scripted_platform.h"
 
-using tarn::test::scriptedLogClient;
-using tarn::test::ScriptedPlatform;
+using namespace tarn::test;
 
 namespace {
 
@@ -40,9 +39,8 @@ const std::vector<LogName> kLogNames = {
 // Readers of the log look for the records of a function under its log name.
 void checkLogName(const std::string& file, std::string_view text) {
     const auto found = std::ranges::find_if(kLogNames, [&](const LogName& candidate) {
-        return std::ranges::any_of(candidate.functions, [&](std::string_view function) {
-            return text.starts_with('[') && text.substr(1).starts_with(function);
-        });
+        return std::ranges::any_of(candidate.functions,
+                                   [&](std::string_view begin) { return text.starts_with(begin); });
     });
     if (found != kLogNames.end()) {
         EXPECT_EQ(file, found->name) << text;
@@ -51,40 +49,33 @@ void checkLogName(const std::string& file, std::string_view text) {
 
 } // namespace
 
-tarn::test::ScriptedLogClient& tarn::test::scriptedLogClient() {
-    static ScriptedLogClient client;
-    return client;
-}
-
 uint32_t TarnOmLogClientInit(const char* name, uint32_t flag) {
     scriptedLogClient().name = name;
     scriptedLogClient().flag = flag;
-    return ScriptedPlatform::get().enter("TarnOmLogClientInit") ? 77 : 0;
+    return isToFail(__func__) ? 77 : 0;
 }
 
 uint32_t TarnOmLogClientUnInit(void) {
-    return ScriptedPlatform::get().enter("TarnOmLogClientUnInit") ? 78 : 0;
+    return isToFail(__func__) ? 78 : 0;
 }
 
 uint32_t TarnOmLogCreateLog(const void* creationRecord, ConfLogInfo* info) {
     scriptedLogClient().creation = *static_cast<const OmLogCreationRecord*>(creationRecord);
     scriptedLogClient().info = info;
-    if (ScriptedPlatform::get().enter("TarnOmLogCreateLog")) {
-        return 79;
-    }
-    info->fileId = 41;
-    return 0;
+    return scriptedCall(__func__, 79U, [=] { info->fileId = 41; });
 }
 
 void TarnOmLogModuleLogRecord(uint8_t level, uint16_t fileId, const char* fileName, uint8_t fileNameLength,
                               uint32_t line, const char* format, ...) {
-    ScriptedPlatform::get().enterInfallible("TarnOmLogModuleLogRecord");
+    ScriptedPlatform::get().enterInfallible(__func__);
     char text[4096];
     va_list arguments;
     va_start(arguments, format);
     std::vsnprintf(text, sizeof text, format, arguments);
     va_end(arguments);
     const std::string file(fileName, fileNameLength);
-    checkLogName(file, text);
+    if (text[0] == '[') {
+        checkLogName(file, text + 1);
+    }
     ScriptedPlatform::get().addLog({level, fileId, file, line, text, format});
 }

@@ -15,6 +15,9 @@ struct ScriptedLogClient {
     const ConfLogInfo* info = nullptr;
 };
 
-ScriptedLogClient& scriptedLogClient();
+inline ScriptedLogClient& scriptedLogClient() {
+    static ScriptedLogClient client;
+    return client;
+}
 
 } // namespace tarn::test

@@ -6,29 +6,21 @@
 #include <cstdlib>
 #include <cstring>
 
-using tarn::test::ScriptedPlatform;
+using namespace tarn::test;
 
 namespace {
 
-constexpr uint32_t kPlannedFailure = 55;
-
 uint32_t answer(const char* call, void* out, uintptr_t second, uintptr_t third) {
-    if (ScriptedPlatform::get().enter(call)) {
-        return kPlannedFailure;
-    }
-    auto* const words = static_cast<uintptr_t*>(out);
-    words[0] = second;
-    words[1] = third;
-    return 0;
+    return scriptedCall(call, 55U, [=] {
+        static_cast<uintptr_t*>(out)[0] = second;
+        static_cast<uintptr_t*>(out)[1] = third;
+    });
 }
 
 } // namespace
 
 void* OsMemMallocSetCharMon(uint32_t size, uint32_t, uint32_t, uint32_t, uint32_t, const char* fileName) {
-    if (ScriptedPlatform::get().enter("OsMemMallocSetCharMon")) {
-        return nullptr;
-    }
-    void* block = std::malloc(size == 0 ? 1 : size);
+    void* const block = isToFail(__func__) ? nullptr : std::malloc(size == 0 ? 1 : size);
     if (block != nullptr) {
         std::memset(block, 0xA5, size); // so that a field nobody set is seen
         ScriptedPlatform::get().addAllocation({size, fileName});
@@ -38,7 +30,7 @@ void* OsMemMallocSetCharMon(uint32_t size, uint32_t, uint32_t, uint32_t, uint32_
 }
 
 void OSMemTypeFreeMon(void* block, uint32_t, uint32_t, uint32_t, const char*) {
-    ScriptedPlatform::get().enterInfallible("OSMemTypeFreeMon");
+    ScriptedPlatform::get().enterInfallible(__func__);
     if (block != nullptr) {
         ScriptedPlatform::get().blockFreed();
         std::free(block);
@@ -47,17 +39,17 @@ void OSMemTypeFreeMon(void* block, uint32_t, uint32_t, uint32_t, const char*) {
 
 uint32_t OsMemGetMemRec(uint32_t hasFilter, uint32_t second, const void* filter, void* out) {
     static_cast<uintptr_t*>(out)[2] = second;
-    return answer("OsMemGetMemRec", out, hasFilter, reinterpret_cast<uintptr_t>(filter));
+    return answer(__func__, out, hasFilter, reinterpret_cast<uintptr_t>(filter));
 }
 
 uint32_t OsMemGetMemStatus(void* out, uintptr_t second, uintptr_t third) {
-    return answer("OsMemGetMemStatus", out, second, third);
+    return answer(__func__, out, second, third);
 }
 
 uint32_t OsMemGetMemScan(void* out, uintptr_t second, uintptr_t third) {
-    return answer("OsMemGetMemScan", out, second, third);
+    return answer(__func__, out, second, third);
 }
 
 uint32_t OsMemGetMemoryUseMonitor(void* out, uintptr_t second, uintptr_t third) {
-    return answer("OsMemGetMemoryUseMonitor", out, second, third);
+    return answer(__func__, out, second, third);
 }

@@ -31,6 +31,9 @@ struct ScriptedMessages {
     std::function<void()> whileSending;
 };
 
-ScriptedMessages& scriptedMessages();
+inline ScriptedMessages& scriptedMessages() {
+    static ScriptedMessages messages;
+    return messages;
+}
 
 } // namespace tarn::test

@@ -1,34 +1,29 @@
 #include "scripted_platform.h"
 #include "tarn_platform/os_mutex.h"
 
-using tarn::test::ScriptedPlatform;
+using namespace tarn::test;
 
 uint32_t OsMutexInit(OsMutex* mutex) {
-    if (ScriptedPlatform::get().enter("OsMutexInit")) {
-        return 1;
-    }
-    return static_cast<uint32_t>(pthread_mutex_init(mutex, nullptr));
+    return scriptedCall(__func__, 1U, [=] { return pthread_mutex_init(mutex, nullptr); });
 }
 
 uint32_t OsMutexDestroy(OsMutex* mutex) {
-    ScriptedPlatform::get().enterInfallible("OsMutexDestroy");
+    ScriptedPlatform::get().enterInfallible(__func__);
     return static_cast<uint32_t>(pthread_mutex_destroy(mutex));
 }
 
 uint32_t OsMutexLock(OsMutex* mutex) {
-    // Outside sweeps: callers go on without the lock, and a sweep's check could not tell.
-    if (ScriptedPlatform::get().enter("OsMutexLock")) {
-        return 1;
-    }
-    const int result = pthread_mutex_lock(mutex);
-    if (result == 0) {
-        ScriptedPlatform::get().mutexTaken();
-    }
-    return static_cast<uint32_t>(result);
+    return scriptedCall(__func__, 1U, [=] {
+        const int result = pthread_mutex_lock(mutex);
+        if (result == 0) {
+            ScriptedPlatform::get().mutexTaken();
+        }
+        return result;
+    });
 }
 
 uint32_t OsMutexUnLock(OsMutex* mutex) {
-    ScriptedPlatform::get().enterInfallible("OsMutexUnLock");
+    ScriptedPlatform::get().enterInfallible(__func__);
     ScriptedPlatform::get().mutexGiven();
     return static_cast<uint32_t>(pthread_mutex_unlock(mutex));
 }

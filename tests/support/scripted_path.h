@@ -10,6 +10,9 @@ struct ScriptedPaths {
     std::string storage = "/absent/storage";
 };
 
-ScriptedPaths& scriptedPaths();
+inline ScriptedPaths& scriptedPaths() {
+    static ScriptedPaths paths;
+    return paths;
+}
 
 } // namespace tarn::test

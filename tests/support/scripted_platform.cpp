@@ -2,37 +2,22 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 
 #include "scripted_message.h"
 
 namespace tarn::test {
 
-ScriptedPlatform& ScriptedPlatform::get() {
-    static ScriptedPlatform platform;
-    return platform;
-}
-
 void ScriptedPlatform::reset() {
     const std::lock_guard lock(mutex_);
-    calls_.clear();
-    countdowns_.clear();
-    anyCountdown_ = 0;
-    failedCall_.clear();
-    copyFailureCode = kDefaultCopyFailure;
-    logs_.clear();
-    allocations_.clear();
+    state_ = {};
+    copyFailureCode = 400;
 }
 
 void ScriptedPlatform::failNth(const std::string& call, size_t n) {
     const std::lock_guard lock(mutex_);
-    countdowns_[call] = n;
-    failedCall_.clear();
-}
-
-void ScriptedPlatform::failNthOfAny(size_t n) {
-    const std::lock_guard lock(mutex_);
-    anyCountdown_ = n;
-    failedCall_.clear();
+    state_.countdowns[call] = n;
+    state_.failedCall.clear();
 }
 
 size_t ScriptedPlatform::count(const std::string& call) const {
@@ -41,15 +26,13 @@ size_t ScriptedPlatform::count(const std::string& call) const {
 
 std::vector<std::string> ScriptedPlatform::logTexts() const {
     std::vector<std::string> texts;
-    for (LogRecord& record : logs()) {
-        texts.push_back(std::move(record.text));
-    }
+    std::ranges::transform(logs(), std::back_inserter(texts), &LogRecord::text);
     return texts;
 }
 
 void ScriptedPlatform::clearLogs() {
     const std::lock_guard lock(mutex_);
-    logs_.clear();
+    state_.logs.clear();
 }
 
 bool ScriptedPlatform::enter(const char* call, bool inSweep) {
@@ -57,31 +40,29 @@ bool ScriptedPlatform::enter(const char* call, bool inSweep) {
     // A record's text is put together by these two in a row.
     const bool formatsRecord =
         std::strcmp(call, "vsnprintf_s") == 0 ||
-        (std::strcmp(call, "sprintf_s") == 0 && !calls_.empty() && calls_.back() == "vsnprintf_s");
-    calls_.emplace_back(call);
-    bool fails = false;
-    if (const auto planned = countdowns_.find(call); planned != countdowns_.end() && --planned->second == 0) {
-        countdowns_.erase(planned);
-        fails = true;
-    }
-    if (inSweep && anyCountdown_ != 0 && --anyCountdown_ == 0) {
-        fails = true;
-    }
+        (std::strcmp(call, "sprintf_s") == 0 && !state_.calls.empty() && state_.calls.back() == "vsnprintf_s");
+    state_.calls.emplace_back(call);
+    const auto countsDown = [this](const char* name) {
+        const auto planned = state_.countdowns.find(name);
+        return planned != state_.countdowns.end() && planned->second != 0 && --planned->second == 0;
+    };
+    const bool failsAsNamed = countsDown(call);
+    const bool fails = (inSweep && countsDown(kAnyCall)) || failsAsNamed;
     if (fails) {
-        failedCall_ = call;
-        failedInRecord_ = formatsRecord;
+        state_.failedCall = call;
+        state_.failedInRecord = formatsRecord;
     }
     return fails;
 }
 
 void ScriptedPlatform::addLog(LogRecord record) {
     const std::lock_guard lock(mutex_);
-    logs_.push_back(std::move(record));
+    state_.logs.push_back(std::move(record));
 }
 
 void ScriptedPlatform::addAllocation(Allocation allocation) {
     const std::lock_guard lock(mutex_);
-    allocations_.push_back(std::move(allocation));
+    state_.allocations.push_back(std::move(allocation));
 }
 
 void ScriptedPlatformTest::SetUp() {

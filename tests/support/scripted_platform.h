@@ -11,6 +11,8 @@
 #include <mutex>
 #include <ostream>
 #include <string>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 namespace tarn::test {
@@ -38,7 +40,10 @@ struct Allocation {
 
 class ScriptedPlatform {
  public:
-    static ScriptedPlatform& get();
+    static ScriptedPlatform& get() {
+        static ScriptedPlatform platform;
+        return platform;
+    }
 
     // Back to a platform that fails nothing and remembers nothing. Live blocks stay counted.
     void reset();
@@ -46,22 +51,22 @@ class ScriptedPlatform {
     // The n-th call of this name from now on fails, n from 1.
     void failNth(const std::string& call, size_t n);
     // The n-th call from now on of any that can fail does fail.
-    void failNthOfAny(size_t n);
+    void failNthOfAny(size_t n) { failNth(kAnyCall, n); }
     // What a bounds-checked copy returns when it fails as planned.
-    int copyFailureCode = kDefaultCopyFailure;
+    int copyFailureCode = 400;
 
     // The last call that failed as planned; empty when none did.
-    std::string failedCall() const { return copied(failedCall_); }
+    std::string failedCall() const { return copied(state_.failedCall); }
     // Whether that call was to format a record for the log.
-    bool failedInRecord() const { return copied(failedInRecord_) && !failedCall().empty(); }
+    bool failedInRecord() const { return copied(state_.failedInRecord) && !failedCall().empty(); }
 
     size_t count(const std::string& call) const;
-    std::vector<std::string> calls() const { return copied(calls_); }
-    std::vector<LogRecord> logs() const { return copied(logs_); }
+    std::vector<std::string> calls() const { return copied(state_.calls); }
+    std::vector<LogRecord> logs() const { return copied(state_.logs); }
     // Texts of the records, "[function]message", in order.
     std::vector<std::string> logTexts() const;
     void clearLogs();
-    std::vector<Allocation> allocations() const { return copied(allocations_); }
+    std::vector<Allocation> allocations() const { return copied(state_.allocations); }
     size_t liveBlocks() const { return liveBlocks_; }
     int heldMutexes() const { return heldMutexes_; }
 
@@ -77,7 +82,16 @@ class ScriptedPlatform {
     void mutexGiven() { --heldMutexes_; }
 
  private:
-    static constexpr int kDefaultCopyFailure = 400;
+    static constexpr const char* kAnyCall = "";
+
+    struct State {
+        std::vector<std::string> calls;
+        std::map<std::string, size_t> countdowns;
+        std::string failedCall;
+        bool failedInRecord = false;
+        std::vector<LogRecord> logs;
+        std::vector<Allocation> allocations;
+    };
 
     template <typename Value>
     Value copied(const Value& value) const {
@@ -87,16 +101,29 @@ class ScriptedPlatform {
     bool enter(const char* call, bool inSweep);
 
     mutable std::mutex mutex_;
-    std::vector<std::string> calls_;
-    std::map<std::string, size_t> countdowns_;
-    size_t anyCountdown_ = 0;
-    std::string failedCall_;
-    bool failedInRecord_ = false;
-    std::vector<LogRecord> logs_;
-    std::vector<Allocation> allocations_;
+    State state_;
     std::atomic<size_t> liveBlocks_ = 0;
     std::atomic<int> heldMutexes_ = 0;
 };
+
+// For the scripted calls: notes the call and says whether it is to fail.
+inline bool isToFail(const char* call) {
+    return ScriptedPlatform::get().enter(call);
+}
+
+// A call that answers `failure` when it is to fail, else what `work` does, or 0 where that is nothing.
+template <typename Result, typename Work>
+Result scriptedCall(const char* call, Result failure, Work work) {
+    if (isToFail(call)) {
+        return failure;
+    }
+    if constexpr (std::is_void_v<decltype(work())>) {
+        work();
+        return 0;
+    } else {
+        return static_cast<Result>(work());
+    }
+}
 
 // Starts from a fresh scripted platform, message service included, and ends with no block left and no mutex held.
 class ScriptedPlatformTest : public testing::Test {

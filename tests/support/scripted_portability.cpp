@@ -9,13 +9,9 @@
 #include <charconv>
 #include <cstring>
 
-using tarn::test::ScriptedPlatform;
+using namespace tarn::test;
 
 namespace {
-
-bool encodes(uint32_t codePoint) {
-    return codePoint <= 0x10FFFF && (codePoint < 0xD800 || codePoint > 0xDFFF);
-}
 
 void appendUtf8(std::string& text, uint32_t codePoint) {
     if (codePoint < 0x80) {
@@ -39,53 +35,47 @@ int compare(const char* left, const char* right, int (*comparison)(const char*, 
 } // namespace
 
 uint32_t MOSS_StrLen(const char* text) {
-    ScriptedPlatform::get().enterInfallible("MOSS_StrLen");
+    ScriptedPlatform::get().enterInfallible(__func__);
     return text == nullptr ? 0 : static_cast<uint32_t>(std::strlen(text));
 }
 
 int MOSS_StrCmp(const char* left, const char* right) {
-    ScriptedPlatform::get().enterInfallible("MOSS_StrCmp");
+    ScriptedPlatform::get().enterInfallible(__func__);
     return compare(left, right, std::strcmp);
 }
 
 int MOSS_StriCmp(const char* left, const char* right) {
-    ScriptedPlatform::get().enterInfallible("MOSS_StriCmp");
+    ScriptedPlatform::get().enterInfallible(__func__);
     return compare(left, right, strcasecmp);
 }
 
 char* MOSS_StrStr(const char* text, const char* part) {
-    ScriptedPlatform::get().enterInfallible("MOSS_StrStr");
+    ScriptedPlatform::get().enterInfallible(__func__);
     return text == nullptr || part == nullptr ? nullptr : const_cast<char*>(std::strstr(text, part));
 }
 
 int MOSS_StrToInt32(const char* text, int32_t* out) {
-    if (ScriptedPlatform::get().enter("MOSS_StrToInt32") || text == nullptr || out == nullptr) {
+    if (isToFail(__func__) || text == nullptr || out == nullptr) {
         return 1;
     }
-    const char* const end = text + std::strlen(text);
     int32_t value = 0;
-    const auto [parsed, error] = std::from_chars(text, end, value);
-    if (error != std::errc() || parsed != end) {
-        return 1;
-    }
-    *out = value;
-    return 0;
+    const auto [parsed, error] = std::from_chars(text, text + std::strlen(text), value);
+    const bool isNumber = error == std::errc() && *parsed == '\0';
+    *out = isNumber ? value : *out;
+    return isNumber ? 0 : 1;
 }
 
 int MOSS_Inet_Pton(int family, const char* text, void* address) {
-    if (ScriptedPlatform::get().enter("MOSS_Inet_Pton")) {
-        return 0;
-    }
-    return inet_pton(family, text, address);
+    return isToFail(__func__) ? 0 : inet_pton(family, text, address);
 }
 
 char* ZOR_UnicodeToUtf8(const uint32_t* codePoints) {
-    if (ScriptedPlatform::get().enter("ZOR_UnicodeToUtf8") || codePoints == nullptr) {
+    if (isToFail(__func__) || codePoints == nullptr) {
         return nullptr;
     }
     std::string text;
     for (; *codePoints != 0; ++codePoints) {
-        if (!encodes(*codePoints)) {
+        if (*codePoints > 0x10FFFF || (*codePoints >= 0xD800 && *codePoints <= 0xDFFF)) {
             return nullptr;
         }
         appendUtf8(text, *codePoints);
@@ -99,6 +89,6 @@ char* ZOR_UnicodeToUtf8(const uint32_t* codePoints) {
 }
 
 int ZOR_Socket_Get_AF_INET6(void) {
-    ScriptedPlatform::get().enterInfallible("ZOR_Socket_Get_AF_INET6");
+    ScriptedPlatform::get().enterInfallible(__func__);
     return AF_INET6;
 }

@@ -36,13 +36,19 @@ struct ScriptedTimers {
     void fire(size_t index);
 };
 
-ScriptedTimers& scriptedTimers();
+inline ScriptedTimers& scriptedTimers() {
+    static ScriptedTimers timers;
+    return timers;
+}
 
 struct ScriptedTime {
     OsTimeEx calendar = {};
     uint32_t seconds = 0;
 };
 
-ScriptedTime& scriptedTime();
+inline ScriptedTime& scriptedTime() {
+    static ScriptedTime time;
+    return time;
+}
 
 } // namespace tarn::test
