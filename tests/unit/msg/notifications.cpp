@@ -1,10 +1,8 @@
 // Notifications, the packets of large ones, and the meeting-server block.
-#include <algorithm>
 #include <cstring>
 #include <mutex>
-#include <numeric>
 #include <thread>
-#include <vector>
+#include <utility>
 
 #include "tarn_conference/conf_notify.h"
 #include "tarn_platform/os_memory.h"
@@ -34,11 +32,10 @@ std::mutex deliveriesMutex;
 std::vector<Delivery> deliveries;
 
 uint32_t application(uint32_t id, void* data, uint32_t len, uint32_t result) {
-    Delivery delivery = {id, data, len, result, {}};
+    Delivery delivery = {id, data, len, result};
     if (data != nullptr && len == 12) {
-        delivery.data = nullptr;
         delivery.header.resize(3);
-        std::memcpy(delivery.header.data(), data, len);
+        std::memcpy(delivery.header.data(), std::exchange(delivery.data, nullptr), len);
     }
     std::unique_lock lock(deliveriesMutex);
     deliveries.push_back(delivery);
@@ -59,7 +56,7 @@ class NotificationTest : public ScriptedPlatformTest {
     }
 };
 
-// First in this program: the slot cannot be emptied again.
+// First in this program: the slot cannot be emptied again, and the other tests are told through it.
 TEST_F(NotificationTest, NobodyIsToldBeforeRegistration) {
     ConfRegisterNotifyFunc(nullptr);
     uint8_t data = 0;
@@ -71,10 +68,14 @@ TEST_F(NotificationTest, NobodyIsToldBeforeRegistration) {
     EXPECT_EQ(ConfCommSendNotifyToApp(kNotifyId, &data, 1), kAnswer);
     EXPECT_EQ(ConfCommSendNotifyAndResultToApp(6, nullptr, 3, 44), kAnswer);
     EXPECT_THAT(deliveries, ElementsAre(Delivery{kNotifyId, &data, 1}, Delivery{6, nullptr, 3, 44}));
+    // Without data in packets: plain, and then in packets.
+    deliveries.clear();
+    EXPECT_EQ(ConfCommSendMultiPackNotifyToApp(kNotifyId, nullptr, kPacket + 2), 0U);
+    EXPECT_THAT(deliveries, ElementsAre(Delivery{kNotifyId, nullptr, kPacket + 2}, header(2, kPacket + 2),
+                                        Delivery{kNotifyId, nullptr, kPacket}, Delivery{kNotifyId, nullptr, 2}));
 }
 
 TEST_F(NotificationTest, LargeNotificationGoesInPacketsOfTheSendersOwnBytes) {
-    ConfRegisterNotifyFunc(application);
     // Never touched: the packets are parts of the caller's bytes, not copies.
     std::vector<uint8_t> storage(kMost);
     uint8_t* const data = storage.data();
@@ -104,15 +105,7 @@ TEST_F(NotificationTest, LargeNotificationGoesInPacketsOfTheSendersOwnBytes) {
                 ElementsAre("dataLen error .33554433", "dataLen error .0"));
 }
 
-TEST_F(NotificationTest, NotificationWithoutDataIsDeliveredPlainAndThenInPackets) {
-    ConfRegisterNotifyFunc(application);
-    EXPECT_EQ(ConfCommSendMultiPackNotifyToApp(kNotifyId, nullptr, kPacket + 2), 0U);
-    EXPECT_THAT(deliveries, ElementsAre(Delivery{kNotifyId, nullptr, kPacket + 2}, header(2, kPacket + 2),
-                                        Delivery{kNotifyId, nullptr, kPacket}, Delivery{kNotifyId, nullptr, 2}));
-}
-
 TEST_F(NotificationTest, PacketsOfTwoThreadsNeverInterleave) {
-    ConfRegisterNotifyFunc(application);
     constexpr int kRounds = 200;
     constexpr uint32_t kPackets = 8;
     std::vector<uint8_t> storage(kMost);
@@ -133,28 +126,21 @@ TEST_F(NotificationTest, PacketsOfTwoThreadsNeverInterleave) {
     }
 }
 
-TEST_F(NotificationTest, MeetingBlockIsZeroButForItsData) {
-    for (const uint32_t len : {0U, 1U, 10U}) {
-        std::vector<uint8_t> data(len);
-        std::iota(data.begin(), data.end(), uint8_t{1});
-        for (const bool given : {true, false}) {
-            ConfMeetingServerMsgBlock* const block = GenerateMeetingServerMsgBlock(given ? data.data() : nullptr, len);
+TEST_F(NotificationTest, MeetingBlockIsZeroButForItsDataAndHasALimit) {
+    const std::string data = "ten bytes.";
+    for (const auto& [len, size] : {std::pair{0U, 96U}, {1U, 96U}, {10U, 105U}}) {
+        for (const char* const given : {data.data(), static_cast<const char*>(nullptr)}) {
+            ConfMeetingServerMsgBlock* const block = GenerateMeetingServerMsgBlock(given, len);
             ASSERT_NE(block, nullptr);
-            const uint32_t size = len == 0 ? 96 : len + 95;
             EXPECT_EQ(GetMeetingServerMsgBlockSize(block), size);
             EXPECT_EQ(platform.allocations().back().size, size);
-            std::vector<uint8_t> expected(size);
+            std::string expected(size, '\0');
             std::memcpy(expected.data() + 84, &len, sizeof len);
-            if (given) {
-                std::copy(data.begin(), data.end(), expected.begin() + 88);
-            }
+            expected.replace(88, given == nullptr ? 0 : len, data, 0, given == nullptr ? 0 : len);
             EXPECT_EQ(std::memcmp(block, expected.data(), size), 0) << len;
             OSMemTypeFreeMon(block, 0, 0, 1, "test");
         }
     }
-}
-
-TEST_F(NotificationTest, MeetingBlockFailures) {
     EXPECT_EQ(GenerateMeetingServerMsgBlock("data", 0xFFFFFFFF - 94), nullptr);
     EXPECT_EQ(GetMeetingServerMsgBlockSize(nullptr), 0U);
     EXPECT_THAT(takeLogs("GenerateMeetingServerMsgBlock"),

@@ -24,10 +24,12 @@ uint32_t handler(uint32_t, void*, uint32_t) {
 
 // What the n-th asynchronous message carried.
 struct Sent {
-    std::string receiver;
-    ConfCommMsgHandler handler;
     uint32_t msgId;
     std::string data;
+    std::string receiver = kReceiver;
+    ConfCommMsgHandler run = handler;
+
+    bool operator==(const Sent&) const = default;
 };
 
 Sent sent(size_t index) {
@@ -35,7 +37,7 @@ Sent sent(size_t index) {
     ConfCommMsgPayload payload = {};
     std::memcpy(&payload, message.payload.data(), sizeof payload);
     const auto* data = reinterpret_cast<const char*>(message.payload.data()) + offsetof(ConfCommMsgPayload, data);
-    return {message.record.receiverName, payload.handler, payload.msgId, {data, payload.dataLength}};
+    return {payload.msgId, {data, payload.dataLength}, message.record.receiverName, payload.handler};
 }
 
 size_t sentCount() {
@@ -47,7 +49,6 @@ class TimerTest : public ScriptedPlatformTest {
     void SetUp() override {
         ScriptedPlatformTest::SetUp();
         timers = {};
-        scriptedMessages() = {};
         ASSERT_EQ(ConfCommTimerFuncInit(table, 2), 0U);
         ASSERT_EQ(ConfTimerInit(&timer, 9, CONF_TIMER_ONE_SHOT, kReceiver, handler), 0U);
         platform.reset();
@@ -55,7 +56,6 @@ class TimerTest : public ScriptedPlatformTest {
 
     void TearDown() override {
         platform.reset();
-        timers.whileCreating = nullptr;
         timers.whileDeleting = nullptr;
         ConfCommTimerInit(table, 2); // some tests end it
         ConfTimerStop(&timer);
@@ -73,7 +73,7 @@ class TimerTest : public ScriptedPlatformTest {
     ConfTimer timer = {};
 };
 
-TEST_F(TimerTest, InitBlocksTheSignalsBeforeItStartsTheManager) {
+TEST_F(TimerTest, InitBlocksTheSignalsAndTakesTheTableThatDeInitEnds) {
     ASSERT_EQ(ConfCommTimerInit(table, 2), 0U);
     EXPECT_THAT(platform.calls(), ElementsAre("OsMutexInit", "OsSigEmptySet", "OsSigAddSet", "OsSigAddSet",
                                               "OsPthreadSigmask", "OsTmrManagerInit"));
@@ -82,35 +82,23 @@ TEST_F(TimerTest, InitBlocksTheSignalsBeforeItStartsTheManager) {
     for (int signal = 1; signal < 32; ++signal) {
         EXPECT_EQ(sigismember(&timers.mask, signal) == 1, signal == 17 || signal == 10) << signal;
     }
-}
-
-TEST_F(TimerTest, TableIsTakenOverEvenWhenTheManagerFails) {
+    EXPECT_EQ(ConfCommTimerStart(70, 1, kText, sizeof kText) + ConfCommTimerStart(71, 1, kText, sizeof kText), 0U);
     ConfCommTimerDeInit();
     EXPECT_EQ(ConfCommTimerStart(70, 1, nullptr, 0), 1U);
+    EXPECT_TRUE(timers.created[0].deleted && timers.created[1].deleted);
+    EXPECT_THAT(Pointers({table[0].platformTimer, table[0].data, table[1].platformTimer, table[1].data}),
+                Each(nullptr));
+    EXPECT_EQ(platform.count("OsMutexDestroy"), 1U);
     platform.failNth("OsTmrManagerInit", 1);
     EXPECT_EQ(ConfCommTimerInit(table, 2), 1U);
-    EXPECT_EQ(ConfCommTimerStart(70, 1, nullptr, 0), 0U);
-}
-
-TEST_F(TimerTest, InitTakesTablesWithoutRows) {
+    EXPECT_EQ(ConfCommTimerStart(70, 1, nullptr, 0), 0U) << "the table is taken all the same";
+    platform.reset();
     EXPECT_EQ(ConfCommTimerFuncInit(nullptr, 2), 1U);
     EXPECT_THAT(platform.calls(), IsEmpty());
     EXPECT_EQ(ConfCommTimerInit(nullptr, 2), 1U);
     EXPECT_THAT(platform.calls(), ElementsAre("OsMutexInit"));
     EXPECT_EQ(ConfCommTimerInit(table, -1), 0U);
     EXPECT_EQ(ConfCommTimerStart(70, 1, nullptr, 0), 1U);
-}
-
-TEST_F(TimerTest, DeInitDeletesEveryTimerOfTheTable) {
-    for (const ConfCommTimerEntry& started : table) {
-        ASSERT_EQ(ConfCommTimerStart(started.timerId, 1, kText, sizeof kText), 0U);
-    }
-    ConfCommTimerDeInit();
-    for (const ConfCommTimerEntry& stopped : table) {
-        EXPECT_THAT(Pointers({stopped.platformTimer, stopped.data}), Each(nullptr));
-    }
-    EXPECT_TRUE(timers.created[0].deleted && timers.created[1].deleted);
-    EXPECT_EQ(platform.count("OsMutexDestroy"), 1U);
 }
 
 TEST_F(TimerTest, TableTimerIsCreatedWithItsRecord) {
@@ -137,25 +125,20 @@ TEST_F(TimerTest, ExpirySendsWhatTheLastStartGave) {
     ASSERT_EQ(ConfCommTimerStartEx(70, 100, 5, data.data(), 5), 0U);
     data = "wiped";
     timers.fire(0);
-    EXPECT_EQ(sent(0).receiver, kReceiver);
-    EXPECT_EQ(sent(0).handler, handler);
-    EXPECT_EQ(sent(0).msgId, 5U);
-    EXPECT_EQ(sent(0).data, "first");
+    EXPECT_EQ(sent(0), (Sent{5, "first"}));
 
     // Still running, so only message id and data are new; so it is after the expiry of the one-shot.
     ASSERT_EQ(ConfCommTimerStartEx(70, 500, 6, "second", 6), 0U);
     EXPECT_EQ(timers.created.size(), 1U);
     timers.fire(0);
-    EXPECT_EQ(sent(1).msgId, 6U);
-    EXPECT_EQ(sent(1).data, "second");
+    EXPECT_EQ(sent(1), (Sent{6, "second"}));
 
     ASSERT_EQ(ConfCommTimerFree(70), 0U);
     EXPECT_EQ(table[0].data, nullptr);
     ASSERT_EQ(ConfCommTimerStartEx(70, 500, 7, nullptr, 0), 0U);
     EXPECT_EQ(timers.created[1].ticks, 50U);
     timers.fire(1);
-    EXPECT_EQ(sent(2).msgId, 7U);
-    EXPECT_EQ(sent(2).data, "");
+    EXPECT_EQ(sent(2), (Sent{7, ""}));
     EXPECT_THAT(takeLogs(), IsEmpty());
 }
 
@@ -174,16 +157,13 @@ TEST_F(TimerTest, UnknownIdsChangeNothing) {
                             "timerId:99 invalid", "Null ptr."));
 }
 
-TEST_F(TimerTest, TimerWithoutItsDataRunsAndSendsNothing) {
+TEST_F(TimerTest, WithoutItsDataATimerSendsNothingAndWithoutAHandleItFails) {
     platform.failNth("memcpy_s", 1);
     EXPECT_EQ(ConfCommTimerStart(70, 5, kText, sizeof kText), 1U);
-    EXPECT_EQ(table[0].data, nullptr);
-    EXPECT_NE(table[0].platformTimer, nullptr);
     timers.fire(0);
     EXPECT_EQ(sentCount(), 0U);
-}
-
-TEST_F(TimerTest, CreationWithoutAHandleFails) {
+    ConfCommTimerStop(70);
+    takeLogs();
     timers.noHandle = true;
     EXPECT_EQ(ConfCommTimerStart(70, 5, kText, sizeof kText), 1U);
     EXPECT_EQ(ConfTimerStart(&timer, 10, 5, kText, sizeof kText), 1U);
@@ -197,10 +177,10 @@ TEST_F(TimerTest, FreeStandingOneShotReturnsToIdle) {
     ConfTimer* address = nullptr;
     std::memcpy(&address, timers.created[0].param.userData, sizeof(void*));
     EXPECT_EQ(address, &timer);
-    EXPECT_EQ(timers.created[0].param.userDataMarker, 8U);
-    EXPECT_EQ(timers.created[0].param.repeat, 0U);
+    EXPECT_THAT(
+        Codes({timers.created[0].param.userDataMarker, timers.created[0].param.repeat, timers.created[0].ticks}),
+        ElementsAre(8, 0, 2));
     EXPECT_STREQ(timers.created[0].param.name, kReceiver);
-    EXPECT_EQ(timers.created[0].ticks, 2U);
     EXPECT_TRUE(ConfTimerIsVaild(&timer));
 
     platform.failNth("OsMsgAsynSend", 1);
@@ -209,7 +189,7 @@ TEST_F(TimerTest, FreeStandingOneShotReturnsToIdle) {
     ASSERT_EQ(ConfTimerStart(&timer, 30, 6, nullptr, 0), 0U);
     EXPECT_EQ(timers.created[1].ticks, 3U);
     timers.fire(1);
-    EXPECT_EQ(sent(0).msgId, 6U);
+    EXPECT_EQ(sent(0), (Sent{6, ""}));
     EXPECT_FALSE(ConfTimerIsVaild(&timer));
 }
 
@@ -221,8 +201,8 @@ TEST_F(TimerTest, FreeStandingPeriodicStaysUntilItIsStopped) {
     ASSERT_EQ(ConfTimerStart(&timer, 90, 6, "other", 5), 0U);
     timers.fire(0);
     EXPECT_EQ(timers.created.size(), 1U);
-    EXPECT_EQ(sent(0).data, "first");
-    EXPECT_EQ(sent(1).data, "other");
+    EXPECT_EQ(sent(0), (Sent{5, "first"}));
+    EXPECT_EQ(sent(1), (Sent{6, "other"}));
     EXPECT_TRUE(ConfTimerIsVaild(&timer));
     EXPECT_EQ(ConfTimerFree(&timer), 0U);
     EXPECT_TRUE(timers.created[0].deleted);
@@ -253,9 +233,8 @@ TEST_F(TimerTest, ExpiryDuringItsOwnStartIsSentWithTheNewContent) {
     ASSERT_EQ(ConfCommTimerStart(70, 6, "more", 4), 0U);
     EXPECT_NE(table[0].platformTimer, nullptr);
     ASSERT_EQ(sentCount(), 2U);
-    EXPECT_EQ(sent(0).data, "data");
-    EXPECT_EQ(sent(1).msgId, 6U);
-    EXPECT_EQ(sent(1).data, "more");
+    EXPECT_EQ(sent(0), (Sent{5, "data"}));
+    EXPECT_EQ(sent(1), (Sent{6, "more"}));
 }
 
 // The handler may start its timer anew while the timer thread is still busy with the expiry that brought it.
