@@ -16,9 +16,7 @@ class XmlEncoding : public XmlTest {
         return text;
     }
     static std::string encoded(const ConfXmlEncodeReq& request) { return taken(ConfXmlAdptEncode(&request)); }
-    static std::string encodedTree(const ConfXmlEncodeTree& tree) {
-        return taken(ConfXmlAdptEncodeWithRootAttr(&tree));
-    }
+    static std::string encoded(const ConfXmlEncodeTree& tree) { return taken(ConfXmlAdptEncodeWithRootAttr(&tree)); }
     static std::string withHeader(const char* body) {
         char* text = nullptr;
         EXPECT_EQ(ConfXmlDumpWithHeader(body, &text), 0U);
@@ -35,9 +33,10 @@ class XmlEncoding : public XmlTest {
 };
 
 TEST_F(XmlEncoding, DescriptionsBecomeBodies) {
-    EXPECT_EQ(encoded({"Msg", children, 3}), "<Msg><A>1</A><B k=\"v\" e=\"&lt;&amp;&gt;&quot;&apos;\"/><C/></Msg>");
-    EXPECT_EQ(encoded({"Msg", children, 0}), "<Msg/>");
-    EXPECT_EQ(encodedTree({&root, children, 1}), "<Msg k=\"v\"><A>1</A>text</Msg>");
+    EXPECT_EQ(encoded(ConfXmlEncodeReq{"Msg", children, 3}),
+              "<Msg><A>1</A><B k=\"v\" e=\"&lt;&amp;&gt;&quot;&apos;\"/><C/></Msg>");
+    EXPECT_EQ(encoded(ConfXmlEncodeReq{"Msg", children, 0}), "<Msg/>");
+    EXPECT_EQ(encoded(ConfXmlEncodeTree{&root, children, 1}), "<Msg k=\"v\"><A>1</A>text</Msg>");
     const std::string declaration = "<?xml version=\"1.0\" encoding=\"utf-8\" ?>\n";
     EXPECT_EQ(withHeader(""), declaration);
     EXPECT_EQ(platform.allocations().back().size, 41U);
@@ -79,7 +78,7 @@ TEST_F(XmlEncoding, NullIsToldAndAnswered) {
     EXPECT_THAT(Pointers({ConfXmlAdptGetNodeValueByUrl(node, nullptr), ConfXmlAdptGetNodeAttrByUrl(node, "a", nullptr),
                           ConfXmlCreateChildNodeByNodeSet(nullptr, {&root, children, 0}), ConfXmlAdptEncode(nullptr)}),
                 Each(nullptr));
-    EXPECT_EQ(encodedTree({nullptr, children, 1}), "(null)");
+    EXPECT_EQ(encoded(ConfXmlEncodeTree{nullptr, children, 1}), "(null)");
     EXPECT_THAT(takeLogs("ConfXmlAdptEncodeWithRootAttr"),
                 ElementsAre("1 [ConfXmlAdptAddNodeAttrs]node or attrs is nullptr!",
                             "1 [ConfXmlAdptAddChildNodes]rootNode or nodes is nullptr!",

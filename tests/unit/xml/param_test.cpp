@@ -1,6 +1,7 @@
-#include <cstring>
-
 #include "tarn_conference/conf_xml_param.h"
+
+#include <tuple>
+
 #include "xml_fixture.h"
 
 namespace tarn::test {
@@ -8,27 +9,11 @@ namespace {
 
 using namespace testing;
 
-class XmlParams : public XmlTest {
- protected:
-    static ConfXmlParamNote note(const char* url, void* value, uint32_t size, bool isString, bool isCodes) {
-        ConfXmlParamNote made = {};
-        std::strcpy(made.url, url);
-        made.pValue = value;
-        made.strSize = size;
-        made.isString = isString ? 1 : 0;
-        made.isAsciiCode = isCodes ? 1 : 0;
-        made.printLog = 1;
-        return made;
-    }
-};
+using XmlParams = XmlTest;
 
 TEST_F(XmlParams, ListsAreDecodedAsFarAsTheyAreGoodAndFit) {
-    const struct {
-        const char* codes;
-        uint32_t size;
-        uint32_t result;
-        std::string bytes;
-    } rows[] = {
+    using Row = std::tuple<const char*, uint32_t, uint32_t, std::string>;
+    const Row rows[] = {
         {"72,105", 16, 0, "Hi"},
         {"72,,105,", 16, 0, std::string("H\0i", 3)},
         {"127,128,2047,2048", 16, 0, "\x7F\u0080\u07FF\u0800"},
@@ -42,13 +27,10 @@ TEST_F(XmlParams, ListsAreDecodedAsFarAsTheyAreGoodAndFit) {
         {"72,a", 1, 0, "H"}, // no room, no reading
         {"a", 0, 0, ""},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(std::string(row.codes) + " into " + std::to_string(row.size));
-        std::string store(17, '\x7E'); // at least one byte larger than the decoder may know
-        EXPECT_EQ(ConfXmlGetStringFromAscii(row.codes, store.data(), row.size), row.result);
-        std::string expected = row.bytes;
-        expected.resize(17, '\x7E');
-        EXPECT_EQ(store, expected);
+    for (const auto& [codes, size, result, bytes] : rows) {
+        std::string store(17, '~'); // at least one byte larger than the decoder may know
+        EXPECT_EQ(ConfXmlGetStringFromAscii(codes, store.data(), size), result) << codes;
+        EXPECT_EQ(store, bytes + std::string(17 - bytes.size(), '~')) << codes << " into " << size;
     }
 }
 
@@ -79,16 +61,14 @@ TEST_F(XmlParams, ParametersAreReadByTheirNotes) {
     char store[16] = {};
     uint32_t number = 5;
     const auto read = [&](ConfXmlParamNote wanted) { return ConfXmlParseSingleNote(document.get(), &wanted); };
-    EXPECT_EQ(read(note("m n", &number, 0, false, false)), 0U);
-    EXPECT_EQ(read(note("w", &number, 0, false, false)), 0U);
+    EXPECT_EQ(read({"m n", 0, &number, 0, 1, 0}) + read({"w", 0, &number, 0, 1, 0}), 0U);
     EXPECT_EQ(number, static_cast<uint32_t>(-7));
-    EXPECT_EQ(read(note("t", store, 5, true, false)), 0U);
+    EXPECT_EQ(read({"t", 1, store, 5, 1, 0}), 0U);
     EXPECT_STREQ(store, "text");
-    EXPECT_THAT(
-        Codes({read(note("t", store, 4, true, false)), read(note("absent", store, 4, true, false)),
-               read(note("absent", &number, 0, false, false)), read(note("n", nullptr, 0, false, false)),
-               read(note("l", store, sizeof store, true, true)), ConfXmlParseSingleNote(document.get(), nullptr)}),
-        Each(1));
+    EXPECT_THAT(Codes({read({"t", 1, store, 4, 1, 0}), read({"absent", 1, store, 4, 1, 0}),
+                       read({"absent", 0, &number, 0, 1, 0}), read({"n", 0, nullptr, 0, 1, 0}),
+                       read({"l", 1, store, sizeof store, 1, 1}), ConfXmlParseSingleNote(document.get(), nullptr)}),
+                Each(1));
     const std::string absent = "4 [ConfXmlAdptGetNodeValueByUrl]ConfXmlGetNodeByPath fail! absent";
     EXPECT_THAT(
         takeLogs("ConfXmlParaseStringParams"),
@@ -98,15 +78,15 @@ TEST_F(XmlParams, ParametersAreReadByTheirNotes) {
                     "4 [ConfXmlParaseIntParams]Xml Parase absent fail", "1 [ConfXmlParaseIntParams]param is null!",
                     "strcpy_s failed!  strSize 1024 valueSize 1024 url l", "1 [ConfXmlParseSingleNote]Null ptr."));
 
-    const auto decoded = [&](const char* url, uint32_t size) {
-        std::memset(store, 0, sizeof store);
-        EXPECT_EQ(read(note(url, store, size, true, true)), 0U);
-        return std::string(store);
-    };
-    EXPECT_EQ(decoded("c", sizeof store), "Hi\u4F60B");
-    EXPECT_EQ(decoded("c", 5), "Hi") << "the third character would need the last byte";
-    EXPECT_EQ(decoded("b", sizeof store), "H") << "as far as it is good";
-    EXPECT_EQ(read(note("c", nullptr, 4, true, true)), 0U);
+    EXPECT_EQ(read({"c", 1, store, sizeof store, 1, 1}), 0U);
+    EXPECT_STREQ(store, "Hi\u4F60B");
+    char less[16] = {};
+    EXPECT_EQ(read({"c", 1, less, 5, 1, 1}), 0U);
+    EXPECT_STREQ(less, "Hi") << "the third character would need the last byte";
+    char bad[16] = {};
+    EXPECT_EQ(read({"b", 1, bad, sizeof bad, 1, 1}), 0U);
+    EXPECT_STREQ(bad, "H") << "as far as it is good";
+    EXPECT_EQ(read({"c", 1, nullptr, 4, 1, 1}), 0U);
 }
 
 } // namespace

@@ -1,4 +1,3 @@
-#include <cinttypes>
 #include <cstring>
 #include <deque>
 
@@ -42,9 +41,9 @@ void* createIndexTable(uint32_t mode) {
     tableModes.push_back(mode);
     void* const root = ConfXmlAddSingleStructNode(nullptr, "Root");
     void* list = nullptr;
-    for (const Variable& variable : variables) {
+    for (Variable& variable : variables) {
         char address[32];
-        std::snprintf(address, sizeof address, "0x%" PRIxPTR, reinterpret_cast<uintptr_t>(variable.storage));
+        std::snprintf(address, sizeof address, "%p", static_cast<void*>(variable.storage));
         const char* const nameAndType[2] = {variable.name.c_str(), kTypeNames[variable.type]};
         const ValueSpec spec = {variable.type, address, variable.length};
         list = variable.instance == 1 ? ConfXmlAddMultiInstanceNode(root, "list", 2) : list;
@@ -106,6 +105,11 @@ TEST_F(XmlTrees, AValueIsSavedAndRestored) {
     EXPECT_EQ(load(), 0U);
     EXPECT_THAT(numbers(), ElementsAre(513));
     EXPECT_THAT(tableModes, ElementsAre(1, 0));
+    // The disk may not be reached, and a backup needs two names.
+    syncResult = 256;
+    EXPECT_EQ(save(), 0U);
+    ConfXmlBakFile(nullptr, "b");
+    EXPECT_THAT(takeLogs("ConfXmlBakFile"), ElementsAre("/system/bin/sync fail, ret:256", "Null ptr."));
 }
 
 TEST_F(XmlTrees, ATruncatedFileGivesWayToTheBackup) {
@@ -158,14 +162,13 @@ TEST_F(XmlTrees, TheFileSaysHowToReadTheTableHowToStore) {
 }
 
 TEST_F(XmlTrees, TextsMustFitTheTablesCharLen) {
-    std::string text = "<cfg name='Root'>";
-    for (const auto& [length, content] :
-         {std::pair<uint16_t, const char*>{0, "x"}, {1, ""}, {5, "12345"}, {6, "12345"}}) {
-        const std::string name = "v" + std::to_string(length);
-        variables.push_back({name, CONF_XML_ATTR_CHAR, length, "old"});
-        text += "<val name='" + name + "' type='CHAR'>" + content + "</val>";
-    }
-    writeFile(file, text + "</cfg>");
+    variables = {{"none", CONF_XML_ATTR_CHAR, 0, "old"},
+                 {"empty", CONF_XML_ATTR_CHAR, 1, "old"},
+                 {"long", CONF_XML_ATTR_CHAR, 5, "old"},
+                 {"fits", CONF_XML_ATTR_CHAR, 6, "old"}};
+    writeFile(file,
+              "<cfg name='Root'><val name='none' type='CHAR'>x</val><val name='empty' type='CHAR'></val>"
+              "<val name='long' type='CHAR'>12345</val><val name='fits' type='CHAR'>12345</val></cfg>");
     EXPECT_EQ(load(), 0U);
     std::vector<std::string> loaded;
     for (const Variable& variable : variables) {
@@ -194,10 +197,10 @@ TEST_F(XmlTrees, LoadsFindWhatTheExportedSearchFinds) {
         const std::string name(attribute, 'n');
         const std::string text = "<cfg name='Root'><val name='a' type='UINT8'>1</val><" + std::string(element, 'e') +
                                  " name='" + name + "' type='UINT8'/><val name='b' type='UINT8'>3</val></cfg>";
-        variables = {{"b", CONF_XML_ATTR_UINT8, 0},
-                     {"a", CONF_XML_ATTR_UINT8, 0},
-                     {"absent", CONF_XML_ATTR_UINT8, 0},
-                     {name, CONF_XML_ATTR_UINT8, 0}};
+        variables.clear();
+        for (const std::string& wanted : {std::string("b"), std::string("a"), std::string("absent"), name}) {
+            variables.push_back({wanted, CONF_XML_ATTR_UINT8, 0});
+        }
         EXPECT_EQ(loadText(text), 0U);
         EXPECT_THAT(numbers(), ElementsAre(element == 32 ? 3 : 0, 1, 0, 0));
         const std::vector<std::string> logs = takeLogs("ConfXmlTraverseXmlTree");
@@ -215,9 +218,8 @@ TEST_F(XmlTrees, LoadsFindWhatTheExportedSearchFinds) {
 
 TEST_F(XmlTrees, AMismatchAtTheRootFailsTheLoad) {
     variables.push_back({"a", CONF_XML_ATTR_UINT8, 0});
-    for (const char* text : {"<cfg name='root'><val name='a' type='UINT8'>1</val></cfg>",
-                             "<cfg name='Root' InstID='1'><val name='a' type='UINT8'>1</val></cfg>"}) {
-        EXPECT_EQ(loadText(text), 1U);
+    for (const std::string root : {"<cfg name='root'>", "<cfg name='Root' InstID='1'>"}) {
+        EXPECT_EQ(loadText(root + "<val name='a' type='UINT8'>1</val></cfg>"), 1U);
         EXPECT_THAT(numbers(), ElementsAre(0));
         EXPECT_THAT(takeLogs("ConfXmlLoad"),
                     ElementsAre("1 [ConfXmlTraverseXmlTree]pCallback fail", "Traverse XML tree fail"));
@@ -230,10 +232,6 @@ TEST_F(XmlTrees, AMismatchAtTheRootFailsTheLoad) {
                                                      "1 [ConfXmlParseFileGetRoot]pszXmlFile is nullptr",
                                                      "1 [ConfXmlLoad]Create call index table fail"));
     EXPECT_THAT(commands, IsEmpty());
-    syncResult = 256;
-    EXPECT_EQ(save(), 0U);
-    ConfXmlBakFile(nullptr, "b");
-    EXPECT_THAT(takeLogs("ConfXmlBakFile"), ElementsAre("/system/bin/sync fail, ret:256", "Null ptr."));
 }
 
 TEST_F(XmlTrees, WithoutAnAddressOrATypeNothingIsSavedOrLoaded) {

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <memory>
-#include <string>
 
 #include "file/scratch_directory.h"
 #include "meant_leaks.h"
