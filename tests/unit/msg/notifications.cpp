@@ -127,16 +127,16 @@ TEST_F(NotificationTest, PacketsOfTwoThreadsNeverInterleave) {
 }
 
 TEST_F(NotificationTest, MeetingBlockIsZeroButForItsDataAndHasALimit) {
-    const std::string data = "ten bytes.";
     for (const auto& [len, size] : {std::pair{0U, 96U}, {1U, 96U}, {10U, 105U}}) {
-        for (const char* const given : {data.data(), static_cast<const char*>(nullptr)}) {
-            ConfMeetingServerMsgBlock* const block = GenerateMeetingServerMsgBlock(given, len);
+        const std::vector<char> data(len, 'd');
+        for (const bool given : {true, false}) {
+            ConfMeetingServerMsgBlock* const block = GenerateMeetingServerMsgBlock(given ? data.data() : nullptr, len);
             ASSERT_NE(block, nullptr);
             EXPECT_EQ(GetMeetingServerMsgBlockSize(block), size);
             EXPECT_EQ(platform.allocations().back().size, size);
             std::string expected(size, '\0');
             std::memcpy(expected.data() + 84, &len, sizeof len);
-            expected.replace(88, given == nullptr ? 0 : len, data, 0, given == nullptr ? 0 : len);
+            expected.replace(88, given ? len : 0, given ? len : 0, 'd');
             EXPECT_EQ(std::memcmp(block, expected.data(), size), 0) << len;
             OSMemTypeFreeMon(block, 0, 0, 1, "test");
         }

@@ -4,19 +4,6 @@
 #include "tarn_conference/conf_xml_tree.h"
 #include "xml_fixture.h"
 
-namespace {
-
-int syncResult = 0;
-std::vector<std::string> commands;
-
-} // namespace
-
-// In place of the C library's, so that no command runs.
-extern "C" __attribute__((visibility("default"))) int system(const char* command) {
-    commands.emplace_back(command);
-    return syncResult;
-}
-
 namespace tarn::test {
 namespace {
 
@@ -33,12 +20,19 @@ struct Variable {
     uint32_t instance = 0; // 0 for none
 };
 
-std::deque<Variable> variables;
-std::vector<uint32_t> tableModes;
+// What a test sees outside the files.
+struct Process {
+    std::deque<Variable> variables;
+    std::vector<uint32_t> tableModes;
+    std::vector<std::string> commands;
+    int syncResult = 0;
+} process;
+
+std::deque<Variable>& variables = process.variables;
 
 // A load gets the table as C code would.
 void* createIndexTable(uint32_t mode) {
-    tableModes.push_back(mode);
+    process.tableModes.push_back(mode);
     void* const root = ConfXmlAddSingleStructNode(nullptr, "Root");
     void* list = nullptr;
     for (Variable& variable : variables) {
@@ -63,10 +57,7 @@ class XmlTrees : public XmlTest {
  protected:
     void SetUp() override {
         XmlTest::SetUp();
-        syncResult = 0;
-        commands.clear();
-        tableModes.clear();
-        variables.clear();
+        process = {};
     }
 
     uint32_t save() const { return ConfXmlSave(createIndexTable, file.c_str(), backup.c_str()); }
@@ -100,13 +91,13 @@ TEST_F(XmlTrees, AValueIsSavedAndRestored) {
     EXPECT_EQ(readFile(file), text);
     EXPECT_EQ(readFile(backup), text);
     EXPECT_THAT(scriptedFiles().copies, ElementsAre(Pair(file, backup)));
-    EXPECT_THAT(commands, ElementsAre("/system/bin/sync"));
+    EXPECT_THAT(process.commands, ElementsAre("/system/bin/sync"));
     zero();
     EXPECT_EQ(load(), 0U);
     EXPECT_THAT(numbers(), ElementsAre(513));
-    EXPECT_THAT(tableModes, ElementsAre(1, 0));
+    EXPECT_THAT(process.tableModes, ElementsAre(1, 0));
     // The disk may not be reached, and a backup needs two names.
-    syncResult = 256;
+    process.syncResult = 256;
     EXPECT_EQ(save(), 0U);
     ConfXmlBakFile(nullptr, "b");
     EXPECT_THAT(takeLogs("ConfXmlBakFile"), ElementsAre("/system/bin/sync fail, ret:256", "Null ptr."));
@@ -170,11 +161,10 @@ TEST_F(XmlTrees, TextsMustFitTheTablesCharLen) {
               "<cfg name='Root'><val name='none' type='CHAR'>x</val><val name='empty' type='CHAR'></val>"
               "<val name='long' type='CHAR'>12345</val><val name='fits' type='CHAR'>12345</val></cfg>");
     EXPECT_EQ(load(), 0U);
-    std::vector<std::string> loaded;
-    for (const Variable& variable : variables) {
-        loaded.emplace_back(variable.storage);
-    }
-    EXPECT_THAT(loaded, ElementsAre("old", "", "", "12345")); // what does not fit is lost
+    EXPECT_STREQ(variables[0].storage, "old");
+    EXPECT_STREQ(variables[1].storage, "");
+    EXPECT_STREQ(variables[2].storage, "") << "what does not fit is lost";
+    EXPECT_STREQ(variables[3].storage, "12345");
     EXPECT_THAT(takeLogs("ConfXmlLoadCallBack"), Contains("ConfXmlCopyXmlNodeValueToIndex fail").Times(2));
 }
 
@@ -231,17 +221,16 @@ TEST_F(XmlTrees, AMismatchAtTheRootFailsTheLoad) {
     EXPECT_THAT(takeLogs("ConfXmlSave"), ElementsAre("Create call index table fail", "TransForm File fail",
                                                      "1 [ConfXmlParseFileGetRoot]pszXmlFile is nullptr",
                                                      "1 [ConfXmlLoad]Create call index table fail"));
-    EXPECT_THAT(commands, IsEmpty());
+    EXPECT_THAT(process.commands, IsEmpty());
 }
 
 TEST_F(XmlTrees, WithoutAnAddressOrATypeNothingIsSavedOrLoaded) {
-    const auto badTable = [](uint32_t mode) -> void* {
-        const std::string root = mode == 0 ? "Root" : "other";
+    const auto badTable = [](uint32_t mode) {
+        const std::string root = mode == 0 ? "<cfg name='Root'>" : "<cfg name='other'>";
         return ConfXmlParseBodyGetRoot(
-            ("<cfg name='" + root +
-             "'><val name='a' type='UINT8'>0</val><val name='b' type='UINT8'/><val name='c' type='FLOAT'>64</val>"
-             "<val name='d' type='CHAR' CharLen='70000'>no address</val>"
-             "<val name='e' type='INT32'>99999999999999999999</val></cfg>")
+            (root + "<val name='a' type='UINT8'>0</val><val name='b' type='UINT8'/><val name='c' type='FLOAT'>64</val>"
+                    "<val name='d' type='CHAR' CharLen='70000'>no address</val>"
+                    "<val name='e' type='INT32'>99999999999999999999</val></cfg>")
                 .c_str());
     };
     EXPECT_EQ(ConfXmlSave(badTable, file.c_str(), backup.c_str()), 0U);
@@ -258,3 +247,9 @@ TEST_F(XmlTrees, WithoutAnAddressOrATypeNothingIsSavedOrLoaded) {
 
 } // namespace
 } // namespace tarn::test
+
+// In place of the C library's, so that no command runs.
+extern "C" __attribute__((visibility("default"))) int system(const char* command) {
+    tarn::test::process.commands.emplace_back(command);
+    return tarn::test::process.syncResult;
+}
