@@ -12,18 +12,17 @@ namespace tarn::test {
 // Blocks that are made while one of these lives may stay.
 class MeantLeaks {
  public:
-    MeantLeaks() {
-        if (__lsan_disable != nullptr) {
-            __lsan_disable();
-        }
-    }
-    ~MeantLeaks() {
-        if (__lsan_enable != nullptr) {
-            __lsan_enable();
-        }
-    }
+    MeantLeaks() { tell(__lsan_disable); }
+    ~MeantLeaks() { tell(__lsan_enable); }
     MeantLeaks(const MeantLeaks&) = delete;
     MeantLeaks& operator=(const MeantLeaks&) = delete;
+
+ private:
+    static void tell(void (*checker)()) {
+        if (checker != nullptr) {
+            checker();
+        }
+    }
 };
 
 } // namespace tarn::test

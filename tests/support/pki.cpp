@@ -11,6 +11,9 @@
 namespace tarn::test {
 namespace {
 
+template <typename Made>
+using Owned = std::unique_ptr<Made, void (*)(Made*)>;
+
 // OpenSSL's answer, or the end of the test.
 template <typename Answer>
 Answer must(Answer answer) {
@@ -27,8 +30,7 @@ void setName(X509_NAME* name, const std::string& commonName) {
 }
 
 void addExtension(X509* certificate, int id, const char* value) {
-    const std::unique_ptr<X509_EXTENSION, decltype(&X509_EXTENSION_free)> extension(
-        must(X509V3_EXT_conf_nid(nullptr, nullptr, id, value)), X509_EXTENSION_free);
+    const Owned<X509_EXTENSION> extension(must(X509V3_EXT_conf_nid(nullptr, nullptr, id, value)), X509_EXTENSION_free);
     must(X509_add_ext(certificate, extension.get(), -1));
 }
 
@@ -84,11 +86,9 @@ std::string pem(const Key& key, const std::string& passPhrase) {
 }
 
 std::string crlPem(const Identity& issuer, const std::vector<Certificate>& revoked, Validity validity) {
-    const std::unique_ptr<X509_CRL, decltype(&X509_CRL_free)> crl(must(X509_CRL_new()), X509_CRL_free);
-    const std::unique_ptr<ASN1_TIME, decltype(&ASN1_TIME_free)> from(must(X509_gmtime_adj(nullptr, validity.from)),
-                                                                     ASN1_TIME_free);
-    const std::unique_ptr<ASN1_TIME, decltype(&ASN1_TIME_free)> until(must(X509_gmtime_adj(nullptr, validity.until)),
-                                                                      ASN1_TIME_free);
+    const Owned<X509_CRL> crl(must(X509_CRL_new()), X509_CRL_free);
+    const Owned<ASN1_TIME> from(must(X509_gmtime_adj(nullptr, validity.from)), ASN1_TIME_free);
+    const Owned<ASN1_TIME> until(must(X509_gmtime_adj(nullptr, validity.until)), ASN1_TIME_free);
     X509_CRL_set_version(crl.get(), X509_CRL_VERSION_2);
     X509_CRL_set_issuer_name(crl.get(), X509_get_subject_name(issuer.certificate.get()));
     X509_CRL_set1_lastUpdate(crl.get(), from.get());

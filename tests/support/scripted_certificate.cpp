@@ -6,7 +6,6 @@
 #include <cstring>
 #include <mutex>
 
-#include "scripted_platform.h"
 #include "tarn_platform/tls_extension.h"
 
 using namespace tarn::test;

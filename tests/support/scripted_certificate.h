@@ -2,12 +2,9 @@
 #pragma once
 
 #include <array>
-#include <cstdint>
-#include <map>
 #include <optional>
-#include <string>
-#include <vector>
 
+#include "scripted_platform.h"
 #include "tarn_platform/om_certificate.h"
 
 namespace tarn::test {
@@ -33,10 +30,7 @@ struct ScriptedCertificates {
     void (*notify)(uint32_t msgId, uint32_t omCertType) = nullptr;
     std::vector<std::array<uint32_t, 3>> pathQueries; // as asked, word by word
 
-    static ScriptedCertificates& get() {
-        static ScriptedCertificates service;
-        return service;
-    }
+    static ScriptedCertificates& get() { return stateOf<ScriptedCertificates>(); }
     // Serves nothing.
     static void reset() { get() = {}; }
 };

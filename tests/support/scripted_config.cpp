@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstring>
 
-#include "scripted_platform.h"
 #include "tarn_platform/om_key.h"
 
 using namespace tarn::test;

@@ -2,11 +2,9 @@
 #pragma once
 
 #include <functional>
-#include <map>
-#include <string>
 #include <utility>
-#include <vector>
 
+#include "scripted_platform.h"
 #include "tarn_platform/om_config.h"
 
 namespace tarn::test {
@@ -14,10 +12,7 @@ namespace tarn::test {
 using KeyValueTexts = std::vector<std::pair<std::string, std::string>>;
 
 struct ScriptedConfig {
-    static ScriptedConfig& get() {
-        static ScriptedConfig service;
-        return service;
-    }
+    static ScriptedConfig& get() { return stateOf<ScriptedConfig>(); }
     void reset() { *this = {}; }
 
     std::map<std::string, std::string> held;

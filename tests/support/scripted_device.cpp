@@ -3,7 +3,6 @@
 #include <cstdio>
 
 #include "scripted_path.h"
-#include "scripted_platform.h"
 #include "tarn_platform/om_device_network.h"
 #include "tarn_platform/om_path.h"
 

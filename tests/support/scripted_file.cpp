@@ -3,7 +3,6 @@
 #include <cerrno>
 #include <filesystem>
 
-#include "scripted_platform.h"
 #include "tarn_platform/os_file.h"
 
 using namespace tarn::test;

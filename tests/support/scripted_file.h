@@ -3,9 +3,9 @@
 #pragma once
 
 #include <cstdio>
-#include <string>
 #include <utility>
-#include <vector>
+
+#include "scripted_platform.h"
 
 namespace tarn::test {
 
@@ -21,9 +21,6 @@ struct ScriptedFiles {
     }
 };
 
-inline ScriptedFiles& scriptedFiles() {
-    static ScriptedFiles files;
-    return files;
-}
+inline constexpr auto scriptedFiles = stateOf<ScriptedFiles>;
 
 } // namespace tarn::test

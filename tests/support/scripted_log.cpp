@@ -5,8 +5,6 @@
 #include <cstdio>
 #include <string_view>
 
-#include "scripted_platform.h"
-
 using namespace tarn::test;
 
 namespace {

@@ -1,9 +1,7 @@
 // What the log client of the scripted platform was last asked for. Its records are with the platform.
 #pragma once
 
-#include <cstdint>
-#include <string>
-
+#include "scripted_platform.h"
 #include "tarn_platform/om_log.h"
 
 namespace tarn::test {
@@ -15,9 +13,6 @@ struct ScriptedLogClient {
     const ConfLogInfo* info = nullptr;
 };
 
-inline ScriptedLogClient& scriptedLogClient() {
-    static ScriptedLogClient client;
-    return client;
-}
+inline constexpr auto scriptedLogClient = stateOf<ScriptedLogClient>;
 
 } // namespace tarn::test

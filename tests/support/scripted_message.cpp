@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <mutex>
 
-#include "scripted_platform.h"
-
 using namespace tarn::test;
 
 namespace {

@@ -1,11 +1,9 @@
 // The message service of the scripted platform: what was sent, and what a test wants answered.
 #pragma once
 
-#include <cstdint>
 #include <functional>
-#include <string>
-#include <vector>
 
+#include "scripted_platform.h"
 #include "tarn_platform/os_message.h"
 
 namespace tarn::test {
@@ -31,9 +29,6 @@ struct ScriptedMessages {
     std::function<void()> whileSending;
 };
 
-inline ScriptedMessages& scriptedMessages() {
-    static ScriptedMessages messages;
-    return messages;
-}
+inline constexpr auto scriptedMessages = stateOf<ScriptedMessages>;
 
 } // namespace tarn::test

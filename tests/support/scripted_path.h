@@ -1,7 +1,7 @@
 // The customisation paths of the scripted platform: what a test says.
 #pragma once
 
-#include <string>
+#include "scripted_platform.h"
 
 namespace tarn::test {
 
@@ -10,9 +10,6 @@ struct ScriptedPaths {
     std::string storage = "/absent/storage";
 };
 
-inline ScriptedPaths& scriptedPaths() {
-    static ScriptedPaths paths;
-    return paths;
-}
+inline constexpr auto scriptedPaths = stateOf<ScriptedPaths>;
 
 } // namespace tarn::test

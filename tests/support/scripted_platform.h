@@ -17,6 +17,13 @@
 
 namespace tarn::test {
 
+// The state of a service, the same for the whole program.
+template <typename State>
+State& stateOf() {
+    static State state;
+    return state;
+}
+
 // A record as the log client got it.
 struct LogRecord {
     uint8_t level;
@@ -40,10 +47,7 @@ struct Allocation {
 
 class ScriptedPlatform {
  public:
-    static ScriptedPlatform& get() {
-        static ScriptedPlatform platform;
-        return platform;
-    }
+    static ScriptedPlatform& get() { return stateOf<ScriptedPlatform>(); }
 
     // Back to a platform that fails nothing and remembers nothing. Live blocks stay counted.
     void reset();

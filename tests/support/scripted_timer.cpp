@@ -3,7 +3,6 @@
 #include <mutex>
 #include <utility>
 
-#include "scripted_platform.h"
 #include "tarn_platform/os_signal.h"
 
 using namespace tarn::test;

@@ -4,10 +4,10 @@
 
 #include <array>
 #include <csignal>
-#include <cstdint>
 #include <deque>
 #include <functional>
 
+#include "scripted_platform.h"
 #include "tarn_platform/os_time.h"
 #include "tarn_platform/os_timer.h"
 
@@ -36,19 +36,13 @@ struct ScriptedTimers {
     void fire(size_t index);
 };
 
-inline ScriptedTimers& scriptedTimers() {
-    static ScriptedTimers timers;
-    return timers;
-}
+inline constexpr auto scriptedTimers = stateOf<ScriptedTimers>;
 
 struct ScriptedTime {
     OsTimeEx calendar = {};
     uint32_t seconds = 0;
 };
 
-inline ScriptedTime& scriptedTime() {
-    static ScriptedTime time;
-    return time;
-}
+inline constexpr auto scriptedTime = stateOf<ScriptedTime>;
 
 } // namespace tarn::test
