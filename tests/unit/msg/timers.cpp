@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <cstring>
+#include <future>
 #include <thread>
 
 #include "scripted_message.h"
@@ -142,21 +143,6 @@ TEST_F(TimerTest, ExpirySendsWhatTheLastStartGave) {
     EXPECT_THAT(takeLogs(), IsEmpty());
 }
 
-TEST_F(TimerTest, UnknownIdsChangeNothing) {
-    EXPECT_EQ(ConfCommTimerStart(72, 1, kText, sizeof kText), 1U);
-    EXPECT_EQ(ConfCommTimerStop(UINT32_MAX), 1U);
-    EXPECT_EQ(platform.count("OsMutexLock"), 0U);
-    ASSERT_EQ(ConfCommTimerStart(70, 1, nullptr, 0), 0U);
-    OsTimerParam param = timers.created[0].param;
-    param.userData[0] = 99;
-    param.callback(&param);
-    param.callback(nullptr);
-    EXPECT_EQ(sentCount(), 0U);
-    EXPECT_THAT(takeLogs("ConfCommTimerOut"),
-                ElementsAre("1 [ConfCommTimerStartEx]timerId:72 invalid", "1 [ConfCommTimerStop]timerId:-1 invalid",
-                            "timerId:99 invalid", "Null ptr."));
-}
-
 TEST_F(TimerTest, WithoutItsDataATimerSendsNothingAndWithoutAHandleItFails) {
     platform.failNth("memcpy_s", 1);
     EXPECT_EQ(ConfCommTimerStart(70, 5, kText, sizeof kText), 1U);
@@ -210,20 +196,29 @@ TEST_F(TimerTest, FreeStandingPeriodicStaysUntilItIsStopped) {
     EXPECT_EQ(timer.data, nullptr);
 }
 
-TEST_F(TimerTest, FreeStandingCallsRefuseNull) {
-    EXPECT_THAT(Codes({ConfTimerInit(nullptr, 1, 1, kReceiver, handler), ConfTimerInit(&timer, 1, 2, nullptr, handler),
+TEST_F(TimerTest, UnknownIdsAndNullChangeNothing) {
+    EXPECT_THAT(Codes({ConfCommTimerStart(72, 1, kText, sizeof kText), ConfCommTimerStop(UINT32_MAX),
+                       ConfTimerInit(nullptr, 1, 1, kReceiver, handler), ConfTimerInit(&timer, 1, 2, nullptr, handler),
                        ConfTimerStart(nullptr, 1, 1, nullptr, 0), ConfTimerStop(nullptr)}),
                 Each(1));
+    EXPECT_FALSE(ConfTimerIsVaild(nullptr));
     EXPECT_EQ(timer.id, 9U);
     EXPECT_EQ(timer.mode, CONF_TIMER_ONE_SHOT);
-    EXPECT_FALSE(ConfTimerIsVaild(nullptr));
-    EXPECT_THAT(takeLogs("ConfTimerInit"), ElementsAre("Null ptr.", "Null ptr.", "1 [ConfTimerStart]Null ptr.",
-                                                       "1 [ConfTimerStop]Null ptr.", "1 [ConfTimerIsVaild]Null ptr."));
-
-    ASSERT_EQ(ConfTimerStart(&timer, 1, 1, nullptr, 0), 0U);
-    timers.created[0].param.callback(nullptr);
-    EXPECT_THAT(takeLogs("ConfCommTimerIDOut"), ElementsAre("Null ptr."));
+    EXPECT_EQ(platform.count("OsMutexLock"), 0U);
+    EXPECT_THAT(takeLogs("ConfTimerInit"),
+                ElementsAre("1 [ConfCommTimerStartEx]timerId:72 invalid", "1 [ConfCommTimerStop]timerId:-1 invalid",
+                            "Null ptr.", "Null ptr.", "1 [ConfTimerStart]Null ptr.", "1 [ConfTimerStop]Null ptr.",
+                            "1 [ConfTimerIsVaild]Null ptr."));
+    // Nor do expiries of such.
+    ASSERT_EQ(ConfCommTimerStart(70, 1, nullptr, 0) + ConfTimerStart(&timer, 1, 1, nullptr, 0), 0U);
+    OsTimerParam param = timers.created[0].param;
+    param.userData[0] = 99;
+    param.callback(&param);
+    param.callback(nullptr);
+    timers.created[1].param.callback(nullptr);
     EXPECT_EQ(sentCount(), 0U);
+    EXPECT_THAT(takeLogs("ConfCommTimerOut"),
+                ElementsAre("timerId:99 invalid", "Null ptr.", "1 [ConfCommTimerIDOut]Null ptr."));
 }
 
 TEST_F(TimerTest, ExpiryDuringItsOwnStartIsSentWithTheNewContent) {
@@ -240,22 +235,18 @@ TEST_F(TimerTest, ExpiryDuringItsOwnStartIsSentWithTheNewContent) {
 // The handler may start its timer anew while the timer thread is still busy with the expiry that brought it.
 TEST_F(TimerTest, StartBesideASendingExpiryMakesANewTimer) {
     ASSERT_EQ(ConfTimerStart(&timer, 10, 5, nullptr, 0), 0U);
-    std::atomic<bool> sending = false;
-    std::atomic<bool> startedAnew = false;
+    std::promise<void> sending;
+    std::promise<void> startedAnew;
     scriptedMessages().whileSending = [&] {
         EXPECT_TRUE(ConfTimerIsVaild(&timer));
-        sending = true;
-        while (!startedAnew) {
-            std::this_thread::yield();
-        }
+        sending.set_value();
+        startedAnew.get_future().wait();
     };
     std::thread timerThread([&] { timers.fire(0); });
-    while (!sending) {
-        std::this_thread::yield();
-    }
+    sending.get_future().wait();
     EXPECT_EQ(ConfTimerStart(&timer, 10, 6, nullptr, 0), 0U);
     EXPECT_EQ(timers.created.size(), 2U);
-    startedAnew = true;
+    startedAnew.set_value();
     timerThread.join();
     EXPECT_TRUE(ConfTimerIsVaild(&timer)) << "the first expiry must not mark the second run idle";
     scriptedMessages().whileSending = nullptr;
