@@ -56,7 +56,7 @@ class NotificationTest : public ScriptedPlatformTest {
     }
 };
 
-// First in this program: the slot cannot be emptied again, and the other tests are told through it.
+// First in this program: the slot cannot be emptied again.
 TEST_F(NotificationTest, NobodyIsToldBeforeRegistration) {
     ConfRegisterNotifyFunc(nullptr);
     uint8_t data = 0;
@@ -76,6 +76,7 @@ TEST_F(NotificationTest, NobodyIsToldBeforeRegistration) {
 }
 
 TEST_F(NotificationTest, LargeNotificationGoesInPacketsOfTheSendersOwnBytes) {
+    ConfRegisterNotifyFunc(application);
     // Never touched: the packets are parts of the caller's bytes, not copies.
     std::vector<uint8_t> storage(kMost);
     uint8_t* const data = storage.data();
@@ -106,6 +107,7 @@ TEST_F(NotificationTest, LargeNotificationGoesInPacketsOfTheSendersOwnBytes) {
 }
 
 TEST_F(NotificationTest, PacketsOfTwoThreadsNeverInterleave) {
+    ConfRegisterNotifyFunc(application);
     constexpr int kRounds = 200;
     constexpr uint32_t kPackets = 8;
     std::vector<uint8_t> storage(kMost);

@@ -26,15 +26,11 @@ class Json : public ScriptedPlatformTest {
 };
 
 ConfJsonItem number(const char* key, double value) {
-    ConfJsonItem item{CONF_JSON_TYPE_NUMBER, key, {}};
-    item.number = value;
-    return item;
+    return {CONF_JSON_TYPE_NUMBER, key, {.number = value}};
 }
 
 ConfJsonItem string(const char* key, const char* value) {
-    ConfJsonItem item{CONF_JSON_TYPE_STRING, key, {}};
-    item.string = value;
-    return item;
+    return {CONF_JSON_TYPE_STRING, key, {.string = value}};
 }
 
 ConfJsonItem boolean(const char* key, unsigned char firstByte) {

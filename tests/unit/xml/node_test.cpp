@@ -116,10 +116,10 @@ TEST_F(XmlNodes, EveryTypeIsWrittenWhereItMayBe) {
     std::string attributes;
     for (uint32_t type = 0; type < 14; ++type) {
         EXPECT_EQ(ConfXmlSetNodeText(node, static_cast<int32_t>(type), values[type]), 0U);
-        texts.append(ConfXmlGetNodeText(node)).append(" ");
+        texts.append(ConfXmlGetNodeText(node)) += " ";
         const uint32_t added = ConfXmlAddAttr(node, "k", type, values[type]);
         const char* const attribute = ConfXmlGetNodeStrAttr(node, "k");
-        attributes.append(attribute == nullptr ? std::to_string(added) + "!" : attribute).append(" ");
+        attributes.append(added == 0 ? "" : std::to_string(added) + "!").append(attribute ? attribute : "") += " ";
         EXPECT_EQ(ConfXmlDeleteAttr(node, "k"), 0U);
     }
     EXPECT_EQ(texts,
