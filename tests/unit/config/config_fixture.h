@@ -1,8 +1,12 @@
 // A started registry, and callbacks whose calls a test can see.
 #pragma once
 
+#include <algorithm>
+#include <array>
+#include <cstring>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "scripted_config.h"
@@ -12,37 +16,85 @@
 
 namespace tarn::test {
 
-// A call of one of the test's callbacks.
-struct CallbackCall {
-    size_t callback;
-    KeyValueTexts items;
-    bool operator==(const CallbackCall&) const = default;
-};
+// Fills the field to its last byte: a NUL behind a text is not promised.
+template <size_t kBytes>
+void fillField(char (&field)[kBytes], std::string_view text, char behind) {
+    std::memset(field, behind, kBytes);
+    std::memcpy(field, text.data(), std::min(text.size(), kBytes));
+}
 
-ConfConfigKeyValue keyValue(std::string_view key, std::string_view value);
+inline ConfConfigKeyValue keyValue(std::string_view key, std::string_view value) {
+    ConfConfigKeyValue item = {};
+    fillField(item.key, key, '\0');
+    fillField(item.value, value, '\0');
+    return item;
+}
 
 class ConfigTest : public ScriptedPlatformTest {
  protected:
-    static constexpr size_t kCallbacks = 201;
+    // A call of one of the test's callbacks.
+    using Call = std::pair<size_t, KeyValueTexts>;
+    static inline std::vector<Call> calls;
 
-    void SetUp() override;
-    void TearDown() override;
+    void SetUp() override {
+        ScriptedPlatformTest::SetUp();
+        service.reset();
+        calls.clear();
+        ASSERT_EQ(SetLogLevel(CONF_LOG_DEBUG), 0U);
+        ASSERT_EQ(ConfConfigInit([] {}, "owner", "domain"), 0U);
+        platform.reset();
+    }
+    void TearDown() override {
+        ConfConfigDeInit();
+        SetLogLevel(CONF_LOG_INFO);
+        ScriptedPlatformTest::TearDown();
+    }
 
-    // The n-th of `kCallbacks` callbacks, which differ.
-    static ConfConfigChangeCallBack callback(size_t n);
-    static std::vector<CallbackCall>& calls();
+    // The n-th of 201 callbacks, which differ.
+    static ConfConfigChangeCallBack callback(size_t n) {
+        static constexpr auto kAll = []<size_t... kNumbers>(std::index_sequence<kNumbers...>) {
+            return std::array<ConfConfigChangeCallBack, sizeof...(kNumbers)>{recordCall<kNumbers>...};
+        }
+        (std::make_index_sequence<201>());
+        return kAll.at(n);
+    }
 
-    // Delivers these changes as the service does.
-    static void notify(const KeyValueTexts& changes);
+    // Delivers these changes as the service does; a text that is longer than its field claims more than is there.
+    static void notify(const KeyValueTexts& changes) {
+        std::vector<ConfConfigOmValue> values(changes.size());
+        std::vector<ConfConfigOmNotifyEntry> entries(changes.size());
+        for (size_t i = 0; i < changes.size(); ++i) {
+            const auto& [key, value] = changes[i];
+            fillField(entries[i].key, key, 'X');
+            fillField(values[i].text, value, 'X');
+            entries[i].keyLength = static_cast<uint8_t>(key.size());
+            values[i].length = static_cast<uint32_t>(value.size());
+            entries[i].value = &values[i];
+        }
+        ConfConfigOmNotify notification = {static_cast<uint32_t>(entries.size()), entries.data()};
+        ConfConfigClientCallBack(OM_CONFIG_MSG_CHANGED, 1, 2, &notification);
+    }
 
     // Writes of the service since the last call of this, one after the other.
-    KeyValueTexts takeWritten();
-
-    // Records of the log at this level that hold a text.
-    static constexpr int kAnyLevel = -1;
-    size_t logsWith(const std::string& text, int level = CONF_LOG_ERROR) const;
+    KeyValueTexts takeWritten() {
+        KeyValueTexts all;
+        for (const KeyValueTexts& write : std::exchange(service.writes, {})) {
+            all.insert(all.end(), write.begin(), write.end());
+        }
+        return all;
+    }
 
     ScriptedConfig& service = ScriptedConfig::get();
+
+ private:
+    template <size_t kNumber>
+    static void recordCall(ConfConfigKeyValue* items, uint8_t count) {
+        KeyValueTexts texts;
+        for (uint8_t i = 0; i < count; ++i) {
+            texts.emplace_back(items[i].key, items[i].value);
+        }
+        calls.emplace_back(kNumber, texts);
+    }
 };
 
 } // namespace tarn::test
