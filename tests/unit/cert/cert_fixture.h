@@ -3,6 +3,7 @@
 #pragma once
 
 #include <gmock/gmock.h>
+#include <openssl/err.h>
 
 #include <atomic>
 #include <string>
@@ -12,9 +13,9 @@
 #include "pki.h"
 #include "scripted_certificate.h"
 #include "scripted_path.h"
-#include "scripted_platform.h"
 #include "tarn_conference/conf_cert.h"
 #include "tarn_conference/conf_log.h"
+#include "told.h"
 
 namespace tarn::test {
 
@@ -27,23 +28,61 @@ extern std::atomic<uint8_t> fixedPathsSwitch;
 // With ca/, crl/ and storage/ in `scratch`, as the service tells; nobody registered and no change pending.
 class CertTest : public ScriptedPlatformTest {
  protected:
-    void SetUp() override;
-    void TearDown() override;
+    static constexpr uint32_t kFailed = CONF_CERT_FAILED;
+
+    void SetUp() override {
+        ScriptedPlatformTest::SetUp();
+        ScriptedCertificates::reset();
+        fixedPathsSwitch = 0;
+        for (const char* const name : {"ca", "crl", "storage"}) {
+            std::filesystem::create_directory(scratch / name);
+        }
+        service.caDirectory = scratch / "ca";
+        service.crlDirectory = scratch / "crl";
+        scriptedPaths().storage = scratch / "storage";
+        ConfCertNotifyCallback([](uint32_t) {});
+        ConfCertNotifyCallback(nullptr);
+        ConfCertUpdateNotifyCallback(nullptr);
+        ERR_clear_error();
+        platform.reset();
+    }
+    void TearDown() override {
+        scriptedPaths() = {};
+        ScriptedPlatformTest::TearDown();
+    }
 
     // Serves the type from files in `scratch`, as well as by its bytes.
     void serve(uint32_t type, const std::string& certificate, const std::string& key,
-               const std::string& passPhrase = "");
-    // Texts of the records at this level, in order.
-    std::vector<std::string> textsAt(int level) const;
-    // Texts of all records, in order; the level stands in front where it is not that of errors.
-    std::vector<std::string> texts() const;
+               const std::string& passPhrase = "") {
+        const std::string certPath = scratch / ("cert" + std::to_string(type));
+        const std::string keyPath = scratch / ("key" + std::to_string(type));
+        writeFile(certPath, certificate);
+        writeFile(keyPath, key);
+        service.served[kOmTypes[type]] = {certificate, key, certPath, keyPath, passPhrase, {}, {}};
+    }
+
+    // The records since the last call of this, or those of one level, as "level [function]message". The name of the
+    // scratch directory is left out.
+    std::vector<std::string> told(char level = '\0') const {
+        std::vector<std::string> texts = takeLogs();
+        std::erase_if(texts, [=](const std::string& text) { return level != '\0' && text[0] != level; });
+        for (std::string& text : texts) {
+            for (size_t at = text.find(scratch.path()); at != std::string::npos; at = text.find(scratch.path())) {
+                text.erase(at, scratch.path().size());
+            }
+        }
+        return texts;
+    }
+
+    static std::string storePath() {
+        char path[CONF_CERT_PATH_LEN];
+        ConfCertGetAddrCaPath(path);
+        return path;
+    }
 
     ScratchDirectory scratch;
     ScriptedCertificates& service = ScriptedCertificates::get();
 };
-
-// The text with `before` replaced by `after` everywhere; so that expectations need no scratch names.
-std::vector<std::string> replaced(std::vector<std::string> texts, const std::string& before, const std::string& after);
 
 // Test material that is made once: keys take time.
 struct TestPki {
@@ -53,6 +92,9 @@ struct TestPki {
     Identity intermediate = issue("Test Intermediate", newEcKey(), &root, true);
     Identity leaf = issue("server", rsa, &intermediate);
 };
-const TestPki& pki();
+inline const TestPki& pki() {
+    static const TestPki made;
+    return made;
+}
 
 } // namespace tarn::test

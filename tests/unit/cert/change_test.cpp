@@ -26,7 +26,6 @@ class Change : public CertTest {
             serve(type, "certificate", "key");
         }
         changes.clear();
-        firstTypeChanges = 0;
         caUpdates = 0;
     }
     void TearDown() override {
@@ -38,63 +37,57 @@ class Change : public CertTest {
     static void changed(uint32_t type) { ConfOmCertCallback(OM_CERT_EVENT_SERVICE, kOmTypes[type]); }
     static void record(uint32_t change) { changes.push_back(change); }
     static void countFirstType(uint32_t) { ++firstTypeChanges; }
-    static void countCaUpdate() { ++caUpdates; }
 };
 
-TEST_F(Change, RegisteredCallbackHearsOfEachTypeButOne) {
-    ConfCertNotifyCallback(record);
-    EXPECT_THAT(texts(), ElementsAre("[ConfCertNotifyCallback]Conf register certchange callback, Flag:0."));
-    for (uint32_t type = 0; type < 4; ++type) {
-        changed(type);
-    }
-    EXPECT_THAT(changes, ElementsAre(0, 1, 1));
-}
-
-TEST_F(Change, OnlyTheFirstTypeWaitsForTheRegistration) {
+TEST_F(Change, TypesButOneAreHeardOfAndOnlyTheFirstWaitsForTheRegistration) {
+    const std::string registered = "1 [ConfCertNotifyCallback]Conf register certchange callback, Flag:";
     for (const uint32_t type : {3U, 1U, 2U}) {
         changed(type);
     }
     ConfCertNotifyCallback(record);
+    EXPECT_EQ(told().back(), registered + "0.");
     EXPECT_THAT(changes, IsEmpty());
+    for (uint32_t type = 0; type < 4; ++type) {
+        changed(type);
+    }
+    EXPECT_THAT(changes, ElementsAre(0, 1, 1));
+
     ConfCertNotifyCallback(nullptr);
+    changes.clear();
     changed(0);
     changed(0);
-    // Nobody to deliver to: it goes on waiting.
-    ConfCertNotifyCallback(nullptr);
-    platform.clearLogs();
+    ConfCertNotifyCallback(nullptr); // nobody to deliver to: it goes on waiting
     ConfCertNotifyCallback(record);
-    EXPECT_THAT(texts(), ElementsAre("[ConfCertNotifyCallback]Conf register certchange callback, Flag:1."));
-    EXPECT_THAT(changes, ElementsAre(0));
+    EXPECT_EQ(told().back(), registered + "1.");
     ConfCertNotifyCallback(record);
     EXPECT_THAT(changes, ElementsAre(0));
 }
 
 TEST_F(Change, UnusableEventsTellNobody) {
     ConfCertNotifyCallback(record);
+    told();
     ConfOmCertCallback(OM_CERT_EVENT_SERVICE, 0x102);
     // An id longer than its field is not kept, and nothing is written beside the field.
     service.reportedIdLength = 300;
     changed(3);
-    EXPECT_THAT(texts(),
-                ElementsAre("[ConfCertNotifyCallback]Conf register certchange callback, Flag:0.",
-                            "3 [ConfOmCertCallback]ConfOmCertCallback enter, msgId = 0",
+    ConfOmCertCallback(4, kOmTypes[0]);
+    EXPECT_THAT(told(),
+                ElementsAre("3 [ConfOmCertCallback]ConfOmCertCallback enter, msgId = 0",
                             "3 [ConfCertUpdateCertInfo]ConfCertUpdateCertInfo enter, type = [-1]",
-                            "[ConfCertGetCertSizeAndInfo]conf secure func failed, err = -1!\n",
+                            "1 [ConfCertGetCertSizeAndInfo]conf secure func failed, err = -1!\n",
                             "3 [ConfOmCertCallback]ConfOmCertCallback enter, msgId = 0",
                             "3 [ConfCertUpdateCertInfo]ConfCertUpdateCertInfo enter, type = [3]",
-                            "3 [GetCertSize]cert size = [11]", "[SetCertInfo]conf secure func failed, err = 34!\n"));
+                            "3 [GetCertSize]cert size = [11]", "1 [SetCertInfo]conf secure func failed, err = 34!\n",
+                            "3 [ConfOmCertCallback]ConfOmCertCallback enter, msgId = 4"));
     EXPECT_THAT(changes, ElementsAre(1)); // of the second
 }
 
 TEST_F(Change, CaEventTellsTheProcessAndCrlEventDoesNot) {
-    ConfCertUpdateNotifyCallback(countCaUpdate);
-    EXPECT_EQ(texts().back(), "3 [ConfCertUpdateNotifyCallback]Conf register ca cert update callback.");
+    ConfCertUpdateNotifyCallback([] { ++caUpdates; });
+    EXPECT_THAT(told(), ElementsAre("3 [ConfCertUpdateNotifyCallback]Conf register ca cert update callback."));
     ConfOmCertCallback(OM_CERT_EVENT_CA, 0);
     ConfOmCertCallback(OM_CERT_EVENT_CRL, 0);
     EXPECT_EQ(platform.count("OsOpenDir"), 6U);
-    platform.reset();
-    ConfOmCertCallback(4, kOmTypes[0]);
-    EXPECT_THAT(texts(), ElementsAre("3 [ConfOmCertCallback]ConfOmCertCallback enter, msgId = 4"));
     EXPECT_EQ(caUpdates, 1);
 }
 
@@ -131,14 +124,12 @@ TEST_F(Change, EventsGoTogetherWithReaders) {
         done = true;
     });
     while (!done) {
-        char store[512];
-        ConfCertGetAddrCaPath(store);
+        EXPECT_EQ(storePath(), scratch / "storage/");
         ConfCertNotifyCallback(countFirstType);
         ConfCertUpdateNotifyCallback([] {});
         ConfOmCertCallback(OM_CERT_EVENT_CRL, 0);
         // Reads the certificate's id; its holder has no such key.
         EXPECT_NE(ConfLoadServerCert(serverContext().get(), 2), 0U);
-        EXPECT_EQ(store, scratch / "storage/");
     }
     events.join();
     ScriptedEngine::get().unload();

@@ -1,6 +1,4 @@
 // Server contexts: key by file and keyless, through the handshake; CA files.
-#include <openssl/err.h>
-
 #include "cert_fixture.h"
 #include "handshake.h"
 #include "scripted_openssl.h"
@@ -8,13 +6,9 @@
 
 namespace {
 
-using testing::Contains;
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 using namespace tarn::test;
-
-constexpr uint32_t kFailed = 0xFFFFFFFF;
 
 class TlsServer : public CertTest {
  protected:
@@ -32,27 +26,19 @@ class TlsServer : public CertTest {
         return pem(pki().leaf.certificate) + pem(pki().intermediate.certificate) + pem(pki().root.certificate);
     }
 
-    // Loads type `type`, says what it logged as errors, and leaves no OpenSSL error after a success.
-    std::vector<std::string> loadErrors(uint32_t type, uint32_t expected) {
+    // Loads the type, tells what was logged, and leaves no OpenSSL error after a success.
+    std::vector<std::string> load(uint32_t type, uint32_t expected) {
         const Context context = serverContext();
-        platform.clearLogs();
+        told();
         EXPECT_EQ(ConfLoadServerCert(context.get(), type), expected);
+        std::vector<std::string> logs = told();
         if (expected == 0) {
             EXPECT_EQ(ERR_peek_error(), 0U);
             EXPECT_TRUE(handshake(context.get(), deviceClient().get()).succeeded);
         }
         EXPECT_EQ(SSL_CTX_get_default_passwd_cb_userdata(context.get()), nullptr);
         ERR_clear_error();
-        return replaced(textsAt(CONF_LOG_ERROR), scratch.path(), "SCRATCH");
-    }
-
-    // Type 2, its key with the engine.
-    void serveKeyless() {
-        serve(2, chain(), "");
-        writeFile(scratch / scriptedCertificateId(chain()), pem(pki().rsa));
-        service.capability[2] = 1;
-        ConfOmCertCallback(OM_CERT_EVENT_SERVICE, kOmTypes[2]);
-        platform.reset();
+        return logs;
     }
 
     ScriptedEngine& engine = ScriptedEngine::get();
@@ -67,73 +53,63 @@ TEST_F(TlsServer, KeysFromFilesServeHandshakes) {
     const std::string broken = pem(pki().intermediate.certificate).substr(0, 200);
     serve(3, pem(issue("alone", pki().rsa, &pki().root).certificate) + broken, pem(pki().rsa));
     for (uint32_t type = 0; type < 4; ++type) {
-        SCOPED_TRACE(type);
-        EXPECT_THAT(loadErrors(type, 0), IsEmpty());
-        EXPECT_THAT(textsAt(CONF_LOG_INFO), Contains("[ConfLoadServerCert]type=" + std::to_string(type) + " flag=0"));
+        EXPECT_THAT(load(type, 0), ElementsAre("3 [ConfLoadServerCert]type=" + std::to_string(type) + " flag=0"));
     }
 }
 
 TEST_F(TlsServer, FilesThatDoNotFitAreRefused) {
-    const char* const kKeyRefused = "[ConfLoadServerCertificateByKey][TLS]SSL_ctxUsePrivateKeyFile err, SCRATCH/key0";
-    const char* const kNotTheKey = "[ConfLoadServerCertificateByKey][TLS]SSL_ctxCheckPrivateKey err, SCRATCH/key0";
-    serve(0, chain(), pem(newRsaKey()));
-    EXPECT_THAT(loadErrors(0, kFailed), ElementsAre(kKeyRefused));
-    serve(0, chain(), pem(pki().ec));
-    EXPECT_THAT(loadErrors(0, kFailed), ElementsAre(kNotTheKey));
-    serve(0, chain(), pem(pki().rsa, "pass phrase"), "another");
-    EXPECT_THAT(loadErrors(0, kFailed), ElementsAre(kKeyRefused));
+    const std::string prefix = "1 [ConfLoadServerCertificateByKey]";
+    const auto error = [&](const std::string& certificate, const std::string& key, const std::string& passPhrase = "") {
+        serve(0, certificate, key, passPhrase);
+        return load(0, kFailed).back();
+    };
+    EXPECT_EQ(error(chain(), pem(newRsaKey())), prefix + "[TLS]SSL_ctxUsePrivateKeyFile err, /key0");
+    EXPECT_EQ(error(chain(), pem(pki().rsa, "one"), "another"), prefix + "[TLS]SSL_ctxUsePrivateKeyFile err, /key0");
+    EXPECT_EQ(error(chain(), pem(pki().ec)), prefix + "[TLS]SSL_ctxCheckPrivateKey err, /key0");
+    EXPECT_EQ(error("no certificate", pem(pki().rsa)), prefix + "server cert file error :0");
+    // What OpenSSL found wrong is left to the caller.
+    EXPECT_EQ(ConfLoadServerCert(serverContext().get(), 0), kFailed);
+    EXPECT_NE(ERR_peek_error(), 0U);
     for (std::string ServedCertificate::*const path : {&ServedCertificate::certPath, &ServedCertificate::keyPath}) {
         serve(0, chain(), pem(pki().rsa));
         service.served[kOmTypes[0]].*path = "";
-        EXPECT_THAT(loadErrors(0, kFailed), ElementsAre("[ConfLoadServerCertificateByKey]server cert is null"));
+        EXPECT_EQ(load(0, kFailed).back(), prefix + "server cert is null");
     }
-    serve(0, "no certificate", pem(pki().rsa));
-    EXPECT_THAT(loadErrors(0, kFailed), ElementsAre("[ConfLoadServerCertificateByKey]server cert file error :0"));
-    // What OpenSSL found wrong is left to the caller.
-    const Context context = serverContext();
-    EXPECT_EQ(ConfLoadServerCert(context.get(), 0), kFailed);
-    EXPECT_NE(ERR_peek_error(), 0U);
-    ERR_clear_error();
-}
-
-TEST_F(TlsServer, UnknownTypesAndTypesThatAreNotServed) {
-    EXPECT_THAT(loadErrors(1, kFailed), ElementsAre("[ConfLoadServerCertificateByKey]TarnOmCertGetCertPath, ret=602."));
-    EXPECT_THAT(loadErrors(4, kFailed), ElementsAre("[ConfLoadServerCert]server cert check error"));
-    service.capability[8] = 7;
-    serve(1, "no certificate", "");
-    EXPECT_THAT(loadErrors(1, kFailed), ElementsAre("[ConfLoadServerCertificateKeyLess]server cert file error :0"));
-    EXPECT_THAT(textsAt(CONF_LOG_INFO), ElementsAre("[ConfLoadServerCert]type=1 flag=7"));
-    platform.clearLogs();
+    EXPECT_EQ(load(1, kFailed).back(), prefix + "TarnOmCertGetCertPath, ret=602.");
+    EXPECT_THAT(load(4, kFailed), ElementsAre("1 [ConfLoadServerCert]server cert check error"));
     EXPECT_EQ(ConfLoadServerCert(nullptr, 0), kFailed);
-    EXPECT_THAT(texts(), ElementsAre("[ConfLoadServerCert]Null ptr."));
+    EXPECT_THAT(told(), ElementsAre("1 [ConfLoadServerCert]Null ptr."));
 }
 
 TEST_F(TlsServer, KeylessTypesSignThroughTheEngine) {
-    const char* const kNoKey = "[ConfLoadServerCertificateKeyLess]use privkey error";
-    serveKeyless();
+    const std::string loader = "[ConfLoadServerCertificateKeyLess]";
     const std::string id = scriptedCertificateId(chain());
-    EXPECT_THAT(loadErrors(2, 0), IsEmpty());
+    const auto changed = [] { ConfOmCertCallback(OM_CERT_EVENT_SERVICE, kOmTypes[2]); };
+    serve(1, "no certificate", "");
+    serve(2, chain(), "");
+    writeFile(scratch / id, pem(pki().rsa));
+    service.capability = {0, 0, 1, 0, 0, 0, 0, 0, 7, 0};
+    changed();
+    platform.reset();
+    EXPECT_THAT(load(1, kFailed),
+                ElementsAre("3 [ConfLoadServerCert]type=1 flag=7", "1 " + loader + "server cert file error :0"));
+    EXPECT_THAT(load(2, 0),
+                ElementsAre("3 [ConfLoadServerCert]type=2 flag=1", "3 " + loader + "get cert from type [" + id + "]"));
     EXPECT_EQ(engine.modulePath, "/system/lib64/libopenssl_engine.so");
+    EXPECT_EQ(load(2, 0).back(), "3 [GetOpensslEngine]ssl_engine has loaded");
     EXPECT_EQ(platform.count("ENGINE_init"), 1U);
-    EXPECT_THAT(textsAt(CONF_LOG_INFO), Contains("[ConfLoadServerCertificateKeyLess]get cert from type [" + id + "]"));
-    EXPECT_THAT(loadErrors(2, 0), IsEmpty());
-    EXPECT_EQ(platform.count("ENGINE_init"), 1U);
-    EXPECT_THAT(textsAt(CONF_LOG_INFO), Contains("[GetOpensslEngine]ssl_engine has loaded"));
 
     writeFile(scratch / id, pem(pki().ec));
-    EXPECT_THAT(loadErrors(2, kFailed), ElementsAre("[ConfLoadServerCertificateKeyLess]check privKey error"));
+    EXPECT_EQ(load(2, kFailed).back(), "1 " + loader + "check privKey error");
     std::filesystem::remove(scratch / id);
-    EXPECT_THAT(loadErrors(2, kFailed), ElementsAre(kNoKey));
-    // An id as long as its field has no NUL in it.
+    EXPECT_EQ(load(2, kFailed).back(), "1 " + loader + "use privkey error");
+    // An id as long as its field has no NUL in it; behind a shorter one stands what it did not overwrite.
     service.reportedIdLength = 256;
-    ConfOmCertCallback(OM_CERT_EVENT_SERVICE, kOmTypes[2]);
-    EXPECT_THAT(loadErrors(2, kFailed), ElementsAre(kNoKey));
-    // Behind a shorter one stands what it did not overwrite.
+    changed();
     service.reportedIdLength.reset();
-    ConfOmCertCallback(OM_CERT_EVENT_SERVICE, kOmTypes[2]);
-    EXPECT_THAT(loadErrors(2, kFailed), ElementsAre(kNoKey));
-    EXPECT_THAT(textsAt(CONF_LOG_INFO), Contains("[ConfLoadServerCertificateKeyLess]get cert from type [" + id +
-                                                 std::string(256 - id.size(), 'x') + "]"));
+    changed();
+    EXPECT_EQ(load(2, kFailed)[1],
+              "3 " + loader + "get cert from type [" + id + std::string(256 - id.size(), 'x') + "]");
 }
 
 TEST_F(TlsServer, CaFilesThatFailLeaveTheOthersIn) {
@@ -144,13 +120,12 @@ TEST_F(TlsServer, CaFilesThatFailLeaveTheOthersIn) {
 
     writeFile(scratch / "ca/bad.pem", "no certificate");
     const Context trusting = deviceClient();
-    EXPECT_THAT(textsAt(CONF_LOG_ERROR), ElementsAre("[ConfCertLoadOneCaCert]load ca file fail!"));
     EXPECT_TRUE(handshake(server.get(), trusting.get()).succeeded);
-
-    platform.clearLogs();
     EXPECT_EQ(ConfCertLoadAllCaCert(trusting.get(), nullptr, 3), kFailed);
     ConfCertLoadOneCaCert(trusting.get(), nullptr, 1);
-    EXPECT_THAT(texts(), ElementsAre("[ConfCertLoadAllCaCert]invalid params!", "[ConfCertLoadOneCaCert]Null ptr."));
+    EXPECT_THAT(told('1'),
+                ElementsAre("1 [ConfCertLoadOneCaCert]load ca file fail!", "1 [ConfCertLoadAllCaCert]invalid params!",
+                            "1 [ConfCertLoadOneCaCert]Null ptr."));
 }
 
 } // namespace
