@@ -9,9 +9,7 @@
 
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
-
+using namespace testing;
 using namespace tarn::test;
 
 std::vector<uint32_t> changes;
@@ -27,11 +25,6 @@ class Change : public CertTest {
         }
         changes.clear();
         caUpdates = 0;
-    }
-    void TearDown() override {
-        ConfCertNotifyCallback(nullptr);
-        ConfCertUpdateNotifyCallback(nullptr);
-        CertTest::TearDown();
     }
 
     static void changed(uint32_t type) { ConfOmCertCallback(OM_CERT_EVENT_SERVICE, kOmTypes[type]); }

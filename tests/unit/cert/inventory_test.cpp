@@ -1,43 +1,31 @@
 // Start-up, the fetch of service certificates, paths, the CA list.
-#include <cstring>
-
 #include "cert_fixture.h"
 
 namespace {
 
-using testing::AllOf;
-using testing::ElementsAre;
-using testing::Field;
-using testing::IsEmpty;
-using testing::StrEq;
-
+using namespace testing;
 using namespace tarn::test;
-
-constexpr uint32_t kMebibyte = 1048576;
 
 using Inventory = CertTest;
 
 TEST_F(Inventory, StartUpGoesOnWithoutACertificate) {
-    std::vector<std::string> expected = {"3 [ConfCertInit]TarnOmCertClientInit enter"};
-    for (uint32_t type = 0; type < 4; ++type) {
-        expected.push_back("3 [ConfCertUpdateCertInfo]ConfCertUpdateCertInfo enter, type = [" + std::to_string(type) +
-                           "]");
-        if (type != 3) {
-            serve(type, "certificate", "key");
-            expected.emplace_back("3 [GetCertSize]cert size = [11]");
-        }
-    }
-    expected.emplace_back("1 [GetCertSize]TarnOmCertGetExpectedSrvCertSize ERROR");
-    expected.emplace_back("1 [ConfCertGetAllCert]Failed to load the certificate. type = [3]");
-    for (const char* const name : {"storage/", "ca/", "crl/"}) { // the joins log their lengths
-        expected.push_back("1 [ConfCertUpdateLdapCert]conf secure func failed, err = " +
-                           std::to_string((scratch / name).size()) + "!\n");
+    for (uint32_t type = 0; type < 3; ++type) {
+        serve(type, "certificate", "key");
     }
     int argument = 0;
     ConfCertInit(&argument);
     EXPECT_EQ(service.clientArgument, &argument);
     EXPECT_EQ(service.notify, ConfOmCertCallback);
-    EXPECT_EQ(told(), expected);
+    const std::string enter = "3 [ConfCertUpdateCertInfo]ConfCertUpdateCertInfo enter, type = [";
+    const std::string size = "3 [GetCertSize]cert size = [11]";
+    const auto joined = [&](const std::string& path) { // the joins log their lengths
+        return "1 [ConfCertUpdateLdapCert]conf secure func failed, err = " + std::to_string(path.size()) + "!\n";
+    };
+    EXPECT_THAT(told(),
+                ElementsAre("3 [ConfCertInit]TarnOmCertClientInit enter", enter + "0]", size, enter + "1]", size,
+                            enter + "2]", size, enter + "3]", "1 [GetCertSize]TarnOmCertGetExpectedSrvCertSize ERROR",
+                            "1 [ConfCertGetAllCert]Failed to load the certificate. type = [3]",
+                            joined(scratch / "storage/"), joined(scratch / "ca/"), joined(scratch / "crl/")));
     EXPECT_EQ(storePath(), scratch / "storage/");
 }
 
@@ -45,6 +33,7 @@ TEST_F(Inventory, FetchBringsCertificateAndKeyWithinTheLimits) {
     serve(2, "certificate", "key part");
     std::optional<uint32_t>& size = service.served[kOmTypes[2]].reportedSize;
     ConfCertServiceCert fetched = {};
+    constexpr uint32_t kMebibyte = 1048576;
     for (const uint32_t refused : {0U, kMebibyte + 1}) {
         size = refused;
         EXPECT_EQ(ConfCertGetCertSizeAndInfo(2, &fetched), 1U);
@@ -64,7 +53,7 @@ TEST_F(Inventory, FetchBringsCertificateAndKeyWithinTheLimits) {
     told();
     EXPECT_THAT(Codes({ConfCertGetCertSizeAndInfo(2, &fetched), ConfCertGetCertSizeAndInfo(4, &fetched),
                        ConfCertGetCertSizeAndInfo(0, nullptr)}),
-                testing::Each(1));
+                Each(1));
     ClearAndFreeBuff(nullptr, 2);
     EXPECT_THAT(told(), ElementsAre("3 [GetCertSize]cert size = [11]", "3 [ConfCertGetCertSizeAndInfo]malloc err!",
                                     "1 [ConfCertGetCertSizeAndInfo]conf secure func failed, err = -1!\n",
@@ -107,19 +96,15 @@ TEST_F(Inventory, PathsAreAskedForAndCopied) {
 }
 
 TEST_F(Inventory, CaListTakesPemFilesUpToThirty) {
-    const auto isEntry = [&](const std::string& name) {
-        return AllOf(Field(&ConfCaCertEntry::path, StrEq(scratch / ("ca/" + name))),
-                     Field(&ConfCaCertEntry::fileType, 1U));
-    };
     for (const char* const name : {"a.PEM", "xpem", "x.pem.bak", "pem", "x.crt", ".pem"}) {
         writeFile(scratch / (std::string("ca/") += name), "not looked at");
     }
     std::vector<ConfCaCertEntry> list(30);
     uint32_t count = 99;
     ASSERT_EQ(ConfCertGetCaCertList(list.data(), &count), 0U);
-    list.resize(count);
-    EXPECT_THAT(list, testing::UnorderedElementsAre(isEntry("a.PEM"), isEntry("xpem"), isEntry(".pem")));
-
+    EXPECT_EQ(count, 3U);
+    EXPECT_THAT(std::set<std::string>({list[0].path, list[1].path, list[2].path}),
+                UnorderedElementsAre(scratch / "ca/a.PEM", scratch / "ca/xpem", scratch / "ca/.pem"));
     for (int i = 0; i < 40; ++i) {
         writeFile(scratch / ("ca/" + std::to_string(i) + ".pem"), "");
     }

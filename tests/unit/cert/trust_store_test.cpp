@@ -13,31 +13,22 @@ uint8_t CallServiceIsForbiddenKitCap(void) {
 
 namespace {
 
-using testing::Contains;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::UnorderedElementsAre;
-
+using namespace testing;
 using namespace tarn::test;
 
 // Another root directory for the time of a test, where the rights to it are.
-class OtherRoot {
- public:
-    explicit OtherRoot(const std::string& path)
-        : former_(open("/", O_PATH | O_DIRECTORY | O_CLOEXEC)), isEntered_(chroot(path.c_str()) == 0) {}
+struct OtherRoot {
+    explicit OtherRoot(const std::string& path) : isEntered(chroot(path.c_str()) == 0) {}
     ~OtherRoot() {
-        EXPECT_TRUE(!isEntered_ || (fchdir(former_) == 0 && chroot(".") == 0 && chdir(workingDirectory_.c_str()) == 0));
-        close(former_);
+        EXPECT_TRUE(!isEntered || (fchdir(former) == 0 && chroot(".") == 0 && chdir(workingDirectory.c_str()) == 0));
+        close(former);
     }
     OtherRoot(const OtherRoot&) = delete;
     OtherRoot& operator=(const OtherRoot&) = delete;
 
-    bool isEntered() const { return isEntered_; }
-
- private:
-    const std::filesystem::path workingDirectory_ = std::filesystem::current_path();
-    const int former_;
-    const bool isEntered_;
+    const std::filesystem::path workingDirectory = std::filesystem::current_path();
+    const int former = open("/", O_PATH | O_DIRECTORY | O_CLOEXEC);
+    const bool isEntered;
 };
 
 class TrustStore : public CertTest {
@@ -140,7 +131,7 @@ TEST_F(TrustStore, FixedPathsAreEmptiedAndLinked) {
     writeFile(scratch / "data/certfile/CA/2.pem", pem(twin.certificate));
     writeFile(scratch / "data/certfile/CRL/crl.pem", crlPem(pki().root));
     const OtherRoot root(scratch.path());
-    if (!root.isEntered()) {
+    if (!root.isEntered) {
         GTEST_SKIP() << "needs the right to change the root directory";
     }
     fixedPathsSwitch = 1;

@@ -1,9 +1,7 @@
 // A started registry, and callbacks whose calls a test can see.
 #pragma once
 
-#include <algorithm>
 #include <array>
-#include <cstring>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -16,17 +14,11 @@
 
 namespace tarn::test {
 
-// Fills the field to its last byte: a NUL behind a text is not promised.
-template <size_t kBytes>
-void fillField(char (&field)[kBytes], std::string_view text, char behind) {
-    std::memset(field, behind, kBytes);
-    std::memcpy(field, text.data(), std::min(text.size(), kBytes));
-}
-
+// Texts that are too long fill their fields.
 inline ConfConfigKeyValue keyValue(std::string_view key, std::string_view value) {
     ConfConfigKeyValue item = {};
-    fillField(item.key, key, '\0');
-    fillField(item.value, value, '\0');
+    key.copy(item.key, sizeof item.key);
+    value.copy(item.value, sizeof item.value);
     return item;
 }
 
@@ -59,14 +51,14 @@ class ConfigTest : public ScriptedPlatformTest {
         return kAll.at(n);
     }
 
-    // Delivers these changes as the service does; a text that is longer than its field claims more than is there.
+    // Delivers these changes as the service does.
     static void notify(const KeyValueTexts& changes) {
         std::vector<ConfConfigOmValue> values(changes.size());
         std::vector<ConfConfigOmNotifyEntry> entries(changes.size());
         for (size_t i = 0; i < changes.size(); ++i) {
             const auto& [key, value] = changes[i];
-            fillField(entries[i].key, key, 'X');
-            fillField(values[i].text, value, 'X');
+            key.copy(entries[i].key, sizeof entries[i].key);
+            value.copy(values[i].text, sizeof values[i].text);
             entries[i].keyLength = static_cast<uint8_t>(key.size());
             values[i].length = static_cast<uint32_t>(value.size());
             entries[i].value = &values[i];

@@ -1,4 +1,5 @@
-// Server contexts: key by file and keyless, through the handshake; CA files.
+// TLS contexts, through the handshake: key by file and keyless, CA files, revocation lists and what verification
+// tolerates.
 #include "cert_fixture.h"
 #include "handshake.h"
 #include "scripted_openssl.h"
@@ -6,15 +7,15 @@
 
 namespace {
 
-using testing::ElementsAre;
-
+using namespace testing;
 using namespace tarn::test;
 
-class TlsServer : public CertTest {
+class Tls : public CertTest {
  protected:
     void SetUp() override {
         CertTest::SetUp();
         writeFile(scratch / "ca/root.pem", pem(pki().root.certificate));
+        writeFile(scratch / "crl/other-crl.pem", crlPem(newCa("Unrelated")));
         engine.keyDirectory = scratch.path();
     }
     void TearDown() override {
@@ -41,13 +42,32 @@ class TlsServer : public CertTest {
         return logs;
     }
 
+    // A client that trusts the device's CA files and has its revocation lists.
+    static Context checkingClient() {
+        Context context = deviceClient();
+        EXPECT_EQ(ConfAddCancelCrlToSslctx(context.get()), 0U);
+        EXPECT_EQ(ERR_peek_error(), 0U);
+        return context;
+    }
+
+    // The client's finding about a server with this certificate, issued by the intermediate.
+    static long findingAbout(const Identity& server, bool succeeds) {
+        const Context context = serverContext();
+        EXPECT_EQ(SSL_CTX_use_certificate(context.get(), server.certificate.get()), 1);
+        EXPECT_EQ(SSL_CTX_add1_chain_cert(context.get(), pki().intermediate.certificate.get()), 1);
+        EXPECT_EQ(SSL_CTX_use_PrivateKey(context.get(), server.key.get()), 1);
+        const HandshakeResult result = handshake(context.get(), checkingClient().get());
+        EXPECT_EQ(result.succeeded, succeeds);
+        return result.verifyResult;
+    }
+
     ScriptedEngine& engine = ScriptedEngine::get();
 };
 
-TEST_F(TlsServer, KeysFromFilesServeHandshakes) {
+TEST_F(Tls, KeysFromFilesServeHandshakes) {
     serve(0, chain(), pem(pki().rsa));
     serve(1, chain(), pem(pki().rsa, "pass phrase"), "pass phrase");
-    const Key ec = newEcKey();
+    const auto ec = newEcKey();
     serve(2, "text\n" + pem(issue("ec", ec, &pki().root).certificate) + "text\n", pem(ec));
     // The chain breaks off behind the first certificate, which is then loaded alone.
     const std::string broken = pem(pki().intermediate.certificate).substr(0, 200);
@@ -57,7 +77,7 @@ TEST_F(TlsServer, KeysFromFilesServeHandshakes) {
     }
 }
 
-TEST_F(TlsServer, FilesThatDoNotFitAreRefused) {
+TEST_F(Tls, FilesThatDoNotFitAreRefused) {
     const std::string prefix = "1 [ConfLoadServerCertificateByKey]";
     const auto error = [&](const std::string& certificate, const std::string& key, const std::string& passPhrase = "") {
         serve(0, certificate, key, passPhrase);
@@ -81,7 +101,7 @@ TEST_F(TlsServer, FilesThatDoNotFitAreRefused) {
     EXPECT_THAT(told(), ElementsAre("1 [ConfLoadServerCert]Null ptr."));
 }
 
-TEST_F(TlsServer, KeylessTypesSignThroughTheEngine) {
+TEST_F(Tls, KeylessTypesSignThroughTheEngine) {
     const std::string loader = "[ConfLoadServerCertificateKeyLess]";
     const std::string id = scriptedCertificateId(chain());
     const auto changed = [] { ConfOmCertCallback(OM_CERT_EVENT_SERVICE, kOmTypes[2]); };
@@ -112,7 +132,7 @@ TEST_F(TlsServer, KeylessTypesSignThroughTheEngine) {
               "3 " + loader + "get cert from type [" + id + std::string(256 - id.size(), 'x') + "]");
 }
 
-TEST_F(TlsServer, CaFilesThatFailLeaveTheOthersIn) {
+TEST_F(Tls, CaFilesThatFailLeaveTheOthersIn) {
     serve(0, chain(), pem(pki().rsa));
     const Context server = serverContext();
     ASSERT_EQ(ConfLoadServerCert(server.get(), 0), 0U);
@@ -126,6 +146,72 @@ TEST_F(TlsServer, CaFilesThatFailLeaveTheOthersIn) {
     EXPECT_THAT(told('1'),
                 ElementsAre("1 [ConfCertLoadOneCaCert]load ca file fail!", "1 [ConfCertLoadAllCaCert]invalid params!",
                             "1 [ConfCertLoadOneCaCert]Null ptr."));
+}
+
+TEST_F(Tls, MissingListsAndSelfSignedPeersPass) {
+    EXPECT_EQ(findingAbout(pki().leaf, true), X509_V_OK);
+    const std::string noList = "2 [X509Vericycallback]X509_V_ERR_UNABLE_TO_GET_CRL, ignore, clear error";
+    EXPECT_THAT(told('2'), ElementsAre(noList, noList, noList)); // the root's own is missing too
+    writeFile(scratch / "crl/1.crl", crlPem(pki().root));
+    writeFile(scratch / "crl/2.crl", crlPem(pki().intermediate));
+    EXPECT_EQ(findingAbout(pki().leaf, true), X509_V_OK);
+    EXPECT_THAT(told('2'), IsEmpty());
+
+    // As long as no missing list clears it, the finding stays for whoever asks.
+    EXPECT_EQ(findingAbout(issue("self-signed", pki().rsa), true), X509_V_OK);
+    const Identity selfSigned = issue("self-signed", pki().ec, nullptr, true);
+    writeFile(scratch / "crl/3.crl", crlPem(selfSigned));
+    const Context context = checkingClient();
+    const std::shared_ptr<X509_STORE_CTX> verification(X509_STORE_CTX_new(), X509_STORE_CTX_free);
+    X509_STORE_CTX_init(verification.get(), SSL_CTX_get_cert_store(context.get()), selfSigned.certificate.get(),
+                        nullptr);
+    told();
+    EXPECT_EQ(X509_verify_cert(verification.get()), 1);
+    EXPECT_EQ(X509_STORE_CTX_get_error(verification.get()), X509_V_ERR_DEPTH_ZERO_SELF_SIGNED_CERT);
+    EXPECT_THAT(told(), Contains("2 [X509Vericycallback]X509_V_ERR_DEPTH_ZERO_SELF_SIGNED_CERT"));
+}
+
+TEST_F(Tls, EveryOtherFindingIsRefused) {
+    const Identity& issuer = pki().intermediate;
+    EXPECT_EQ(findingAbout(issue("expired", pki().rsa, &issuer, false, {-2 * kDay, -kDay}), false),
+              X509_V_ERR_CERT_HAS_EXPIRED);
+    EXPECT_EQ(findingAbout(issue("forged", pki().rsa, &pki().leaf), false),
+              X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT_LOCALLY);
+    const std::pair<std::string, long> lists[] = {
+        {crlPem(issuer, {pki().leaf.certificate}), X509_V_ERR_CERT_REVOKED},
+        {crlPem(pki().root, {issuer.certificate}), X509_V_ERR_CERT_REVOKED}, // the whole chain is checked
+        {crlPem(issuer, {}, {-2 * kDay, -kDay}), X509_V_ERR_CRL_HAS_EXPIRED},
+        {crlPem({issuer.certificate, pki().ec}), X509_V_ERR_CRL_SIGNATURE_FAILURE}};
+    for (const auto& [list, finding] : lists) {
+        writeFile(scratch / "crl/a.crl", list);
+        EXPECT_EQ(findingAbout(pki().leaf, false), finding);
+    }
+}
+
+TEST_F(Tls, ListsAreChosenByNameAndBadOnesPassedOver) {
+    std::filesystem::remove(scratch / "crl/other-crl.pem");
+    for (const char* const name : {"ca.pem", "crl", "Xcrl1.PEM"}) {
+        writeFile(scratch / (std::string("crl/") += name), crlPem(pki().root));
+    }
+    const Context context = clientContext();
+    const std::string path = "1 [ConfAddCancelCrlToSslctx]crlPath ";
+    const std::string file = "1 [ConfAddCancelCrlToSslctx]crl acFileName /crl/Xcrl1.PEM";
+    EXPECT_EQ(ConfAddCancelCrlToSslctx(context.get()), 0U);
+    EXPECT_THAT(told(), ElementsAre(path + "/crl", file));
+    writeFile(scratch / "crl/Xcrl1.PEM", pem(pki().root.certificate));
+    EXPECT_EQ(ConfAddCancelCrlToSslctx(context.get()), 0U);
+    EXPECT_THAT(told(), ElementsAre(path + "/crl", file, "1 [AddCancelCrlToSslctxByFile]d2i_X509 failed",
+                                    "1 [ConfAddCancelCrlToSslctx]add file cert failed"));
+
+    EXPECT_EQ(ConfAddCancelCrlToSslctx(nullptr), 1U);
+    service.crlDirectory = "absent";
+    EXPECT_EQ(ConfAddCancelCrlToSslctx(context.get()), 1U);
+    fixedPathsSwitch = 1;
+    platform.failNth("OsOpenDir", 1);
+    EXPECT_EQ(ConfAddCancelCrlToSslctx(context.get()), 1U);
+    EXPECT_THAT(told(), ElementsAre("1 [ConfAddCancelCrlToSslctx]para err", path + "absent",
+                                    "1 [ConfAddCancelCrlToSslctx]OpenDir error", path + "/data/tarn_conference/CA/",
+                                    "1 [ConfAddCancelCrlToSslctx]OpenDir error"));
 }
 
 } // namespace
