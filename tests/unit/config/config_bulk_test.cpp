@@ -11,17 +11,14 @@ namespace {
 
 using namespace testing;
 
-struct FreeBlock {
-    void operator()(ConfMeetingServerMsgBlock* block) const {
-        OSMemTypeFreeMon(block->result, 0, 0, __LINE__, "test");
-        OSMemTypeFreeMon(block, 0, 0, __LINE__, "test");
-    }
-};
-using Block = std::unique_ptr<ConfMeetingServerMsgBlock, FreeBlock>;
+using Block = std::shared_ptr<ConfMeetingServerMsgBlock>;
 
 Block makeBlock(const std::vector<ConfConfigKeyValue>& items) {
     const size_t bytes = items.size() * sizeof(ConfConfigKeyValue);
-    Block block(GenerateMeetingServerMsgBlock(items.data(), static_cast<uint32_t>(bytes)));
+    const Block block(GenerateMeetingServerMsgBlock(items.data(), static_cast<uint32_t>(bytes)), [](auto* made) {
+        OSMemTypeFreeMon(made->result, 0, 0, __LINE__, "test");
+        OSMemTypeFreeMon(made, 0, 0, __LINE__, "test");
+    });
     block->listLen = static_cast<uint32_t>(items.size());
     return block;
 }
