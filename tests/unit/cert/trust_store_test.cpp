@@ -135,7 +135,8 @@ TEST_F(TrustStore, FixedPathsAreEmptiedAndLinked) {
         GTEST_SKIP() << "needs the right to change the root directory";
     }
     fixedPathsSwitch = 1;
-    static bool caUpdated = false;
+    static bool caUpdated;
+    caUpdated = false;
     ConfCertUpdateNotifyCallback([] { caUpdated = true; });
     ConfOmCertCallback(OM_CERT_EVENT_CA, 0);
     EXPECT_FALSE(caUpdated);

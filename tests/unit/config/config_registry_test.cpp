@@ -90,8 +90,8 @@ TEST_F(ConfigRegistry, NothingWorksBeforeInitAndAfterDeInitAndASecondInitStartsA
     EXPECT_THAT(takeLogs("ConfConfigSetValue"), ElementsAre("ConfConfigSetValue CALLCONFIG_NOTFIND\n"));
     bind("Conf.a");
     ConfConfigDeInit();
-    EXPECT_THAT(takeLogs(), ElementsAre("3 [ConfConfigDeInit]ConfConfigDeInit"));
     bind("Conf.a");
+    EXPECT_THAT(takeLogs(), ElementsAre("3 [ConfConfigDeInit]ConfConfigDeInit"));
     EXPECT_EQ(set("Conf.a", "4"), 0);
     EXPECT_EQ(ConfConfigSyncByKeyToOM(""), CONF_CONFIG_FAILED);
     ConfConfigInitOmCfg();
