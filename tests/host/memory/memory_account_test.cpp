@@ -1,4 +1,5 @@
-// The account against a plain model, from one thread and from several.
+// The account: of several threads, as it is listed, and on its way to another process.
+#include "memory/account_code.h"
 #include "support/host_test.h"
 #include "tarn_host/host_memory.h"
 #include "tarn_platform/os_memory.h"
@@ -6,6 +7,10 @@
 namespace {
 
 using namespace tarn::test;
+
+// Of a place: live blocks and bytes, most bytes, and all blocks and bytes that there ever were.
+using Numbers = std::array<uint64_t, 5>;
+using Places = std::map<uint32_t, Numbers>;
 
 void* allocate(uint32_t size, const char* file, uint32_t line) {
     return OsMemMallocSetCharMon(size, 0, 0, 0, line, file);
@@ -20,13 +25,20 @@ void releaseAll(const Blocks& blocks) {
     std::for_each(std::begin(blocks), std::end(blocks), release);
 }
 
-std::vector<TarnHostMemorySite> sitesOf(const char* fileName) {
-    std::array<TarnHostMemorySite, 64> sites = {};
+// The places of a file, by their line.
+Places placesOf(const char* fileName) {
+    std::array<TarnHostMemorySite, 8> sites = {};
     TarnHostMemoryRecord record = {sites.data(), sites.size(), 0, 0};
     const TarnHostMemoryFilter filter = {fileName};
     EXPECT_EQ(OsMemGetMemRec(1, 0, &filter, &record), 0U);
-    EXPECT_EQ(record.count, record.total);
-    return {sites.begin(), sites.begin() + record.count};
+    Places places;
+    for (uint32_t i = 0; i < record.count; ++i) {
+        const TarnHostMemorySite& site = sites[i];
+        EXPECT_STREQ(site.fileName, fileName);
+        places[site.line] = {site.liveBlocks, site.liveBytes, site.peakBytes, site.totalBlocks, site.totalBytes};
+    }
+    EXPECT_EQ(places.size(), record.total);
+    return places;
 }
 
 TarnHostMemoryStatus status() {
@@ -35,197 +47,106 @@ TarnHostMemoryStatus status() {
     return now;
 }
 
-std::array<uint64_t, 5> numbersOf(const TarnHostMemorySite& site) {
-    return {site.liveBlocks, site.liveBytes, site.peakBytes, site.totalBlocks, site.totalBytes};
-}
-
-// The account of one place, kept by hand.
-void add(TarnHostMemorySite& site, uint32_t size) {
-    ++site.liveBlocks;
-    ++site.totalBlocks;
-    site.liveBytes += size;
-    site.totalBytes += size;
-    site.peakBytes = std::max(site.peakBytes, site.liveBytes);
-}
-
-// A random walk of allocations and releases.
-class Walk {
- public:
-    Walk(const char* file, unsigned seed) : file_(file), random_(seed) {}
-
-    void run(int steps) {
-        for (int i = 0; i < steps; ++i) {
-            if (live_.empty() || random_() % 5 < 3) {
-                allocateOne();
-            } else {
-                releaseAt(random_() % live_.size());
-            }
-        }
-    }
-    void releaseAll() {
-        while (!live_.empty()) {
-            releaseAt(live_.size() - 1);
-        }
-    }
-    void expectAccount() const {
-        const std::vector<TarnHostMemorySite> sites = sitesOf(file_);
-        ASSERT_EQ(sites.size(), model_.size());
-        for (const TarnHostMemorySite& site : sites) {
-            EXPECT_STREQ(site.fileName, file_);
-            EXPECT_EQ(numbersOf(site), numbersOf(model_.at(site.line)));
-        }
-    }
-    const TarnHostMemorySite& sum() const { return sum_; }
-
- private:
-    struct Block {
-        unsigned char* memory;
-        uint32_t size;
-        uint32_t line;
-        unsigned char mark;
+// Each thread names the places by a text of its own, and frees what another thread has allocated.
+TEST(MemoryAccount, AddsUpWhatThreadsAllocateAndFree) {
+    static const std::array<std::string, 4> names = {"shared", "shared", "shared", "shared"};
+    const TarnHostMemoryStatus before = status();
+    const auto grown = [&before] {
+        const TarnHostMemoryStatus now = status();
+        return Numbers{now.sites - before.sites, now.liveBlocks - before.liveBlocks, now.liveBytes - before.liveBytes,
+                       now.totalBlocks - before.totalBlocks, now.totalBytes - before.totalBytes};
     };
-
-    void allocateOne() {
-        Block block = {nullptr, static_cast<uint32_t>(random_() % 3000), static_cast<uint32_t>(1 + random_() % 7),
-                       static_cast<unsigned char>(random_())};
-        block.memory = static_cast<unsigned char*>(allocate(block.size, file_, block.line));
-        ASSERT_NE(block.memory, nullptr);
-        ASSERT_EQ(reinterpret_cast<uintptr_t>(block.memory) % alignof(std::max_align_t), 0U);
-        std::memset(block.memory, block.mark, block.size);
-        live_.push_back(block);
-        add(model_[block.line], block.size);
-        add(sum_, block.size);
-    }
-
-    void releaseAt(size_t index) {
-        const Block block = live_[index];
-        live_[index] = live_.back();
-        live_.pop_back();
-        ASSERT_EQ(std::count(block.memory, block.memory + block.size, block.mark), block.size);
-        release(block.memory);
-        for (TarnHostMemorySite* site : {&model_[block.line], &sum_}) {
-            --site->liveBlocks;
-            site->liveBytes -= block.size;
-        }
-    }
-
-    const char* file_;
-    std::mt19937 random_;
-    std::vector<Block> live_;
-    std::map<uint32_t, TarnHostMemorySite> model_;
-    TarnHostMemorySite sum_ = {};
-};
-
-} // namespace
-
-TEST(MemoryAccount, AgreesWithAModelWhileThreadsAllocateAtOnce) {
-    TarnHostMemoryStatus expected = status();
-    const uint64_t blocksBefore = expected.liveBlocks;
-    const uint64_t bytesBefore = expected.liveBytes;
-    std::array<Walk, 4> walks = {Walk("walk_a", 1), Walk("walk_b", 2), Walk("walk_c", 3), Walk("walk_d", 4)};
-    inThreads(walks.size(), [&](size_t thread) { walks[thread].run(8000); });
-    for (const Walk& walk : walks) {
-        walk.expectAccount();
-        expected.sites += 7;
-        expected.liveBlocks += walk.sum().liveBlocks;
-        expected.liveBytes += walk.sum().liveBytes;
-        expected.totalBlocks += walk.sum().totalBlocks;
-        expected.totalBytes += walk.sum().totalBytes;
-    }
-    expected.peakBytes = status().peakBytes; // Between the threads nobody can tell.
-    EXPECT_GE(expected.peakBytes, expected.liveBytes);
-    const TarnHostMemoryStatus full = status();
-    EXPECT_EQ(std::memcmp(&full, &expected, sizeof full), 0);
-
-    inThreads(walks.size(), [&](size_t thread) { walks[(thread + 1) % walks.size()].releaseAll(); });
-    EXPECT_EQ(status().liveBlocks, blocksBefore);
-    EXPECT_EQ(status().liveBytes, bytesBefore);
-}
-
-TEST(MemoryAccount, ThreadsShareOneSiteAndFreeEachOthersBlocks) {
     std::array<std::vector<void*>, 4> blocks;
     inThreads(blocks.size(), [&](size_t thread) {
-        for (int i = 0; i < 5000; ++i) {
-            blocks[thread].push_back(allocate(10, "shared", 1));
+        for (uint32_t i = 0; i < 6000; ++i) {
+            blocks[thread].push_back(allocate(i % 3 * 10, names[thread].c_str(), i % 3));
         }
     });
-    const std::vector<TarnHostMemorySite> full = sitesOf("shared");
-    ASSERT_EQ(full.size(), 1U);
-    EXPECT_EQ(full[0].liveBlocks, 20000U);
-    EXPECT_EQ(full[0].peakBytes, 200000U);
+    EXPECT_EQ(placesOf("shared"), (Places{{0, {8000, 0, 0, 8000, 0}},
+                                          {1, {8000, 80000, 80000, 8000, 80000}},
+                                          {2, {8000, 160000, 160000, 8000, 160000}}}));
+    EXPECT_EQ(grown(), (Numbers{3, 24000, 240000, 24000, 240000}));
+    EXPECT_GE(status().peakBytes, status().liveBytes);
+
     inThreads(blocks.size(), [&](size_t thread) { releaseAll(blocks[(thread + 1) % blocks.size()]); });
-    EXPECT_EQ(sitesOf("shared")[0].liveBlocks, 0U);
-    EXPECT_EQ(sitesOf("shared")[0].liveBytes, 0U);
+    EXPECT_EQ(placesOf("shared").at(2), (Numbers{0, 0, 160000, 8000, 160000}));
+    EXPECT_EQ(grown(), (Numbers{3, 0, 0, 24000, 240000}));
 }
 
-TEST(MemoryAccount, EqualNamesAtDifferentAddressesAreOneSite) {
-    std::string first = "twice.cpp";
-    std::string second = "twice.cpp";
-    void* blocks[] = {allocate(1, first.c_str(), 5), allocate(2, second.c_str(), 5), allocate(3, nullptr, 6)};
-    ASSERT_EQ(sitesOf("twice.cpp").size(), 1U);
-    EXPECT_EQ(sitesOf("twice.cpp")[0].liveBytes, 3U);
-    EXPECT_EQ(sitesOf("(unknown)")[0].liveBytes, 3U);
-    releaseAll(blocks);
-}
-
-TEST(MemoryAccount, RecordIsSortedCutAtTheCapacityAndChecksItsArguments) {
-    void* blocks[] = {allocate(10, "sorted", 1), allocate(30, "sorted", 2), allocate(20, "sorted", 3)};
+TEST(MemoryAccount, ListsPlacesLargestFirst) {
+    void* blocks[] = {allocate(10, "sorted", 1), allocate(123456789, "sorted", 2), allocate(20, "sorted", 3),
+                      allocate(5, nullptr, 6)};
+    release(allocate(1, "sorted", 4));
     const TarnHostMemoryFilter filter = {"sorted"};
     std::array<TarnHostMemorySite, 3> sites = {};
     TarnHostMemoryRecord record = {sites.data(), 2, 0, 0};
     ASSERT_EQ(OsMemGetMemRec(1, 0, &filter, &record), 0U);
     EXPECT_EQ(record.count, 2U);
-    EXPECT_EQ(record.total, 3U);
+    EXPECT_EQ(record.total, 4U);
     EXPECT_EQ(sites[0].line, 2U);
     EXPECT_EQ(sites[1].line, 3U);
     EXPECT_EQ(sites[2].fileName, nullptr) << "written past the capacity";
 
-    TarnHostMemoryRecord counting = {nullptr, 0, 7, 0};
-    EXPECT_EQ(OsMemGetMemRec(0, 0, nullptr, &counting), 0U);
-    EXPECT_EQ(counting.count, 0U);
-    EXPECT_GE(counting.total, 3U);
+    std::array<char, 65536> report = {};
+    FILE* stream = fmemopen(report.data(), report.size(), "w");
+    EXPECT_EQ(TarnHostMemoryReport(stream), status().liveBlocks);
+    std::fclose(stream);
+    EXPECT_THAT(report.data(),
+                testing::ContainsRegex("  live bytes  live blocks   peak bytes   all blocks  site\n"
+                                       "   123456789            1    123456789            1  sorted:2\n"
+                                       "(.*\n)*"
+                                       "           5            1            5            1  .unknown.:6\n"
+                                       "(.*\n)*.* all [0-9]+ sites\n$"));
+    EXPECT_THAT(report.data(), testing::Not(testing::HasSubstr("sorted:4"))) << "nothing of it is left";
+    releaseAll(blocks);
+}
 
-    TarnHostMemoryRecord noArray = {nullptr, 1, 7, 8};
+TEST(MemoryAccount, ChecksItsArguments) {
+    TarnHostMemoryRecord record = {nullptr, 1, 7, 8};
     const TarnHostMemoryFilter noName = {nullptr};
-    expectAll(kInvalid, {OsMemGetMemRec(0, 0, nullptr, &noArray), OsMemGetMemRec(1, 0, nullptr, &record),
-                         OsMemGetMemRec(1, 0, &noName, &record), OsMemGetMemRec(0, 0, nullptr, nullptr),
+    expectAll(kInvalid, {OsMemGetMemRec(0, 0, nullptr, &record), OsMemGetMemRec(0, 0, nullptr, nullptr),
                          OsMemGetMemStatus(nullptr, 0, 0), OsMemGetMemScan(nullptr, 0, 0),
                          OsMemGetMemoryUseMonitor(nullptr, 0, 0)});
-    EXPECT_EQ(noArray.count, 7U);
-    releaseAll(blocks);
+    EXPECT_EQ(record.count, 7U);
+    record.capacity = 0;
+    expectAll(kInvalid, {OsMemGetMemRec(1, 0, nullptr, &record), OsMemGetMemRec(1, 0, &noName, &record)});
+    EXPECT_EQ(OsMemGetMemRec(0, 0, nullptr, &record), 0U) << "without an array the places are only counted";
+    EXPECT_EQ(record.count, 0U);
+    EXPECT_EQ(record.total, status().sites);
 }
 
 TEST(MemoryAccount, MonitorTellsTheUseSinceItsPreviousCall) {
     TarnHostMemoryUse use = {};
-    ASSERT_EQ(OsMemGetMemoryUseMonitor(&use, 0, 0), 0U);
+    const auto look = [&use] { return OsMemGetMemoryUseMonitor(&use, 0, 0); };
+    ASSERT_EQ(look(), 0U);
     const uint64_t start = use.liveBytes;
     void* kept = allocate(100, "monitor", 1);
     release(allocate(5000, "monitor", 2));
-    ASSERT_EQ(OsMemGetMemoryUseMonitor(&use, 0, 0), 0U);
+    ASSERT_EQ(look(), 0U);
     EXPECT_EQ(use.liveBytes, start + 100);
     EXPECT_EQ(use.windowPeakBytes, start + 5100);
     EXPECT_EQ(use.windowBlocks, 2U);
     EXPECT_EQ(use.windowBytes, 5100U);
     release(kept);
-    ASSERT_EQ(OsMemGetMemoryUseMonitor(&use, 0, 0), 0U);
+    ASSERT_EQ(look(), 0U);
     EXPECT_EQ(use.windowPeakBytes, start + 100);
     EXPECT_EQ(use.windowBlocks, 0U);
 }
 
-TEST(MemoryAccount, ReportListsLiveSitesLargestFirst) {
-    void* blocks[] = {allocate(100, "report_small", 11), allocate(123456789, "report_large", 22)};
-    release(allocate(1, "report_gone", 33));
-    std::array<char, 65536> report = {};
-    FILE* stream = fmemopen(report.data(), report.size(), "w");
-    ASSERT_NE(stream, nullptr);
-    EXPECT_EQ(TarnHostMemoryReport(stream), status().liveBlocks);
-    std::fclose(stream);
-    EXPECT_THAT(report.data(),
-                testing::ContainsRegex("  live bytes  live blocks   peak bytes   all blocks  site\n"
-                                       "   123456789            1    123456789            1  report_large:22\n"));
-    EXPECT_THAT(report.data(),
-                testing::HasSubstr("         100            1          100            1  report_small:11\n"));
-    EXPECT_THAT(report.data(), testing::Not(testing::HasSubstr("report_gone")));
-    EXPECT_THAT(report.data(), testing::ContainsRegex("all [0-9]+ sites\n$"));
-    releaseAll(blocks);
+TEST(MemoryAccount, OfAnotherProcessIsRefusedWhenItEndsEarlyOrClaimsTooMuch) {
+    release(allocate(1, "x", 1));
+    std::vector<std::byte> bytes = tarn::host::encodeAccount();
+    const size_t whole = tarn::host::decodeAccount(bytes)->sites.size();
+    EXPECT_EQ(whole, status().sites);
+    for (size_t length = 0; length < bytes.size(); ++length) {
+        // A vector of its own, so that a read behind its end is seen.
+        const std::vector<std::byte> start(bytes.begin(), bytes.begin() + static_cast<long>(length));
+        const std::optional<tarn::host::Account> account = tarn::host::decodeAccount(start);
+        EXPECT_TRUE(!account || account->sites.size() < whole) << length;
+    }
+    constexpr size_t kFirstNameLength = sizeof(TarnHostMemoryStatus) + sizeof(uint32_t);
+    std::fill_n(bytes.begin() + kFirstNameLength, sizeof(uint32_t), std::byte{0xFF});
+    EXPECT_FALSE(tarn::host::decodeAccount(bytes).has_value());
 }
+
+} // namespace
