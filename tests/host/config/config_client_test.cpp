@@ -43,28 +43,24 @@ TEST_F(ConfigClient, KeepsTextsByteForByte) {
                          {"Conf.keep.\x01\xFF", "\xC3\x28 no UTF-8"},
                          {"conf.keep.empty", "of another case"}};
     ASSERT_EQ(putAll(items), 0U);
-    const auto expectAll = [&] {
-        for (const auto& [key, value] : items) {
-            EXPECT_EQ(held(key), value) << key;
-        }
-        // One by one a key that is not held is an error; among several its value is empty.
-        ConfConfigOmRecord records[] = {recordOf("Conf.keep.none", "old"), recordOf(items[1].first), {}};
-        EXPECT_EQ(TarnOmConfigStringGet(records), uint32_t{ENOENT});
-        EXPECT_STREQ(records[0].value.text, "old");
-        EXPECT_EQ(TarnOmConfigStringMget(records, 3), 0U);
-        EXPECT_STREQ(records[0].value.text, "");
-        EXPECT_EQ(records[0].value.length, 0U);
-        EXPECT_EQ(records[1].value.text, items[1].second);
-        EXPECT_EQ(records[1].value.length, 1023U);
-    };
-    expectAll();
+    EXPECT_EQ(std::filesystem::status(databasePath()).permissions(), std::filesystem::perms{0600});
     EXPECT_EQ(runForked([&] {
                   const Connection own;
-                  expectAll();
+                  for (const auto& [key, value] : items) {
+                      EXPECT_EQ(held(key), value) << key;
+                  }
                   return 0;
               }),
               0);
-    EXPECT_EQ(std::filesystem::status(databasePath()).permissions(), std::filesystem::perms{0600});
+    // One by one a key that is not held is an error; among several its value is empty.
+    ConfConfigOmRecord records[] = {recordOf("Conf.keep.none", "old"), recordOf(items[1].first), {}};
+    EXPECT_EQ(TarnOmConfigStringGet(records), uint32_t{ENOENT});
+    EXPECT_STREQ(records[0].value.text, "old");
+    EXPECT_EQ(TarnOmConfigStringMget(records, 3), 0U);
+    EXPECT_STREQ(records[0].value.text, "");
+    EXPECT_EQ(records[0].value.length, 0U);
+    EXPECT_EQ(records[1].value.text, items[1].second);
+    EXPECT_EQ(records[1].value.length, 1023U);
 }
 
 TEST_F(ConfigClient, CopiesOnlyTextsThatFit) {

@@ -25,11 +25,8 @@ TEST_F(ConfigTrouble, ManyMakeTheFileAtOnce) {
 }
 
 TEST_F(ConfigTrouble, KilledWritersLoseNothingForOthers) {
-    constexpr int kKills = 50;
-    const std::string lastOfMine = std::to_string(kKills - 1);
-    const Connection connection("Conf", remember);
-    std::mt19937 random(5);
-    for (int kill = 0; kill < kKills; ++kill) {
+    const Connection connection;
+    for (int kill = 0; kill < 50; ++kill) {
         const pid_t child = startForked([&] {
             const Connection own;
             for (int i = 0;; ++i) {
@@ -38,25 +35,13 @@ TEST_F(ConfigTrouble, KilledWritersLoseNothingForOthers) {
             }
             return 0;
         });
-        std::this_thread::sleep_for(std::chrono::microseconds(random() % 20000));
+        std::this_thread::sleep_for(std::chrono::microseconds(kill * 400));
         ::kill(child, SIGKILL);
         EXPECT_EQ(endOf(child), -SIGKILL);
         ASSERT_EQ(put("Conf.killed.mine", std::to_string(kill)), 0U);
     }
     EXPECT_EQ(integrity(), "ok");
-    // Each change that is held was notified, the last one that a killed writer made too.
-    std::map<std::string, std::string> told;
-    EXPECT_TRUE(comesTrue([&] {
-        for (const Pairs& call : remembered(0)) {
-            for (const auto& [key, value] : call) {
-                told[key] = value;
-            }
-        }
-        return told["Conf.killed.mine"] == lastOfMine;
-    }));
-    const std::optional<std::string> last = held("Conf.killed.x");
-    EXPECT_EQ(told["Conf.killed.x"], last);
-    EXPECT_EQ(held("Conf.killed.y")->substr(0, last->size()), *last);
+    EXPECT_EQ(held("Conf.killed.y"), held("Conf.killed.x").value_or("none") + std::string(900, ' '));
 }
 
 TEST_F(ConfigTrouble, AWriterKilledBeforeItTellsIsNoticed) {
@@ -66,18 +51,14 @@ TEST_F(ConfigTrouble, AWriterKilledBeforeItTellsIsNoticed) {
     // Commits a change as a client does, but dies before it touches the file. A row holds the lengths of key (13) and
     // value (1), and both texts.
     const auto commitAndDie = [] {
-        sqlite3* database = openDatabase(databasePath(), "PRAGMA busy_timeout=2000");
-        const bool isDone =
-            sqlite3_exec(database,
-                         "INSERT INTO change SELECT max(position)+17, x'0D0100' || 'Conf.silent.x' || '1' FROM change",
-                         nullptr, nullptr, nullptr) == SQLITE_OK;
-        raise(isDone ? SIGKILL : SIGABRT);
+        openDatabase(databasePath(),
+                     "PRAGMA busy_timeout=2000; INSERT INTO change SELECT max(position)+17,"
+                     " x'0D0100' || 'Conf.silent.x' || '1' FROM change");
+        raise(HasFailure() ? SIGABRT : SIGKILL);
         return 0;
     };
     EXPECT_EQ(runForked(commitAndDie), -SIGKILL);
-    const std::vector<Pairs> calls = remembered(2);
-    ASSERT_EQ(calls.size(), 2U);
-    EXPECT_EQ(calls[1], (Pairs{{"Conf.silent.x", "1"}}));
+    EXPECT_THAT(remembered(2), ElementsAre(testing::_, Pairs{{"Conf.silent.x", "1"}}));
 }
 
 TEST_F(ConfigTrouble, ALockedFileIsACode) {
@@ -96,12 +77,13 @@ TEST_F(ConfigTrouble, ALockedFileIsACode) {
 }
 
 TEST_F(ConfigTrouble, AFileThatIsNoConfigurationIsLeftAlone) {
-    const Connection connection;
-    ASSERT_EQ(put("Conf.spoiled.x", "1"), 0U);
     const std::string path = databasePath();
     const std::string away = path + ".away";
+    {
+        const Connection connection;
+        ASSERT_EQ(put("Conf.spoiled.x", "1"), 0U);
+    }
     // Without a client the write-ahead log is in the file.
-    ASSERT_EQ(TarnOmConfigUnInit("Conf"), 0U);
     std::filesystem::rename(path, away);
     const std::string foreign = std::string(TarnHostDir()) + "/foreign.db";
     sqlite3_close(openDatabase(foreign, "CREATE TABLE IF NOT EXISTS other(x)"));
@@ -116,7 +98,7 @@ TEST_F(ConfigTrouble, AFileThatIsNoConfigurationIsLeftAlone) {
     EXPECT_EQ(errors.mentions(path + ": unusable content; it is damaged"), 1);
     EXPECT_EQ(errors.mentions(""), 1);
     std::filesystem::rename(away, path);
-    ASSERT_EQ(TarnOmConfigInit(0, "test", "Conf"), 0U);
+    const Connection again;
     EXPECT_EQ(held("Conf.spoiled.x"), "1");
 }
 
