@@ -1,4 +1,4 @@
-// The bounded scanner: the C library's scanner is the model for the types; the sizes are its own.
+// The bounded scanner and tokens. The C library's scanner is the model for the types; the sizes are the platform's own.
 #include <clocale>
 
 #include "support/host_test.h"
@@ -39,11 +39,9 @@ TEST(SecureScan, TextThatDoesNotFitIsAMismatch) {
     };
     for (const char* format : {"%d %s %d", "%d %[a-d] %d", "%d %4s %d"}) {
         EXPECT_EQ(3, scan(format, 5)) << format;
-        EXPECT_STREQ("abcd", text);
-        EXPECT_EQ('x', text[5]);
+        EXPECT_EQ(0, std::memcmp(text, "abcd\0xx", sizeof text));
         EXPECT_EQ(1, scan(format, 4)) << format;
-        EXPECT_STREQ("", text);
-        EXPECT_STREQ("xxxxxx", text + 1);
+        EXPECT_EQ(0, std::memcmp(text, "\0xxxxxx", sizeof text));
         EXPECT_EQ(1, scan(format, 0)) << format;
         EXPECT_STREQ("xxxxxxx", text);
     }
@@ -81,24 +79,62 @@ TEST(SecureScan, SetsLiteralsAndSuppressedItems) {
     EXPECT_EQ(12, number);
     EXPECT_EQ(11, read);
     EXPECT_EQ(1, sscanf_s("5;", "%d,%n", &number, &read)) << "a literal that is not there";
+    EXPECT_EQ(1, sscanf_s("42 ", "%d%*n", &number)) << "a suppressed position takes no argument";
     EXPECT_EQ(EOF, sscanf_s(" ", "%d", &number));
+    EXPECT_EQ(0, sscanf_s("1", ""));
 }
 
 TEST(SecureScan, BrokenConstraintsAndFormats) {
-    int number = 5;
+    int number = 0;
     char text[8];
     for (const int refused : {sscanf_s(nullptr, "%d", &number), sscanf_s("1", nullptr, &number),
                               sscanf_s("1 2", "%d %d", &number, nullptr), sscanf_s("a", "%s", nullptr, sizeof text),
                               sscanf_s("a", "%c", text, rsize_t{SIZE_MAX}), sscanf_s("a", "%n", nullptr)}) {
         EXPECT_EQ(-1, refused);
     }
-    number = 5;
     for (const char* format : {"%", "%l", "%*", "%[", "%[^", "%[]", "%[abc", "%y", "%1$d", "%ms"}) {
-        EXPECT_EQ(0, sscanf_s("1 2", format, &number)) << format;
+        EXPECT_EQ(0, sscanf_s("7 8", format, &number)) << format;
     }
-    EXPECT_EQ(5, number);
-    EXPECT_EQ(0, sscanf_s("1", ""));
-    EXPECT_EQ(1, sscanf_s("42 ", "%d%*n", &number)) << "a suppressed position takes no argument";
+    EXPECT_EQ(1, number);
+}
+
+TEST(SecureTokens, DelimitersMayChangeAndTheLengthLeftReachesTheEnd) {
+    char text[] = ",;a,,b;c";
+    char* place = nullptr;
+    rsize_t left = sizeof text;
+    EXPECT_STREQ("a", strtok_s(text, &left, ",;", &place));
+    EXPECT_EQ(text + sizeof text, place + left);
+    EXPECT_STREQ("b;c", strtok_s(nullptr, &left, ",", &place));
+    EXPECT_EQ(nullptr, strtok_s(nullptr, &left, ";", &place));
+    EXPECT_EQ(nullptr, strtok_s(nullptr, &left, ";", &place));
+}
+
+// On the heap, so that a sanitizer sees a look behind the bound.
+TEST(SecureTokens, NeverLookBehindTheLength) {
+    char* place = nullptr;
+    std::vector<char> text = {'a', ',', 'b', 'c'};
+    rsize_t left = text.size();
+    EXPECT_STREQ("a", strtok_s(text.data(), &left, ",", &place));
+    EXPECT_EQ(nullptr, strtok_s(nullptr, &left, ",", &place)) << "the second token has no end";
+    EXPECT_EQ('c', text[3]);
+    std::vector<char> delimitersOnly(3, ',');
+    for (const rsize_t length : {delimitersOnly.size(), size_t{0}}) {
+        left = length;
+        EXPECT_EQ(nullptr, strtok_s(delimitersOnly.data(), &left, ",", &place));
+    }
+}
+
+TEST(SecureTokens, BrokenConstraintsFindNothingNowAndLater) {
+    char text[] = "a,b";
+    rsize_t length = sizeof text;
+    rsize_t tooLarge = SIZE_MAX;
+    char* context = text;
+    for (const char* token : {strtok_s(text, nullptr, ",", &context), strtok_s(nullptr, &length, ",", &context),
+                              strtok_s(text, &length, nullptr, &context), strtok_s(text, &length, ",", nullptr),
+                              strtok_s(text, &tooLarge, ",", &context)}) {
+        EXPECT_EQ(nullptr, token);
+    }
+    EXPECT_STREQ("a,b", text);
 }
 
 } // namespace

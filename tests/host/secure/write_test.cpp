@@ -1,24 +1,24 @@
-// The bounded copies: exact fits, bounds that are too small, overlaps, and constraints that cannot be true.
+// The bounded copies and formatters: exact fits, bounds that are too small, overlaps, and constraints that cannot be
+// true. A formatted text that does not fit is -1 and an empty text.
+#include <cstdarg>
+
 #include "support/host_test.h"
 #include "tarn_platform/bounds_checked.h"
 
 namespace {
 
 constexpr rsize_t kTooLarge = SIZE_MAX;
-using Arena = std::array<char, 24>;
 
 // How many bytes at the start a refused call has zeroed in an area of 'x', and -1 for a call that was not refused.
 template <typename Call>
-int zeroedBy(Call call) {
-    Arena arena;
-    arena.fill('x');
-    if (call(arena.data()) == 0) {
+long zeroedBy(Call call) {
+    std::string area(24, 'x');
+    if (call(area.data()) == 0) {
         return -1;
     }
-    const auto rest = std::find(arena.begin(), arena.end(), 'x');
-    EXPECT_EQ(std::count(rest, arena.end(), 'x'), arena.end() - rest);
-    EXPECT_EQ(std::count(arena.begin(), rest, '\0'), rest - arena.begin());
-    return static_cast<int>(rest - arena.begin());
+    const size_t zeros = std::min(area.find_first_not_of('\0'), area.size());
+    EXPECT_EQ(area.substr(zeros), std::string(area.size() - zeros, 'x'));
+    return static_cast<long>(zeros);
 }
 
 TEST(SecureCopies, ExactFitsAreTaken) {
@@ -42,9 +42,9 @@ TEST(SecureCopies, BrokenConstraintsLeaveZerosOrNothing) {
             return zeroedBy([=](char* to) { return call(to, bound, source, count); });
         };
         EXPECT_NE(0, call(nullptr, 4, "abcd", 4));
-        EXPECT_EQ(4, zeroed(4, nullptr, 4));
-        EXPECT_EQ(4, zeroed(4, "abcde", 5));
-        EXPECT_EQ(4, zeroed(4, "abcd", kTooLarge));
+        for (const long all : {zeroed(4, nullptr, 4), zeroed(4, "abcde", 5), zeroed(4, "abcd", kTooLarge)}) {
+            EXPECT_EQ(4, all);
+        }
         EXPECT_EQ(0, zeroed(kTooLarge, "abcd", 4));
         EXPECT_EQ(0, zeroed(0, "abcd", 1));
         EXPECT_EQ(-1, zeroed(0, "abcd", 0));
@@ -103,6 +103,54 @@ TEST(SecureCopies, TakeTheLargestPayload) {
     EXPECT_EQ(0, memcpy_s(copy.data(), copy.size(), payload.data(), payload.size()));
     EXPECT_EQ(static_cast<int>(payload.size()), sprintf_s(copy.data(), payload.size() + 1, "%s", payload.c_str()));
     EXPECT_TRUE(copy == payload);
+}
+
+// Formats that the compiler would question, handed over at run time.
+__attribute__((noinline)) int formatted(char* destination, rsize_t bound, const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    const int length = vsnprintf_s(destination, bound, format, arguments);
+    va_end(arguments);
+    return length;
+}
+
+TEST(SecureFormat, RefusesWhatDoesNotFitOrCannotBeFollowed) {
+    char text[16] = "old";
+    for (const int refused :
+         {formatted(nullptr, sizeof text, "x"), formatted(text, 0, "x"), formatted(text, kTooLarge, "x")}) {
+        EXPECT_EQ(-1, refused);
+    }
+    EXPECT_STREQ("old", text);
+    for (const rsize_t bound : {1U, 9U, 10U}) {
+        std::memset(text, 'x', sizeof text);
+        EXPECT_EQ(bound > 9 ? 9 : -1, sprintf_s(text, bound, "%s-%05d", "abc", 42));
+        EXPECT_STREQ(bound > 9 ? "abc-00042" : "", text);
+        EXPECT_EQ('x', text[bound]) << "written behind the bound";
+    }
+
+    long long counted = 77;
+    const char* const refused[] = {nullptr, "%n", "%5lln", "a%-*n", "%1$s", "%y", "%", "%l", "%s%n"};
+    for (const char* format : refused) {
+        std::strcpy(text, "old");
+        EXPECT_EQ(-1, formatted(text, sizeof text, format, &counted, &counted)) << format;
+        EXPECT_STREQ("", text);
+    }
+    EXPECT_EQ(77, counted);
+    EXPECT_EQ(5, formatted(text, sizeof text, "100%%n"));
+    EXPECT_STREQ("100%n", text);
+}
+
+// A null text is found behind arguments of every size and register class, and a good one is not mistaken for it.
+TEST(SecureFormat, FindsANullTextAmongOtherArguments) {
+    char text[64];
+    const auto write = [&text](const char* last) {
+        return formatted(text, sizeof text, "%c %hd %ld %zu %Lf %.2f %*d %.*s %s", 'c', 2, 4L, sizeof(int), 1.5L, 2.5,
+                         4, 10, 2, "cut", last);
+    };
+    EXPECT_GT(write("end"), 0);
+    EXPECT_STREQ("c 2 4 4 1.500000 2.50   10 cu end", text);
+    EXPECT_EQ(-1, write(nullptr));
+    EXPECT_STREQ("", text);
 }
 
 } // namespace
