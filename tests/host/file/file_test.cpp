@@ -8,19 +8,6 @@ namespace {
 
 using namespace tarn::test;
 
-TEST(HostFiles, DirectoriesAreReadToTheirEnd) {
-    const ScratchDirectory scratch;
-    writeFile(scratch / "a.pem", "x");
-    writeFile(scratch / ".hidden", "x");
-    void* directory = OsOpenDir(scratch.path().c_str());
-    std::set<std::string> names;
-    while (const dirent* entry = OsReadDir(directory)) {
-        names.insert(entry->d_name);
-    }
-    EXPECT_THAT(names, testing::ElementsAre(".", "..", ".hidden", "a.pem"));
-    EXPECT_EQ(0, OsCloseDir(directory));
-}
-
 TEST(HostFiles, StreamsAreOpenedInTheirModeAndNotForOtherPrograms) {
     const ScratchDirectory scratch;
     const std::string path = scratch / "file";

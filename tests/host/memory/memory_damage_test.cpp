@@ -25,10 +25,6 @@ void giveBack(void* block) {
     OSMemTypeFreeMon(block, 0, 0, 88, "releaser");
 }
 
-void expectDeath(const std::function<void()>& misuse, const char* text) {
-    EXPECT_EXIT(misuse(), testing::KilledBySignal(SIGABRT), text);
-}
-
 } // namespace
 
 TEST(MemoryDamage, ScanFindsWritesOnEitherSideOfABlock) {
@@ -56,27 +52,24 @@ TEST(MemoryDamage, ScanFindsWritesOnEitherSideOfABlock) {
 
 TEST(MemoryDamageDeathTest, BadReleasesAreNamedAndEndTheProcess) {
     constexpr const char* kNoBlock = "releaser:88 frees 0x[0-9a-f]+, which is no live accounted block";
+    const testing::KilledBySignal isAborted(SIGABRT);
     giveBack(nullptr);
     void* const block = allocate(50);
     void* const huge = allocate(64U * 1024 * 1024); // Unmapped at once: the second release must not touch it.
-    for (void* const twice : {block, huge}) {
-        const auto releaseTwice = [twice] {
-            giveBack(twice);
-            giveBack(twice);
-        };
-        expectDeath(releaseTwice, kNoBlock);
-    }
-    int onStack = 0;
-    for (void* const bad : {static_cast<void*>(&onStack), static_cast<void*>(static_cast<char*>(block) + 16),
-                            reinterpret_cast<void*>(0x10)}) {
-        expectDeath([bad] { giveBack(bad); }, kNoBlock);
-    }
-    const auto releaseDamaged = [block] {
-        flip(block, 50);
-        giveBack(block);
+    const auto giveBackTwice = [](void* twice) {
+        giveBack(twice);
+        giveBack(twice);
     };
-    expectDeath(releaseDamaged,
-                "releaser:88 frees the block .* of 50 bytes from damage:77, which was written to behind its end");
+    EXPECT_EXIT(giveBackTwice(block), isAborted, kNoBlock);
+    EXPECT_EXIT(giveBackTwice(huge), isAborted, kNoBlock);
+    int onStack = 0;
+    EXPECT_EXIT(giveBack(&onStack), isAborted, kNoBlock);
+    EXPECT_EXIT(giveBack(static_cast<char*>(block) + 16), isAborted, kNoBlock);
+    EXPECT_EXIT(giveBack(reinterpret_cast<void*>(0x10)), isAborted, kNoBlock);
     giveBack(huge);
+    flip(block, 50);
+    EXPECT_EXIT(giveBack(block), isAborted,
+                "releaser:88 frees the block .* of 50 bytes from damage:77, which was written to behind its end");
+    flip(block, 50);
     giveBack(block);
 }
