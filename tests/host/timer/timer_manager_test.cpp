@@ -70,14 +70,15 @@ TEST_F(TimerManagerTest, RefusesBadArgumentsAndWorksOnlyWhileItRuns) {
     EXPECT_EQ(info().tickMicroseconds, 0U);
     expectAll(kInvalid, {OsTmrManagerInit(0, 0, 0), OsTmrManagerInit(0, 1'000'001, 0)});
 
-    ASSERT_EQ(OsTmrManagerInit(0, 2 * kTickMicroseconds, 0), 0U);
-    create(count_, 0);
+    ASSERT_EQ(OsTmrManagerInit(0, 100'000, 0), 0U);
+    create(count_, 500);
+    std::this_thread::sleep_for(milliseconds(20));
+    create(count_, 0); // Wakes the thread that waits for the other.
     EXPECT_EQ(OsTmrDelete(old), kNoTimer) << "a handle does not outlive its manager";
     EXPECT_TRUE(comesTrue([&] { return calls_ == 1; }));
 }
 
 TEST_F(TimerManagerTest, OneShotsExpireOnceAndNeverEarly) {
-    create(count_, 100'000); // The others must wake the thread that waits for this one.
     for (const uint32_t ticks : {20U, 1U, 0U}) {
         const Clock::time_point created = Clock::now();
         const Action expire = [&] {
@@ -85,7 +86,7 @@ TEST_F(TimerManagerTest, OneShotsExpireOnceAndNeverEarly) {
             ++calls_;
         };
         void* const handle = create(expire, ticks);
-        ASSERT_TRUE(comesTrue([] { return info().timers == 1; }));
+        ASSERT_TRUE(comesTrue([] { return info().timers == 0; }));
         EXPECT_EQ(OsTmrDelete(handle), kNoTimer) << "it has freed itself";
     }
     EXPECT_EQ(calls_, 3U);
