@@ -1,55 +1,78 @@
-// The launcher, and processes that it started calling each other.
+// The launcher, and the processes that it starts, also when the system or the program around it is not as usual.
+#include <linux/filter.h>
+#include <linux/seccomp.h>
 #include <sys/prctl.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 
-#include "launcher/old_kernel.h"
+#include <ctime>
+#include <new>
+
+#include "base/owned_descriptor.h"
 #include "support/host_test.h"
 #include "tarn_host/host_launcher.h"
 
 namespace {
 
 using namespace tarn::test;
-using testing::ContainsRegex;
-using testing::HasSubstr;
+using tarn::host::OwnedDescriptor;
 
 constexpr uint32_t kLongMs = 20000;
-
-using Entry = int (*)(void* argument);
 
 // A launcher for one test, with short calls.
 class Launching {
  public:
-    Launching() = default;
-    Launching(const Launching&) = delete;
-    Launching& operator=(const Launching&) = delete;
-    ~Launching() { TarnHostLauncherDestroy(launcher_); }
-
-    uint32_t start(const char* name, Entry entry, void* argument = nullptr) {
+    uint32_t start(const char* name, int (*entry)(void*), void* argument = nullptr) {
         const TarnHostProcess process = {name, entry, argument};
-        return TarnHostLauncherStart(launcher_, &process);
+        return TarnHostLauncherStart(*this, &process);
     }
-    uint32_t restart(const char* name) { return TarnHostLauncherRestart(launcher_, name); }
-    TarnHostProcessState stateOf(const char* name) {
+    uint32_t restart(const char* name) { return TarnHostLauncherRestart(*this, name); }
+    TarnHostProcessState stateOf(const char* name, uint32_t expected = 0) {
         TarnHostProcessState state = {};
-        EXPECT_EQ(TarnHostLauncherState(launcher_, name, &state), 0U);
+        EXPECT_EQ(TarnHostLauncherState(*this, name, &state), expected);
         return state;
     }
     // The next process that ends is this one, with this exit code or minus this signal.
     void expectEnd(const char* name, int end) {
         TarnHostProcessState state = {};
-        EXPECT_EQ(TarnHostLauncherWait(launcher_, kLongMs, &state), 0U);
+        EXPECT_EQ(TarnHostLauncherWait(*this, kLongMs, &state), 0U);
         EXPECT_EQ(state.running, 0U);
         EXPECT_STREQ(state.name, name);
         EXPECT_EQ(state.signal != 0 ? -static_cast<int>(state.signal) : static_cast<int>(state.exitCode), end);
     }
-    operator TarnHostLauncher*() { return launcher_; }
+    operator TarnHostLauncher*() { return launcher_.get(); }
 
  private:
-    TarnHostLauncher* launcher_ = TarnHostLauncherCreate();
+    std::unique_ptr<TarnHostLauncher, void (*)(TarnHostLauncher*)> launcher_{TarnHostLauncherCreate(),
+                                                                             TarnHostLauncherDestroy};
+};
+
+// What processes tell a test, a byte at a time.
+struct Pipe {
+    Pipe() {
+        int ends[2] = {-1, -1};
+        EXPECT_EQ(pipe(ends), 0);
+        reading = OwnedDescriptor(ends[0]);
+        writing = OwnedDescriptor(ends[1]);
+    }
+    void tell() const { EXPECT_EQ(write(writing.get(), "t", 1), 1); }
+    // How many bytes one read gives: 0 when all writers are gone.
+    ssize_t readOne() const {
+        char byte = 0;
+        return read(reading.get(), &byte, 1);
+    }
+
+    OwnedDescriptor reading;
+    OwnedDescriptor writing;
 };
 
 int endWith(void* code) {
     return *static_cast<int*>(code);
+}
+
+int endLaterWith(void* code) {
+    sleep(1);
+    return endWith(code);
 }
 
 int sleepLong(void* /*argument*/) {
@@ -57,9 +80,14 @@ int sleepLong(void* /*argument*/) {
     return 0;
 }
 
-int ignoreTermination(void* pipeEnd) {
+int ignoreTermination(void* pipe) {
     signal(SIGTERM, SIG_IGN);
-    return write(*static_cast<int*>(pipeEnd), "r", 1) == 1 ? sleepLong(nullptr) : 1;
+    static_cast<Pipe*>(pipe)->tell();
+    return sleepLong(nullptr);
+}
+
+int runOutOfMemory(void* /*argument*/) {
+    throw std::bad_alloc();
 }
 
 // Whether the process began as the header promises.
@@ -82,7 +110,8 @@ TEST(Launcher, RefusesBadArguments) {
         EXPECT_EQ(launcher.start(name, sleepLong), kInvalid);
     }
     expectAll(kInvalid, {launcher.start("name", nullptr), TarnHostLauncherStart(launcher, nullptr)});
-    expectAll(ENOENT, {TarnHostLauncherState(launcher, "name", &state), launcher.restart("name")});
+    launcher.stateOf("name", ENOENT);
+    EXPECT_EQ(launcher.restart("name"), uint32_t{ENOENT});
     EXPECT_EQ(TarnHostLauncherWait(launcher, 10, &state), uint32_t{ECHILD});
     EXPECT_EQ(TarnHostLauncherRun(launcher, 10, nullptr, nullptr, nullptr), 0U);
     TarnHostLauncherDestroy(nullptr);
@@ -107,6 +136,8 @@ TEST(Launcher, GivesEachProcessACleanStartAndTellsItsEndOnce) {
     code = 8;
     ASSERT_EQ(launcher.restart("coded"), 0U);
     launcher.expectEnd("coded", 8);
+    ASSERT_EQ(launcher.start("throwing", runOutOfMemory), 0U);
+    launcher.expectEnd("throwing", -SIGABRT);
     state = launcher.stateOf("sleeper");
     EXPECT_EQ(state.running, 1U);
     EXPECT_EQ(launcher.restart("sleeper"), uint32_t{EALREADY});
@@ -117,54 +148,67 @@ TEST(Launcher, GivesEachProcessACleanStartAndTellsItsEndOnce) {
     sigprocmask(SIG_UNBLOCK, &one, nullptr);
 }
 
+// Takes the kernel's descriptors of processes from this process and its children; false where it takes no filter of
+// system calls.
+bool forgetProcessDescriptors() {
+    sock_filter filter[] = {
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_pidfd_open, 0, 1),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | ENOSYS),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+    };
+    const sock_fprog program = {std::size(filter), filter};
+    return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 && prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0;
+}
+
 TEST(Launcher, NeedsNoProcessDescriptorsOfTheKernel) {
-    constexpr int kNoFilter = 77;
-    const int end = runForked([] {
-        if (!forgetProcessDescriptors()) {
-            return kNoFilter;
-        }
+    if (runForked([] { return forgetProcessDescriptors() ? 0 : 1; }) != 0) {
+        GTEST_SKIP() << "the kernel takes no filter of system calls";
+    }
+    inFork([] {
+        forgetProcessDescriptors();
         Launching launcher;
         int code = 7;
         EXPECT_EQ(launcher.start("sleeper", sleepLong), 0U);
-        EXPECT_EQ(launcher.start("ending", endWith, &code), 0U);
+        EXPECT_EQ(launcher.start("ending", endLaterWith, &code), 0U);
+        const std::clock_t before = std::clock();
         launcher.expectEnd("ending", 7);
+        EXPECT_LT(std::clock() - before, CLOCKS_PER_SEC / 10) << "processor time of one second";
         EXPECT_EQ(TarnHostLauncherStop(launcher, 200), 0U);
-        return 0;
     });
-    if (end == kNoFilter) {
-        GTEST_SKIP() << "the kernel takes no filter of system calls";
-    }
-    EXPECT_EQ(end, 0);
 }
 
-class Pipe {
- public:
-    Pipe() { EXPECT_EQ(pipe(ends_), 0); }
-    Pipe(const Pipe&) = delete;
-    Pipe& operator=(const Pipe&) = delete;
-    ~Pipe() {
-        close(ends_[0]);
-        close(ends_[1]);
-    }
-    int* writing() { return &ends_[1]; }
-    // How many bytes one read gives: 0 when all other writers are gone, and this process gives up writing.
-    ssize_t readOne(bool isLast = false) {
-        if (isLast) {
-            close(std::exchange(ends_[1], -1));
-        }
-        char byte = 0;
-        return read(ends_[0], &byte, 1);
-    }
+TEST(Launcher, ForgetsWhatItCouldNotStart) {
+    inFork([] {
+        Launching launcher;
+        const rlimit none = {0, 0};
+        EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+        EXPECT_EQ(launcher.start("unstarted", sleepLong), uint32_t{EMFILE});
+        launcher.stateOf("unstarted", ENOENT);
+        EXPECT_EQ(launcher.restart("unstarted"), uint32_t{ENOENT});
+    });
+}
 
- private:
-    int ends_[2] = {-1, -1};
-};
+int destroyInherited(void* launcher) {
+    auto* const inherited = static_cast<TarnHostLauncher*>(launcher);
+    expectAll(EPERM, {TarnHostLauncherStop(inherited, 0), TarnHostLauncherRestart(inherited, "x")});
+    TarnHostLauncherDestroy(inherited); // As a launcher with static storage does when the process exits.
+    return testing::Test::HasFailure() ? 1 : 0;
+}
+
+TEST(Launcher, AProcessCannotEndItsSisters) {
+    Launching launcher;
+    EXPECT_EQ(launcher.start("sister", sleepLong), 0U);
+    EXPECT_EQ(launcher.start("process", destroyInherited, launcher), 0U);
+    launcher.expectEnd("process", 0);
+    EXPECT_EQ(launcher.stateOf("sister").running, 1U);
+}
 
 TEST(Launcher, StopsTheStubbornAfterTheGrace) {
     Pipe ready;
     Launching launcher;
     ASSERT_EQ(launcher.start("obedient", sleepLong), 0U);
-    ASSERT_EQ(launcher.start("stubborn", ignoreTermination, ready.writing()), 0U);
+    ASSERT_EQ(launcher.start("stubborn", ignoreTermination, &ready), 0U);
     ASSERT_EQ(ready.readOne(), 1);
     EXPECT_EQ(TarnHostLauncherStop(launcher, 200), 0U);
     EXPECT_EQ(launcher.stateOf("obedient").signal, SIGTERM);
@@ -189,8 +233,8 @@ TEST(Launcher, RunsUntilAllHaveEnded) {
     EXPECT_EQ(signal, 0);
 }
 
-void writeEnd(const TarnHostProcessState* /*ended*/, void* pipeEnd) {
-    EXPECT_EQ(write(*static_cast<int*>(pipeEnd), "e", 1), 1);
+void tellEnd(const TarnHostProcessState* /*ended*/, void* pipe) {
+    static_cast<Pipe*>(pipe)->tell();
 }
 
 // A launching process with a child that ignores SIGTERM; it runs until it is interrupted.
@@ -201,17 +245,17 @@ class LauncherInFork : public testing::Test {
             Launching launcher;
             int code = 0;
             int signal = 0;
-            EXPECT_EQ(launcher.start("stubborn", ignoreTermination, ready_.writing()), 0U);
+            EXPECT_EQ(launcher.start("stubborn", ignoreTermination, &told_), 0U);
             EXPECT_EQ(launcher.start("first", endWith, &code), 0U);
-            EXPECT_EQ(TarnHostLauncherRun(launcher, 60000, writeEnd, ready_.writing(), &signal), uint32_t{ECANCELED});
+            EXPECT_EQ(TarnHostLauncherRun(launcher, 60000, tellEnd, &told_, &signal), uint32_t{ECANCELED});
             EXPECT_EQ(signal, SIGINT);
             return 0;
         });
-        ASSERT_EQ(ready_.readOne(), 1);
-        ASSERT_EQ(ready_.readOne(), 1) << "one process is ready, and the end of the other is told";
+        ASSERT_EQ(told_.readOne(), 1);
+        ASSERT_EQ(told_.readOne(), 1) << "one process is ready, and the end of the other is told";
     }
 
-    Pipe ready_;
+    Pipe told_;
     pid_t launcher_ = -1;
 };
 
@@ -226,41 +270,24 @@ TEST_F(LauncherInFork, StopsAllOnASignalAndAtOnceOnTheSecond) {
 TEST_F(LauncherInFork, TakesItsProcessesAlongWhenKilled) {
     kill(launcher_, SIGKILL);
     EXPECT_EQ(endOf(launcher_), -SIGKILL);
-    EXPECT_EQ(ready_.readOne(true), 0) << "the child still holds the pipe";
-}
-
-struct Outcome {
-    int exitCode;
-    std::string output;
-};
-
-Outcome runProgram(const std::string& arguments) {
-    FILE* output = popen(("exec " TARN_LAUNCH " " + arguments + " 2>&1").c_str(), "r");
-    Outcome outcome = {-1, {}};
-    char part[256];
-    while (fgets(part, sizeof part, output) != nullptr) {
-        outcome.output += part;
-    }
-    const int status = pclose(output);
-    outcome.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    return outcome;
+    told_.writing.closeNow();
+    EXPECT_EQ(told_.readOne(), 0) << "the child still holds the pipe";
 }
 
 TEST(LaunchProgram, RunsTheProcessesOfAnImage) {
-    const Outcome fine = runProgram(LAUNCH_IMAGE " fine");
-    EXPECT_EQ(fine.exitCode, 0);
+    using testing::ContainsRegex;
+    const Outcome fine = runShell(TARN_LAUNCH " " LAUNCH_IMAGE " fine");
+    EXPECT_EQ(fine.code, 0);
     EXPECT_THAT(fine.output, ContainsRegex("tarn_launch: process fine started \\(pid [0-9]+\\)\n"
                                            ".*process fine \\(pid [0-9]+\\).*ended with exit code 0"));
-    const Outcome both = runProgram(LAUNCH_IMAGE);
-    EXPECT_EQ(both.exitCode, 1);
+    const Outcome both = runShell(TARN_LAUNCH " " LAUNCH_IMAGE);
+    EXPECT_EQ(both.code, 1);
     EXPECT_THAT(both.output, ContainsRegex("process fine \\(pid .*ended with exit code 0"));
     EXPECT_THAT(both.output, ContainsRegex("process failing \\(pid .*ended with exit code 5"));
-    EXPECT_EQ(runProgram("--list " LAUNCH_IMAGE).output, "fine\nfailing\n");
-    EXPECT_EQ(runProgram("--version").exitCode, 0);
-}
+    EXPECT_EQ(runShell(TARN_LAUNCH " --list " LAUNCH_IMAGE).output, "fine\nfailing\n");
+    EXPECT_EQ(runShell(TARN_LAUNCH " --version").code, 0);
 
-TEST(LaunchProgram, SaysWhatIsWrong) {
-    const std::pair<const char*, const char*> cases[] = {
+    const std::pair<const char*, const char*> wrong[] = {
         {"", "IMAGE is required"},
         {"absent.so", "./absent.so"},
         {"libtarn_host_platform.so.1", "cannot load the image"},
@@ -269,10 +296,10 @@ TEST(LaunchProgram, SaysWhatIsWrong) {
         {LAUNCH_IMAGE " failing failing", "process failing would be started twice"},
         {"--grace x " LAUNCH_IMAGE, "grace"},
     };
-    for (const auto& [arguments, text] : cases) {
-        const Outcome run = runProgram(arguments);
-        EXPECT_EQ(run.exitCode, 2) << arguments;
-        EXPECT_THAT(run.output, HasSubstr(text));
+    for (const auto& [arguments, text] : wrong) {
+        const Outcome run = runShell(std::string(TARN_LAUNCH " ") + arguments);
+        EXPECT_EQ(run.code, 2) << arguments;
+        EXPECT_THAT(run.output, testing::HasSubstr(text));
     }
 }
 

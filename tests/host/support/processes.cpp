@@ -10,8 +10,11 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <sstream>
+
+#include "file/scratch_directory.h"
 
 namespace tarn::test {
 
@@ -45,6 +48,32 @@ int endOf(pid_t child) {
 
 int runForked(const std::function<int()>& body) {
     return endOf(startForked(body));
+}
+
+void inFork(const std::function<void()>& body) {
+    EXPECT_EQ(runForked([&] {
+                  body();
+                  return 0;
+              }),
+              0);
+}
+
+pid_t startShell(const std::string& line, const std::string& output, const std::string& input) {
+    const std::string directory = std::getenv("TARN_HOST_DIR");
+    writeFile(directory + "/in", input);
+    writeFile(directory + "/" + output, "");
+    const std::string whole = "cd '" + directory + "' && exec <in >>" + output + " 2>&1 && exec " + line;
+    const pid_t child = fork();
+    if (child == 0) {
+        execl("/bin/sh", "sh", "-c", whole.c_str(), nullptr);
+        _exit(127);
+    }
+    return child;
+}
+
+Outcome runShell(const std::string& line, const std::string& input) {
+    const int code = endOf(startShell(line, "out", input));
+    return {code, readFile(std::string(std::getenv("TARN_HOST_DIR")) + "/out")};
 }
 
 Child::Child(const std::function<bool()>& body) {
@@ -92,12 +121,7 @@ CaughtErrors::~CaughtErrors() {
 }
 
 std::string CaughtErrors::text() const {
-    std::string text;
-    std::array<char, 4096> part;
-    for (ssize_t got = 0; (got = pread(file_, part.data(), part.size(), static_cast<off_t>(text.size()))) > 0;) {
-        text.append(part.data(), static_cast<size_t>(got));
-    }
-    return text;
+    return readFile("/proc/self/fd/" + std::to_string(file_));
 }
 
 long CaughtErrors::mentions(const std::string& part) const {

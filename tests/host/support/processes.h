@@ -64,6 +64,20 @@ int endOf(pid_t child);
 
 int runForked(const std::function<int()>& body);
 
+// Runs the body in a forked process, which must end well.
+void inFork(const std::function<void()>& body);
+
+// Starts the program of a line of the shell in the host directory, with this input; a file there gets both its outputs.
+pid_t startShell(const std::string& line, const std::string& output = "out", const std::string& input = "");
+
+struct Outcome {
+    int code;
+    std::string output;
+};
+
+// The same, waiting for its end.
+Outcome runShell(const std::string& line, const std::string& input = "");
+
 // A forked process that runs its body, tells that it is ready when that returns true, and sleeps until it is killed or
 // its parent is gone.
 class Child {
