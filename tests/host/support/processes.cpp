@@ -65,6 +65,7 @@ pid_t startShell(const std::string& line, const std::string& output, const std::
     const std::string whole = "cd '" + directory + "' && exec <in >>" + output + " 2>&1 && exec " + line;
     const pid_t child = fork();
     if (child == 0) {
+        alarm(60);
         execl("/bin/sh", "sh", "-c", whole.c_str(), nullptr);
         _exit(127);
     }
