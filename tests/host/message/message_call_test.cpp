@@ -1,5 +1,6 @@
 // Synchronous calls between processes.
 #include "message/message_support.h"
+#include "tarn_platform/os_memory.h"
 
 namespace {
 
@@ -26,7 +27,8 @@ TEST(MessageCall, CarriesPayloadsOfEverySize) {
 TEST(MessageCall, RefusesBadRecords) {
     Bytes payload(8);
     OsMsgRecord* answer = nullptr;
-    const auto expectRefused = [&](OsMsgRecord record, uint32_t code, const char* what) {
+    const auto expectRefused = [&](const OsMsgRecord& wrong, uint32_t code, const char* what) {
+        OsMsgRecord record = wrong;
         EXPECT_EQ(OsMsgSynSend(&record, &answer, 1000), code) << what;
         EXPECT_EQ(OsMsgAsynSend(&record), code) << what;
     };
@@ -34,8 +36,8 @@ TEST(MessageCall, RefusesBadRecords) {
         expectRefused(makeRecord(name, payload), kInvalid, name);
     }
     OsMsgRecord record = makeRecord("callee", payload);
-    EXPECT_EQ(OsMsgSynSend(nullptr, &answer, 1000), kInvalid);
-    EXPECT_EQ(OsMsgSynSend(&record, nullptr, 1000), kInvalid);
+    expectAll(kInvalid, {OsMsgSynSend(nullptr, &answer, 1000), OsMsgSynSend(&record, nullptr, 1000),
+                         OsMsgSynSendResp(&record, payload.data(), 8)});
     record.payloadLength = (64U << 20) + 4097;
     expectRefused(record, EMSGSIZE, "too large");
     record.payload = nullptr;
@@ -87,9 +89,6 @@ TEST(MessageCall, TellsTheSenderThatNoAnswerWillCome) {
                   EXPECT_EQ(call("callee", order(kCallSelf)).number(), uint32_t{EDEADLK});
               }),
               kAtOnceMs);
-    Bytes payload(8);
-    const OsMsgRecord notReceived = makeRecord("callee", payload);
-    EXPECT_EQ(OsMsgSynSendResp(&notReceived, payload.data(), 8), kInvalid);
 }
 
 TEST(MessageCall, ServesManyThreadsAtOnce) {
@@ -100,6 +99,69 @@ TEST(MessageCall, ServesManyThreadsAtOnce) {
             EXPECT_EQ(call("callee", payload).bytes, payload);
         }
     });
+}
+
+// Calls of kind 2: the block that the receiving handler attaches travels with the answer.
+struct __attribute__((packed)) BlockPayload {
+    char platformHead[16];
+    uint32_t dataLength;
+    uint32_t command;
+    char data[68];
+    uint8_t* block;
+    uint32_t blockLength;
+    char rest[8];
+};
+static_assert(sizeof(BlockPayload) == 20 + 88 + 4);
+
+constexpr uint32_t kBlockBytes = 70000;
+uint8_t* const sendersPointer = reinterpret_cast<uint8_t*>(0x1234); // The receiver must not see it.
+
+enum BlockCommand : uint32_t { kAttach, kAttachNothing, kAttachAbsurd };
+
+void release(void* block) {
+    OSMemTypeFreeMon(block, 0, 0, __LINE__, "message_call_test");
+}
+
+// Attaches a block of 'b', or what is asked for. A pointer that came in is told by a length of 1.
+void attach(OsMsgRecord* record) {
+    auto& payload = *static_cast<BlockPayload*>(record->payload);
+    uint8_t* block = nullptr;
+    if (payload.command != kAttachNothing) {
+        const bool pointerCameIn = payload.block != nullptr;
+        block = static_cast<uint8_t*>(OsMemMallocSetCharMon(kBlockBytes, 0, 0, 0, __LINE__, "message_call_test"));
+        std::memset(block, 'b', kBlockBytes);
+        payload.block = block;
+        payload.blockLength = pointerCameIn ? 1U : payload.command == kAttach ? kBlockBytes : (64U << 20) + 4097;
+    }
+    if (OsMsgSynSendResp(record, &payload, sizeof payload) != 0) {
+        release(block);
+    }
+}
+
+// The answer's payload, or zeros.
+BlockPayload callFor(BlockCommand command, uint32_t kind = 2, uint32_t expected = 0) {
+    BlockPayload payload = {{}, sizeof payload - 24, command, {}, sendersPointer, 77, {}};
+    const auto* const bytes = reinterpret_cast<const uint8_t*>(&payload);
+    const Result result = call("attacher", Bytes(bytes, bytes + sizeof payload), 20000, kind);
+    EXPECT_EQ(result.code, expected);
+    EXPECT_EQ(result.bytes.size(), expected == 0 ? sizeof payload : 0);
+    payload = {};
+    std::memcpy(&payload, result.bytes.data(), std::min(result.bytes.size(), sizeof payload));
+    return payload;
+}
+
+TEST(MessageCall, ABlockTravelsWithTheAnswerOrStaysWithTheHandler) {
+    const Receiver attacher("attacher", attach);
+    const BlockPayload answer = callFor(kAttach);
+    ASSERT_EQ(uint32_t{answer.blockLength}, kBlockBytes);
+    EXPECT_EQ(std::count(answer.block, answer.block + kBlockBytes, 'b'), kBlockBytes);
+    release(answer.block);
+
+    const BlockPayload without = callFor(kAttachNothing);
+    EXPECT_TRUE(without.block == nullptr && without.blockLength == 0);
+    EXPECT_TRUE(callFor(kAttachNothing, 1).block == sendersPointer)
+        << "a plain call is none of the platform's business";
+    callFor(kAttachAbsurd, 2, ENOMSG);
 }
 
 } // namespace

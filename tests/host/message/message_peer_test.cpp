@@ -70,37 +70,26 @@ TEST(MessageDirectory, MayHaveALongName) {
     EXPECT_EQ(runStranger(nullptr, directory), 0);
 }
 
-class MessageForeignUser : public MessagePeer {
- protected:
-    void SetUp() override {
-        if (geteuid() != 0) {
-            GTEST_SKIP() << "only root can become another user";
-        }
-        // What keeps others out first are the directories; here only the check of the peer is wanted.
-        chmod(TarnHostDir(), 0711);
-        chmod(messageFile("").c_str(), 0711);
+TEST_F(MessagePeer, OfAnotherUserIsKeptOut) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "only root can become another user";
     }
-    void TearDown() override {
-        chmod(TarnHostDir(), 0700);
-        chmod(messageFile("").c_str(), 0700);
-    }
-};
-
-TEST_F(MessageForeignUser, IsRefusedByTheReceiver) {
-    chmod(messageFile("guarded.socket").c_str(), 0777);
+    // What keeps others out first are the directories; here only the check of the peer is wanted.
+    const auto setDirectories = [](mode_t mode) {
+        return chmod(TarnHostDir(), mode) | chmod(messageFile("").c_str(), mode);
+    };
+    ASSERT_EQ(setDirectories(0711) | chmod(messageFile("guarded.socket").c_str(), 0777), 0);
     EXPECT_EQ(runForked([] { return setuid(kNobody) == 0 && isTurnedAway() ? 0 : 1; }), 0);
     EXPECT_EQ(errors_.mentions("refused a process of user 65534"), 1);
     EXPECT_EQ(call("guarded", order(kEcho)).code, 0U);
-}
 
-TEST_F(MessageForeignUser, IsNotSentTo) {
     const Child imposter([&] {
         const int socket = rawSocket("imposter", bind);
         return setuid(kNobody) == 0 && listen(socket, 5) == 0; // who listens is the peer
     });
-    EXPECT_EQ(call("imposter", order(kEcho)).code, uint32_t{EPERM});
-    EXPECT_EQ(post("imposter", order(kEcho)), uint32_t{EPERM});
+    expectAll(EPERM, {call("imposter", order(kEcho)).code, post("imposter", order(kEcho))});
     std::filesystem::remove(messageFile("imposter.socket"));
+    EXPECT_EQ(setDirectories(0700), 0);
 }
 
 } // namespace

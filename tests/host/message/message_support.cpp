@@ -1,14 +1,9 @@
 #include "message/message_support.h"
 
 namespace message_test {
-namespace {
-
-std::vector<uint32_t> remembered;
-
-} // namespace
 
 void obey(OsMsgRecord* record) {
-    const auto echo = [record] { return OsMsgSynSendResp(record, record->payload, record->payloadLength); };
+    static Numbers remembered;
     const auto answer = [record](uint32_t number) { OsMsgSynSendResp(record, &number, sizeof number); };
     Order order = {kEcho, 0};
     if (record->payloadLength >= sizeof order) {
@@ -19,14 +14,13 @@ void obey(OsMsgRecord* record) {
             std::this_thread::sleep_for(std::chrono::milliseconds(order.argument));
             [[fallthrough]];
         case kEcho:
-            echo();
+            OsMsgSynSendResp(record, record->payload, record->payloadLength);
             return;
         case kDie:
             raise(SIGKILL);
             return;
         case kRemember:
-            remembered.push_back(order.argument);
-            return;
+            return remembered.push_back(order.argument);
         case kRecall:
             OsMsgSynSendResp(record, remembered.data(), static_cast<uint32_t>(remembered.size() * sizeof(uint32_t)));
             remembered.clear();
@@ -84,6 +78,18 @@ Result call(const std::string& receiver, Bytes payload, uint32_t timeoutMs, uint
 uint32_t post(const std::string& receiver, Bytes payload) {
     const OsMsgRecord record = makeRecord(receiver, payload);
     return OsMsgAsynSend(&record);
+}
+
+uint32_t remember(const std::string& receiver, uint32_t number, size_t size) {
+    return post(receiver, order(kRemember, number, size));
+}
+
+Numbers recall(const std::string& receiver) {
+    const Result result = call(receiver, order(kRecall));
+    EXPECT_EQ(result.code, 0U);
+    Numbers numbers(result.bytes.size() / sizeof(uint32_t));
+    std::copy_n(result.bytes.begin(), result.bytes.size(), reinterpret_cast<uint8_t*>(numbers.data()));
+    return numbers;
 }
 
 std::string messageFile(const std::string& name) {

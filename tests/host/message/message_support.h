@@ -8,6 +8,7 @@ namespace message_test {
 
 using namespace tarn::test;
 using Bytes = std::vector<uint8_t>;
+using Numbers = std::vector<uint32_t>;
 
 // What the callback `obey` is asked for, in the first bytes of a payload.
 enum Command : uint32_t {
@@ -47,6 +48,10 @@ struct Result {
 OsMsgRecord makeRecord(const std::string& receiver, Bytes& payload, uint32_t kind = 1);
 Result call(const std::string& receiver, Bytes payload, uint32_t timeoutMs = 20000, uint32_t kind = 1);
 uint32_t post(const std::string& receiver, Bytes payload);
+
+// Posts a number for the receiver to remember, in a message of so many bytes; takes back all that it remembers.
+uint32_t remember(const std::string& receiver, uint32_t number, size_t size = sizeof(Order));
+Numbers recall(const std::string& receiver);
 
 // Below the directory of the messages.
 std::string messageFile(const std::string& name);

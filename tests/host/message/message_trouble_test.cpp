@@ -1,13 +1,4 @@
 // What the messages do without memory, where each allocation of an operation fails in turn, and with foreign files.
-#include <sys/stat.h>
-
-#include <atomic>
-#include <cstddef>
-#include <cstdlib>
-#include <cstring>
-#include <filesystem>
-#include <new>
-
 #include "message/message_support.h"
 
 namespace {
@@ -68,20 +59,19 @@ TEST(MessageTrouble, AReceiverStartsOnceThereIsMemoryAgain) {
     EXPECT_EQ(OsMsgReceiverStop("short"), 0U);
 }
 
-constexpr uint32_t kMostPosts = 3000;
-
 // Posts numbers to a receiver that stands still until the given allocation has failed; whatever was accepted arrives.
-int postWithout(int allocation) {
+void postWithout(int allocation) {
+    constexpr uint32_t most = 3000;
     const Receiver receiver("still");
-    EXPECT_EQ(post("still", order(kRemember, 0, 20000)), 0U);
+    EXPECT_EQ(remember("still", 0, 20000), 0U);
     EXPECT_EQ(call("still", order(kEcho)).code, 0U);
     receiver.signal(SIGSTOP);
     Bytes payload = order(kRemember, 0, 20000);
     const OsMsgRecord record = makeRecord("still", payload);
-    std::vector<uint32_t> accepted = {0};
-    accepted.reserve(kMostPosts);
+    Numbers accepted = {0};
+    accepted.reserve(most);
     EXPECT_TRUE(runsWithout(allocation, [&] {
-        for (uint32_t i = 1; i < kMostPosts && untilFailure != 0; ++i) {
+        for (uint32_t i = 1; i < most && untilFailure != 0; ++i) {
             std::memcpy(payload.data() + offsetof(Order, argument), &i, sizeof i);
             if (OsMsgAsynSend(&record) == 0) {
                 accepted.push_back(i);
@@ -89,20 +79,16 @@ int postWithout(int allocation) {
         }
     }));
     receiver.signal(SIGCONT);
-    EXPECT_EQ(post("still", order(kRemember, kMostPosts)), 0U) << allocation;
-    accepted.push_back(kMostPosts);
-    const Result recalled = call("still", order(kRecall));
-    EXPECT_EQ(recalled.code, 0U) << allocation;
-    std::vector<uint32_t> arrived(recalled.bytes.size() / sizeof(uint32_t));
-    std::memcpy(arrived.data(), recalled.bytes.data(), arrived.size() * sizeof(uint32_t));
-    EXPECT_EQ(arrived, accepted) << allocation;
-    return 0;
+    EXPECT_EQ(remember("still", most), 0U);
+    accepted.push_back(most);
+    EXPECT_EQ(recall("still"), accepted);
 }
 
 // In processes of their own, as a process starts its flusher once: at the first message that it queues.
 TEST(MessageTrouble, OnlyRefusedPostsAreLost) {
     for (int allocation = 1; allocation <= 10; ++allocation) {
-        EXPECT_EQ(runForked([&] { return postWithout(allocation); }), 0);
+        SCOPED_TRACE(allocation);
+        inFork([&] { postWithout(allocation); });
     }
 }
 
