@@ -22,62 +22,46 @@ constexpr Event service(uint32_t omType) {
     return {OM_CERT_EVENT_SERVICE, omType};
 }
 
-std::mutex recordMutex;
+std::mutex recordMutex; // of all these
 Events recorded;
-std::set<std::string> caNames; // As the last event found them.
+std::set<std::string> caNames;        // As the last event found them.
+std::function<void()> duringCallback; // What the callback does besides.
 
-// What the callback does besides, set by a test while the callback may look.
-class DuringCallback {
- public:
-    DuringCallback& operator=(std::function<void()> action) {
-        const std::lock_guard lock(mutex_);
-        action_ = std::move(action);
-        return *this;
-    }
-    void run() {
-        std::unique_lock lock(mutex_);
-        const std::function<void()> action = action_;
-        lock.unlock();
-        if (action) {
-            action();
-        }
-    }
-
- private:
-    std::mutex mutex_;
-    std::function<void()> action_;
-};
-
-DuringCallback duringCallback;
+void setDuringCallback(std::function<void()> action) {
+    const std::lock_guard lock(recordMutex);
+    duringCallback = std::move(action);
+}
 
 void record(uint32_t event, uint32_t omType) {
     std::set<std::string> names = fs::exists(below("ca")) ? namesIn(below("ca")) : std::set<std::string>();
-    {
-        const std::lock_guard lock(recordMutex);
-        recorded.emplace_back(event, omType);
-        caNames = std::move(names);
+    std::unique_lock lock(recordMutex);
+    recorded.emplace_back(event, omType);
+    caNames = std::move(names);
+    const std::function<void()> action = duringCallback;
+    lock.unlock();
+    if (action) {
+        action();
     }
-    duringCallback.run();
 }
 
-Events events() {
-    const std::lock_guard lock(recordMutex);
-    return recorded;
+template <typename Condition>
+bool comesTrueOfRecorded(Condition condition) {
+    return comesTrue([&] {
+        const std::lock_guard lock(recordMutex);
+        return condition();
+    });
+}
+
+bool comesCa(const std::string& name) {
+    return comesTrueOfRecorded([&] { return caNames.contains(name); });
 }
 
 // The events since the last call, once so many are there and no more come.
 Events takeEvents(size_t expected) {
-    comesTrue([&] { return events().size() >= expected; });
+    comesTrueOfRecorded([&] { return recorded.size() >= expected; });
     std::this_thread::sleep_for(milliseconds(130));
     const std::lock_guard lock(recordMutex);
     return std::exchange(recorded, {});
-}
-
-bool comesCa(const std::string& name) {
-    return comesTrue([&] {
-        const std::lock_guard lock(recordMutex);
-        return caNames.count(name) == 1;
-    });
 }
 
 void writeCa(const std::string& name, const std::string& content = "x") {
@@ -100,7 +84,7 @@ class CertificateEventsTest : public testing::Test {
     }
     void TearDown() override {
         ASSERT_EQ(TarnOmCertNotifyCallback(nullptr), 0U);
-        duringCallback = nullptr;
+        setDuringCallback(nullptr);
         for (const char* folder : {"ca", "crl", "service"}) {
             fs::remove_all(below(folder));
             fs::create_directories(below(folder));
@@ -131,7 +115,7 @@ TEST_F(CertificateEventsTest, EachChangeIsToldOnce) {
         }
     };
     const auto installElsewhere = [] {
-        EXPECT_EQ(runForked([] { return static_cast<int>(installSome(0x103) + addCrl(crlPem(newCa("other")))); }), 0);
+        inFork([] { expectAll(0, {installSome(0x103), addCrl(crlPem(newCa("other")))}); });
     };
     const auto concernNobody = [] {
         writeFile(below("service/stray"), "");
@@ -184,11 +168,11 @@ TEST_F(CertificateEventsTest, FoldersComeAndGo) {
 TEST_F(CertificateEventsTest, RemovalOfTheCallbackWaitsForIt) {
     std::atomic<bool> isOver = false;
     std::atomic<bool> isRunning = false;
-    duringCallback = [&] {
+    setDuringCallback([&] {
         isRunning = true;
         std::this_thread::sleep_for(milliseconds(100));
         isOver = true;
-    };
+    });
     writeCa("one.pem");
     ASSERT_TRUE(comesTrue([&] { return isRunning.load(); }));
     ASSERT_EQ(TarnOmCertNotifyCallback(nullptr), 0U);
@@ -197,7 +181,7 @@ TEST_F(CertificateEventsTest, RemovalOfTheCallbackWaitsForIt) {
     writeCa("one.pem");
     EXPECT_THAT(takeEvents(0), ElementsAre());
 
-    duringCallback = [] { EXPECT_EQ(TarnOmCertNotifyCallback(nullptr), 0U); };
+    setDuringCallback([] { EXPECT_EQ(TarnOmCertNotifyCallback(nullptr), 0U); });
     ASSERT_EQ(TarnOmCertNotifyCallback(record), 0U);
     writeCa("one.pem");
     EXPECT_THAT(takeEvents(1), ElementsAre(kCa)) << "not waited for by itself";
@@ -206,9 +190,9 @@ TEST_F(CertificateEventsTest, RemovalOfTheCallbackWaitsForIt) {
 #ifndef __SANITIZE_THREAD__ // which ends children that start threads
 
 // In a child.
-int startOver() {
+void startOver() {
     recorded.clear();
-    duringCallback = nullptr;
+    setDuringCallback(nullptr);
     writeCa("before.pem");
     EXPECT_THAT(takeEvents(0), ElementsAre());
     EXPECT_EQ(TarnOmCertClientInit(nullptr), 0U);
@@ -217,18 +201,17 @@ int startOver() {
     EXPECT_EQ(TarnOmCertNotifyCallback(record), 0U);
     writeFile(below("crl/after.pem"), "x");
     EXPECT_THAT(takeEvents(1), ElementsAre(kCrl));
-    return 0;
 }
 
 TEST_F(CertificateEventsTest, ForkedChildStartsOver) {
-    EXPECT_EQ(runForked(startOver), 0);
+    inFork(startOver);
     EXPECT_THAT(takeEvents(3), UnorderedElementsAre(kCa, kCa, kCrl)) << "the parent goes on";
 
     std::atomic<pid_t> child = 0;
-    duringCallback = [&] { child = fork(); };
+    setDuringCallback([&] { child = fork(); });
     writeCa("one.pem");
     ASSERT_TRUE(comesTrue([&] { return child > 0; }));
-    duringCallback = nullptr;
+    setDuringCallback(nullptr);
     EXPECT_EQ(endOf(child), EXIT_FAILURE) << "it returned from the callback";
 }
 

@@ -45,12 +45,6 @@ ConfCertPathInfo paths(uint32_t expected = 0, uint32_t kind = OM_CERT_PATH_SERVI
     return info;
 }
 
-std::vector<uint8_t> capability() {
-    std::vector<uint8_t> ten(10, 0xA5);
-    EXPECT_EQ(TarnOmCertGetCapability(ten.data()), 0U);
-    return ten;
-}
-
 std::vector<TarnHostCertFacts> list() {
     std::vector<TarnHostCertFacts> all;
     const auto keep = [](const TarnHostCertFacts* facts, void* context) {
@@ -122,34 +116,32 @@ TEST_F(CertificateFilesTest, InstalledIsReadBack) {
     EXPECT_FALSE(fs::exists(folderOf(kType)));
 }
 
-TEST_F(CertificateFilesTest, FilesThatGrewDoNotOverrun) {
-    ASSERT_EQ(install(kType, leaf_), 0U);
+TEST_F(CertificateFilesTest, FilesThatGrewOrAreUnusableAreRefused) {
+    ASSERT_EQ(install(kType, leaf_, "secret"), 0U);
     const ConfCertSizeInfo before = sizesOf();
     const std::string certificateFile = folderOf(kType) + "/cert.pem";
     const std::string keyFile = folderOf(kType) + "/key.pem";
+    const std::string passPhraseFile = folderOf(kType) + "/key.pass";
+    const auto fetchAsBefore = [&] { return fetch(before.certSize, before.keySize); };
     writeFile(certificateFile, certificate_ + "x");
-    EXPECT_EQ(fetch(before.certSize, before.keySize).result, uint32_t{EFBIG});
+    EXPECT_EQ(fetchAsBefore().result, uint32_t{EFBIG});
     writeFile(certificateFile, certificate_);
-    writeOwnFile(keyFile, pem(leaf_.key) + "x");
-    EXPECT_EQ(fetch(before.certSize, before.keySize).result, uint32_t{EFBIG}) << "not even the certificate alone";
+    writeOwnFile(keyFile, readFile(keyFile) + "x");
+    EXPECT_EQ(fetchAsBefore().result, uint32_t{EFBIG}) << "not even the certificate alone";
     writeOwnFile(keyFile, "short");
-    EXPECT_EQ(fetch(before.certSize, before.keySize).key, "short");
-}
+    EXPECT_EQ(fetchAsBefore().key, "short");
 
-TEST_F(CertificateFilesTest, UnusableFilesAreRefused) {
-    ASSERT_EQ(install(kType, leaf_, "secret"), 0U);
-    const std::string folder = folderOf(kType);
-    for (const char* file : {"/key.pem", "/key.pass"}) {
-        ASSERT_EQ(chmod((folder + file).c_str(), 0640), 0);
+    for (const std::string& file : {keyFile, passPhraseFile}) {
+        ASSERT_EQ(chmod(file.c_str(), 0640), 0);
         EXPECT_STREQ(paths(EPERM).keyPath, "");
-        ASSERT_EQ(chmod((folder + file).c_str(), 0600), 0);
+        ASSERT_EQ(chmod(file.c_str(), 0600), 0);
     }
-    writeOwnFile(folder + "/key.pass", std::string(63, 'p') + "\r\nsecond line");
+    writeOwnFile(passPhraseFile, std::string(63, 'p') + "\r\nsecond line");
     EXPECT_STREQ(paths(EFBIG).keyPassword, "");
-    writeOwnFile(folder + "/key.pass", std::string(63, 'p') + "\r\n");
+    writeOwnFile(passPhraseFile, std::string(63, 'p') + "\r\n");
     EXPECT_EQ(paths().keyPassword, std::string(63, 'p'));
-    fs::remove(folder + "/cert.pem");
-    ASSERT_EQ(mkfifo((folder + "/cert.pem").c_str(), 0600), 0);
+    fs::remove(certificateFile);
+    ASSERT_EQ(mkfifo(certificateFile.c_str(), 0600), 0);
     EXPECT_EQ(fetch().result, kInvalid) << "and does not wait for a writer";
 }
 
@@ -188,16 +180,21 @@ TEST_F(CertificateFilesTest, BadInstallationsChangeNothing) {
 TEST_F(CertificateFilesTest, ReadersNeverSeeHalfAnInstallation) {
     const Identity other = issue("other", newEcKey(), &ca_);
     ASSERT_EQ(install(kType, leaf_), 0U);
-    std::atomic<bool> isOver = false;
     const auto installInTurn = [&] {
         for (int i = 0; i < 20; i++) {
             EXPECT_EQ(install(kType, i % 2 == 0 ? other : leaf_), 0U);
         }
-        isOver = true;
-        return 0;
     };
-    const pid_t child = startForked(installInTurn);
-    std::jthread installer(installInTurn);
+    const pid_t child = startForked([&] {
+        installInTurn();
+        return 0;
+    });
+    std::atomic<bool> isOver = false;
+    const std::jthread installer([&] {
+        installInTurn();
+        EXPECT_EQ(endOf(child), 0);
+        isOver = true;
+    });
     const std::map<std::string, std::string> keys = {{certificate_, pem(leaf_.key)},
                                                      {pem(other.certificate), pem(other.key)}};
     int reads = 0;
@@ -207,8 +204,6 @@ TEST_F(CertificateFilesTest, ReadersNeverSeeHalfAnInstallation) {
         const auto pair = keys.find(fetched.certificate);
         EXPECT_TRUE(pair != keys.end() && pair->second == fetched.key) << fetched.result;
     }
-    installer.join();
-    EXPECT_EQ(endOf(child), 0);
     EXPECT_EQ(leftDrafts(), 0);
     EXPECT_GT(reads, 10);
 }
@@ -226,7 +221,9 @@ TEST_F(CertificateFilesTest, KeylessTypesGiveNoKeyAway) {
         ASSERT_EQ(install(omType, leaf_), 0U);
         EXPECT_TRUE(fs::exists(folderOf(omType)));
     }
-    EXPECT_EQ(capability(), (std::vector<uint8_t>{0, 0, 1, 0, 0, 0, 1, 0, 0, 0}));
+    std::vector<uint8_t> ten(10, 0xA5);
+    EXPECT_EQ(TarnOmCertGetCapability(ten.data()), 0U);
+    EXPECT_EQ(ten, (std::vector<uint8_t>{0, 0, 1, 0, 0, 0, 1, 0, 0, 0}));
 }
 
 TEST_F(CertificateFilesTest, IdIsTheDigestOfTheCertificateItself) {

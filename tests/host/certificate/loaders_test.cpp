@@ -9,7 +9,6 @@
 namespace {
 
 using namespace tarn::test;
-using testing::UnorderedElementsAre;
 
 // A process with all kinds of certificates: type 0 with an encrypted RSA key, type 2 keyless with a chain of three, and
 // type 3 keyless with an encrypted key.
@@ -27,18 +26,8 @@ class LoadersTest : public testing::Test {
     void TearDown() override {
         TarnOmCertNotifyCallback(nullptr);
         fs::remove_all(below(""));
-        for (const std::string& name : stored()) {
-            fs::remove(storeDirectory() + name);
-        }
         ERR_clear_error();
     }
-
-    static std::string storeDirectory() {
-        char store[CONF_CERT_PATH_LEN];
-        ConfCertGetAddrCaPath(store);
-        return store;
-    }
-    static std::set<std::string> stored() { return namesIn(storeDirectory()); }
 
     static inline const Key rsa_ = newRsaKey(); // takes time
     const Identity root_ = newCa("Root");
@@ -62,62 +51,31 @@ TEST_F(LoadersTest, EachKindServesUntilItIsRevoked) {
     EXPECT_FALSE(handshakeAs(2).succeeded);
 }
 
-TEST_F(LoadersTest, DamagedFilesServeNobody) {
-    const std::string folder = folderOf(0x107);
-    for (const char* const name : {"/cert.pem", "/key.pem"}) {
-        const std::string path = folder + name;
-        const std::string content = readFile(path);
-        writeOwnFile(path, content.substr(0, content.size() / 2));
-        EXPECT_FALSE(handshakeAs(0).succeeded) << path;
-        fs::remove(path);
-        EXPECT_FALSE(handshakeAs(0).succeeded) << path;
-        fs::create_directory(path);
-        EXPECT_FALSE(handshakeAs(0).succeeded) << path;
-        fs::remove(path);
-        writeOwnFile(path, "garbage\n" + content + "garbage\n");
-        EXPECT_TRUE(handshakeAs(0).succeeded) << path;
-    }
-}
-
-TEST_F(LoadersTest, FullDiskLeavesTheTrustStoreAsItWas) {
-    ASSERT_EQ(TarnOmCertNotifyCallback(nullptr), 0U); // Events come at the moments that this test chooses.
-    const auto hashOf = [](const Identity& ca) { return subjectHash(ca.certificate) + ".0"; };
-    EXPECT_THAT(stored(), UnorderedElementsAre(hashOf(root_)));
-    const Identity added = newCa("Added later");
-    ASSERT_EQ(addCa(pem(added.certificate)), 0U);
-    {
-        const FileSizeLimit fullDisk(100);
-        ConfOmCertCallback(OM_CERT_EVENT_CA, 0);
-    }
-    EXPECT_THAT(stored(), UnorderedElementsAre(hashOf(root_))) << "no half file either";
-    ConfOmCertCallback(OM_CERT_EVENT_CRL, 0);
-    EXPECT_THAT(stored(), UnorderedElementsAre(hashOf(root_), hashOf(added)));
-}
-
 TEST_F(LoadersTest, EngineGivesNoOtherKeys) {
     ENGINE* const engine = ENGINE_by_id("openssl_engine");
     ASSERT_NE(engine, nullptr);
     const auto gives = [&](const std::string& id) {
         return Key(ENGINE_load_private_key(engine, id.c_str(), nullptr, nullptr), EVP_PKEY_free) != nullptr;
     };
-    const Identity leaf = issue("leaf", newEcKey(), &root_);
-    const std::string id = idOf(pem(leaf.certificate));
-    const std::string folder = folderOf(0x109);
-    ASSERT_EQ(install(0x109, leaf, "secret", true), 0U);
+    const std::string id = idOf(pem(leaf_.certificate));
+    const auto writeKey = [](const std::string& key, unsigned mode) {
+        writeOwnFile(folderOf(0x103) + "/key.pem", key, mode);
+    };
     EXPECT_TRUE(gives(id));
     for (const std::string& other : {std::string(), std::string(10'000, 'a'), idOf(pem(root_.certificate))}) {
         EXPECT_FALSE(gives(other));
     }
     EXPECT_EQ(ENGINE_load_private_key(engine, nullptr, nullptr, nullptr), nullptr);
-    writeOwnFile(folder + "/key.pass", "wrong");
-    EXPECT_FALSE(gives(id));
-    writeOwnFile(folder + "/key.pem", pem(root_.key));
+    writeKey(pem(root_.key), 0600);
     EXPECT_FALSE(gives(id)) << "another certificate's";
-    writeOwnFile(folder + "/key.pem", pem(leaf.key), 0644);
+    writeKey(pem(leaf_.key), 0644);
     EXPECT_FALSE(gives(id)) << "others can read it";
-    writeOwnFile(folder + "/key.pem", pem(leaf.key));
+    writeKey(pem(leaf_.key, "right"), 0600);
+    writeOwnFile(folderOf(0x103) + "/key.pass", "wrong");
+    EXPECT_FALSE(gives(id));
+    writeOwnFile(folderOf(0x103) + "/key.pass", "right");
     EXPECT_TRUE(gives(id));
-    fs::remove(folder + "/keyless");
+    fs::remove(folderOf(0x103) + "/keyless");
     EXPECT_FALSE(gives(id)) << "not keyless";
     ENGINE_free(engine);
 }
