@@ -47,7 +47,7 @@ struct Ended {
     long mentions(const std::string& part) const { return mentionsIn(errors, part); }
 };
 
-// Runs the body in a forked process named `name`, which is expected to end like that.
-Ended runChild(const char* name, const std::function<void()>& body, int expectedEnd = 0);
+// Runs the body in a forked process named `name`, which must end well.
+Ended runChild(const char* name, const std::function<void()>& body);
 
 } // namespace tarn::test
