@@ -12,10 +12,7 @@ namespace {
 
 using namespace tarn::test;
 
-std::string& askedPath() {
-    static std::string path;
-    return path;
-}
+std::string askedPath;
 
 } // namespace
 
@@ -26,7 +23,7 @@ int ENGINE_ctrl_cmd_string(ENGINE* engine, const char* command, const char* argu
     static const auto genuine =
         reinterpret_cast<decltype(&ENGINE_ctrl_cmd_string)>(dlsym(RTLD_NEXT, "ENGINE_ctrl_cmd_string"));
     if (std::strcmp(command, "SO_PATH") == 0) {
-        askedPath() = argument;
+        askedPath = argument;
         argument = TARN_TEST_ENGINE;
     }
     return genuine(engine, command, argument, optional);
@@ -44,10 +41,10 @@ TEST(EngineModuleTest, ServesTheLibrarysKeylessTypes) {
     // Brings the certificate's id; the start-up function would connect to the service.
     ConfOmCertCallback(OM_CERT_EVENT_SERVICE, 0x103);
     EXPECT_TRUE(handshakeAs(2).succeeded);
-    EXPECT_EQ(askedPath(), TARN_ENGINE_PATH);
-    askedPath().clear();
+    EXPECT_EQ(askedPath, TARN_ENGINE_PATH);
+    askedPath.clear();
     EXPECT_TRUE(handshakeAs(2).succeeded) << "with the engine that is there now";
-    EXPECT_EQ(askedPath(), "");
+    EXPECT_EQ(askedPath, "");
 }
 
 } // namespace

@@ -47,6 +47,8 @@ TEST(MessageReceiver, IsListed) {
     ASSERT_EQ(OsMsgReceiverStart("own", obey), 0U);
     const Receiver server("server");
     writeFile(messageFile("stale.lock"), "1\n");
+    ASSERT_EQ(mkfifo(messageFile("pipe.lock").c_str(), 0600), 0); // must not hold up anything
+    EXPECT_NE(OsMsgReceiverStart("pipe", obey), 0U);
     TarnHostReceiver all[4] = {};
     uint32_t count = 0;
     EXPECT_EQ(TarnHostReceiverList(all, 4, &count), 0U);
@@ -59,6 +61,7 @@ TEST(MessageReceiver, IsListed) {
     EXPECT_EQ(startInFork("own"), uint32_t{EADDRINUSE});
     EXPECT_EQ(OsMsgReceiverStop("own"), 0U);
     std::filesystem::remove(messageFile("stale.lock"));
+    std::filesystem::remove(messageFile("pipe.lock"));
 }
 
 TEST(MessageReceiver, AForkedChildStartsClean) {

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/mman.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -80,17 +81,14 @@ Outcome runShell(const std::string& line, const std::string& input) {
 Child::Child(const std::function<bool()>& body) {
     std::array<int, 2> ready = {-1, -1};
     EXPECT_EQ(pipe2(ready.data(), O_CLOEXEC), 0);
-    const pid_t parent = getpid();
     pid_ = startForked([&] {
         close(ready[0]);
         if (!body() || write(ready[1], "r", 1) != 1) {
             return 1;
         }
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
         alarm(0);
-        while (getppid() == parent) {
-            usleep(100000);
-        }
-        return 0;
+        return pause();
     });
     close(ready[1]);
     char byte = 0;
@@ -161,9 +159,8 @@ std::vector<std::string> splitLines(const std::string& text) {
 }
 
 long mentionsIn(const std::string& text, const std::string& part) {
-    const std::vector<std::string> lines = splitLines(text);
-    return std::count_if(lines.begin(), lines.end(),
-                         [&part](const std::string& line) { return line.find(part) != std::string::npos; });
+    return std::ranges::count_if(splitLines(text),
+                                 [&](const std::string& line) { return line.find(part) != line.npos; });
 }
 
 } // namespace tarn::test
