@@ -22,8 +22,10 @@ constexpr uint32_t kLongMs = 20000;
 // A launcher for one test, with short calls.
 class Launching {
  public:
-    uint32_t start(const char* name, int (*entry)(void*), void* argument = nullptr) {
-        const TarnHostProcess process = {name, entry, argument};
+    uint32_t start(const char* name, std::function<int()> body) {
+        std::function<int()>& kept = bodies_[name] = std::move(body);
+        const TarnHostProcess process = {
+            name, [](void* entry) { return (*static_cast<std::function<int()>*>(entry))(); }, &kept};
         return TarnHostLauncherStart(*this, &process);
     }
     uint32_t restart(const char* name) { return TarnHostLauncherRestart(*this, name); }
@@ -43,6 +45,7 @@ class Launching {
     operator TarnHostLauncher*() { return launcher_.get(); }
 
  private:
+    std::map<std::string, std::function<int()>> bodies_;
     std::unique_ptr<TarnHostLauncher, void (*)(TarnHostLauncher*)> launcher_{TarnHostLauncherCreate(),
                                                                              TarnHostLauncherDestroy};
 };
@@ -66,32 +69,19 @@ struct Pipe {
     OwnedDescriptor writing;
 };
 
-int endWith(void* code) {
-    return *static_cast<int*>(code);
-}
-
-int endLaterWith(void* code) {
-    sleep(1);
-    return endWith(code);
-}
-
-int sleepLong(void* /*argument*/) {
+int sleepLong() {
     sleep(60);
     return 0;
 }
 
-int ignoreTermination(void* pipe) {
+int ignoreTermination(const Pipe& ready) {
     signal(SIGTERM, SIG_IGN);
-    static_cast<Pipe*>(pipe)->tell();
-    return sleepLong(nullptr);
-}
-
-int runOutOfMemory(void* /*argument*/) {
-    throw std::bad_alloc();
+    ready.tell();
+    return sleepLong();
 }
 
 // Whether the process began as the header promises.
-int checkStart(void* /*argument*/) {
+int checkStart() {
     char threadName[16] = {};
     prctl(PR_GET_NAME, threadName);
     sigset_t blocked;
@@ -106,10 +96,13 @@ int checkStart(void* /*argument*/) {
 TEST(Launcher, RefusesBadArguments) {
     Launching launcher;
     TarnHostProcessState state = {};
+    const auto entry = [](void*) { return 0; };
     for (const char* name : {static_cast<const char*>(nullptr), "", ".x", "a b", "sixteen-letters!"}) {
-        EXPECT_EQ(launcher.start(name, sleepLong), kInvalid);
+        const TarnHostProcess process = {name, entry, nullptr};
+        EXPECT_EQ(TarnHostLauncherStart(launcher, &process), kInvalid);
     }
-    expectAll(kInvalid, {launcher.start("name", nullptr), TarnHostLauncherStart(launcher, nullptr)});
+    const TarnHostProcess noEntry = {"name", nullptr, nullptr};
+    expectAll(kInvalid, {TarnHostLauncherStart(launcher, &noEntry), TarnHostLauncherStart(launcher, nullptr)});
     launcher.stateOf("name", ENOENT);
     EXPECT_EQ(launcher.restart("name"), uint32_t{ENOENT});
     EXPECT_EQ(TarnHostLauncherWait(launcher, 10, &state), uint32_t{ECHILD});
@@ -131,12 +124,12 @@ TEST(Launcher, GivesEachProcessACleanStartAndTellsItsEndOnce) {
     launcher.expectEnd("checked", 0);
     EXPECT_EQ(TarnHostLauncherWait(launcher, 50, &state), uint32_t{ETIMEDOUT});
     int code = 7;
-    ASSERT_EQ(launcher.start("coded", endWith, &code), 0U);
+    ASSERT_EQ(launcher.start("coded", [&] { return code; }), 0U);
     launcher.expectEnd("coded", 7);
     code = 8;
     ASSERT_EQ(launcher.restart("coded"), 0U);
     launcher.expectEnd("coded", 8);
-    ASSERT_EQ(launcher.start("throwing", runOutOfMemory), 0U);
+    ASSERT_EQ(launcher.start("throwing", []() -> int { throw std::bad_alloc(); }), 0U);
     launcher.expectEnd("throwing", -SIGABRT);
     state = launcher.stateOf("sleeper");
     EXPECT_EQ(state.running, 1U);
@@ -168,9 +161,8 @@ TEST(Launcher, NeedsNoProcessDescriptorsOfTheKernel) {
     inFork([] {
         forgetProcessDescriptors();
         Launching launcher;
-        int code = 7;
         EXPECT_EQ(launcher.start("sleeper", sleepLong), 0U);
-        EXPECT_EQ(launcher.start("ending", endLaterWith, &code), 0U);
+        EXPECT_EQ(launcher.start("ending", [] { return sleep(1) == 0 ? 7 : 1; }), 0U);
         const std::clock_t before = std::clock();
         launcher.expectEnd("ending", 7);
         EXPECT_LT(std::clock() - before, CLOCKS_PER_SEC / 10) << "processor time of one second";
@@ -189,17 +181,16 @@ TEST(Launcher, ForgetsWhatItCouldNotStart) {
     });
 }
 
-int destroyInherited(void* launcher) {
-    auto* const inherited = static_cast<TarnHostLauncher*>(launcher);
-    expectAll(EPERM, {TarnHostLauncherStop(inherited, 0), TarnHostLauncherRestart(inherited, "x")});
-    TarnHostLauncherDestroy(inherited); // As a launcher with static storage does when the process exits.
-    return testing::Test::HasFailure() ? 1 : 0;
-}
-
 TEST(Launcher, AProcessCannotEndItsSisters) {
     Launching launcher;
     EXPECT_EQ(launcher.start("sister", sleepLong), 0U);
-    EXPECT_EQ(launcher.start("process", destroyInherited, launcher), 0U);
+    EXPECT_EQ(launcher.start("process",
+                             [&] {
+                                 expectAll(EPERM, {TarnHostLauncherStop(launcher, 0), launcher.restart("x")});
+                                 TarnHostLauncherDestroy(launcher); // As one with static storage does at the exit.
+                                 return HasFailure() ? 1 : 0;
+                             }),
+              0U);
     launcher.expectEnd("process", 0);
     EXPECT_EQ(launcher.stateOf("sister").running, 1U);
 }
@@ -208,33 +199,27 @@ TEST(Launcher, StopsTheStubbornAfterTheGrace) {
     Pipe ready;
     Launching launcher;
     ASSERT_EQ(launcher.start("obedient", sleepLong), 0U);
-    ASSERT_EQ(launcher.start("stubborn", ignoreTermination, &ready), 0U);
+    ASSERT_EQ(launcher.start("stubborn", [&] { return ignoreTermination(ready); }), 0U);
     ASSERT_EQ(ready.readOne(), 1);
     EXPECT_EQ(TarnHostLauncherStop(launcher, 200), 0U);
     EXPECT_EQ(launcher.stateOf("obedient").signal, SIGTERM);
     EXPECT_EQ(launcher.stateOf("stubborn").signal, SIGKILL);
 }
 
-void countEnd(const TarnHostProcessState* ended, void* count) {
-    *static_cast<int*>(count) += ended->signal == SIGKILL ? 10 : 1;
-}
-
 TEST(Launcher, RunsUntilAllHaveEnded) {
     Launching launcher;
-    int codes[] = {0, 3};
+    const auto countEnd = [](const TarnHostProcessState* ended, void* count) {
+        *static_cast<int*>(count) += ended->signal == SIGKILL ? 10 : 1;
+    };
     int ends = 0;
     int signal = -1;
-    ASSERT_EQ(launcher.start("good", endWith, &codes[0]), 0U);
+    ASSERT_EQ(launcher.start("good", [] { return 0; }), 0U);
     EXPECT_EQ(TarnHostLauncherRun(launcher, 100, countEnd, &ends, &signal), 0U);
     ASSERT_EQ(launcher.restart("good"), 0U);
-    ASSERT_EQ(launcher.start("bad", endWith, &codes[1]), 0U);
+    ASSERT_EQ(launcher.start("bad", [] { return 3; }), 0U);
     EXPECT_EQ(TarnHostLauncherRun(launcher, 100, countEnd, &ends, &signal), uint32_t{ECHILD});
     EXPECT_EQ(ends, 3);
     EXPECT_EQ(signal, 0);
-}
-
-void tellEnd(const TarnHostProcessState* /*ended*/, void* pipe) {
-    static_cast<Pipe*>(pipe)->tell();
 }
 
 // A launching process with a child that ignores SIGTERM; it runs until it is interrupted.
@@ -243,10 +228,10 @@ class LauncherInFork : public testing::Test {
     void SetUp() override {
         launcher_ = startForked([this] {
             Launching launcher;
-            int code = 0;
+            const auto tellEnd = [](const TarnHostProcessState*, void* pipe) { static_cast<Pipe*>(pipe)->tell(); };
             int signal = 0;
-            EXPECT_EQ(launcher.start("stubborn", ignoreTermination, &told_), 0U);
-            EXPECT_EQ(launcher.start("first", endWith, &code), 0U);
+            EXPECT_EQ(launcher.start("stubborn", [&] { return ignoreTermination(told_); }), 0U);
+            EXPECT_EQ(launcher.start("first", [] { return 0; }), 0U);
             EXPECT_EQ(TarnHostLauncherRun(launcher, 60000, tellEnd, &told_, &signal), uint32_t{ECANCELED});
             EXPECT_EQ(signal, SIGINT);
             return 0;
