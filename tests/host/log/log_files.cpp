@@ -3,13 +3,15 @@
 namespace tarn::test {
 namespace {
 
-// Behind six fields.
+// Behind six fields, the first of which is a time.
 std::string textOf(const std::string& line) {
     size_t start = 0;
     for (int field = 0; field < 6 && start != std::string::npos; ++field) {
         start = line.find(' ', start + 1);
     }
-    return start == std::string::npos ? "(torn) " + line : line.substr(start + 1);
+    return start == std::string::npos || line.find(' ') != std::strlen("2026-01-01T00:00:00.000+00:00")
+               ? "(torn) " + line
+               : line.substr(start + 1);
 }
 
 } // namespace
