@@ -92,15 +92,11 @@ class CertificateEventsTest : public testing::Test {
     }
 };
 
-struct Step {
-    std::function<void()> change;
-    Events told;
-};
-
-void expectTold(std::initializer_list<Step> steps) {
-    for (const Step& step : steps) {
-        step.change();
-        EXPECT_THAT(takeEvents(step.told.size()), UnorderedElementsAreArray(step.told)) << &step - steps.begin();
+// Changes, and what is told of each.
+void expectTold(const std::vector<std::pair<std::function<void()>, Events>>& steps) {
+    for (const auto& [change, told] : steps) {
+        change();
+        EXPECT_THAT(takeEvents(told.size()), UnorderedElementsAreArray(told));
     }
 }
 

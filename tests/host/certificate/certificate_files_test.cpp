@@ -150,12 +150,7 @@ TEST_F(CertificateFilesTest, BadInstallationsChangeNothing) {
     const std::string key = pem(leaf_.key);
     const std::string encrypted = pem(leaf_.key, "right");
     ASSERT_EQ(install(kType, certificate_, key), 0U);
-    const struct {
-        uint32_t code;
-        std::string certificate;
-        std::string key;
-        std::string passPhrase;
-    } bad[] = {
+    const std::tuple<uint32_t, std::string, std::string, std::string> bad[] = {
         {EKEYREJECTED, certificate_, pem(ca_.key), ""},
         {ENOKEY, certificate_, encrypted, "wrong"},
         {EBADMSG, certificate_, "no key", ""},
@@ -164,8 +159,8 @@ TEST_F(CertificateFilesTest, BadInstallationsChangeNothing) {
         {EFBIG, certificate_, key, std::string(64, 'x')},
         {EINVAL, certificate_, key, "two\nlines"},
     };
-    for (const auto& row : bad) {
-        EXPECT_EQ(install(kType, row.certificate, row.key, row.passPhrase), row.code) << &row - bad;
+    for (const auto& [code, badCertificate, badKey, passPhrase] : bad) {
+        EXPECT_EQ(install(kType, badCertificate, badKey, passPhrase), code);
     }
     EXPECT_EQ(addCa(pem(ca_.certificate) + half), uint32_t{EBADMSG});
     {
