@@ -16,6 +16,8 @@ TEST_F(Inventory, StartUpGoesOnWithoutACertificate) {
     ConfCertInit(&argument);
     EXPECT_EQ(service.clientArgument, &argument);
     EXPECT_EQ(service.notify, ConfOmCertCallback);
+    const std::vector<std::string> calls = platform.calls();
+    EXPECT_LT(std::ranges::find(calls, "TarnOmCertNotifyCallback"), std::ranges::find(calls, "TarnOmCertGetCertId"));
     const std::string enter = "3 [ConfCertUpdateCertInfo]ConfCertUpdateCertInfo enter, type = [";
     const std::string size = "3 [GetCertSize]cert size = [11]";
     const auto joined = [&](const std::string& path) { // the joins log their lengths

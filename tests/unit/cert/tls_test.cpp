@@ -138,6 +138,7 @@ TEST_F(Tls, CaFilesThatFailLeaveTheOthersIn) {
 
     writeFile(scratch / "ca/bad.pem", "no certificate");
     const Context trusting = deviceClient();
+    EXPECT_EQ(ERR_peek_error(), 0U) << "the caller's next failure would seem to be this one";
     EXPECT_TRUE(handshake(server.get(), trusting.get()).succeeded);
     EXPECT_EQ(ConfCertLoadAllCaCert(trusting.get(), nullptr, 3), kFailed);
     ConfCertLoadOneCaCert(trusting.get(), nullptr, 1);

@@ -95,6 +95,8 @@ TEST_F(ConfigBulk, SingleNumbersGoStraightToTheService) {
                 ElementsAre(INT32_MIN, 31, 1, 254, 0));
     EXPECT_EQ(ConfConfigGetUint64Value("Conf.bad", &number), 0U);
     EXPECT_EQ(number, 12U);
+    EXPECT_EQ(ConfConfigGetUint64Value("Conf.hex", &number), 0U);
+    EXPECT_EQ(number, 31U);
     takeLogs();
     EXPECT_THAT(Codes({ConfConfigSetIntValue(nullptr, 1), ConfConfigSetUint64Value(nullptr, 1),
                        ConfConfigGetUint64Value("Conf.bad", nullptr)}),

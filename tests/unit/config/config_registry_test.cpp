@@ -96,8 +96,10 @@ TEST_F(ConfigRegistry, NothingWorksBeforeInitAndAfterDeInitAndASecondInitStartsA
     EXPECT_EQ(ConfConfigSyncByKeyToOM(""), CONF_CONFIG_FAILED);
     ConfConfigInitOmCfg();
     EXPECT_EQ(variable, 3);
-    EXPECT_EQ(ConfConfigInit([] {}, "owner", nullptr), CONF_CONFIG_FAILED);
-    EXPECT_EQ(takeLogs("ConfConfigInit").back(), "ConfConfigInit invalue param, null pointer!");
+    EXPECT_THAT(Codes({ConfConfigInit([] {}, "owner", nullptr), ConfConfigInit([] {}, nullptr, "Conf"),
+                       ConfConfigInit(nullptr, "owner", "Conf")}),
+                Each(CONF_CONFIG_FAILED));
+    EXPECT_THAT(takeLogs("ConfConfigInit"), Contains("ConfConfigInit invalue param, null pointer!").Times(3));
 
     // A notification amid the binding finds no key.
     const auto bindAndNotify = [] {
@@ -127,13 +129,15 @@ TEST_F(ConfigRegistry, BindingAgainReplacesAllButTheKeyAndReattachingKeepsAll) {
 TEST_F(ConfigRegistry, VariablesAreLoadedFromWhatTheServiceHolds) {
     char tiny[2][2] = {"x", "x"};
     bindAll();
+    bind("Conf.byte");
     ConfConfigBind("Conf.tiny", CONF_CONFIG_TYPE_STR, tiny[0], 1, nullptr);
     ConfConfigBind("Conf.small", CONF_CONFIG_TYPE_STR, tiny[1], 2, nullptr);
-    service.held = {{"Conf.a.number", "-300"}, {"Conf.a.text", "t"}, {"Conf.b.rate", "-1.5"},
-                    {"Conf.tiny", "y"},        {"Conf.small", "y"},  {"Conf.a.raw", "new"}};
+    service.held = {{"Conf.a.number", "-300"}, {"Conf.a.text", "t"},  {"Conf.b.rate", "-1.5"}, {"Conf.tiny", "y"},
+                    {"Conf.small", "y"},       {"Conf.a.raw", "new"}, {"Conf.byte", "9"}};
     ConfConfigInitOmCfg();
     EXPECT_THAT(takeLogs(), ElementsAre("4 [ConfConfigInitOmCfg]TarnOmConfigStringGet Conf.ab.flag failed!!!\n"));
     EXPECT_EQ(number, -300);
+    EXPECT_EQ(variable, 9);
     EXPECT_EQ(rate, -1.5);
     EXPECT_THAT(std::vector<std::string>({text, raw, tiny[0], tiny[1]}), ElementsAre("t", "raw", "x", "y"));
 }
@@ -156,6 +160,9 @@ TEST_F(ConfigRegistry, AListIsAppliedAndOnlyChangesAreWrittenBack) {
                                   Contains("3 [ConfConfigAddOmCfg]key = CONF.A.NUMBER, val = -7").Times(1),
                                   Contains("4 [ConfConfigSyncOmCfg]ConfConfigSyncOmCfg Conf.ab.flag true \n").Times(1),
                                   Contains("3 [ConfConfigSetValue]key = Conf.a.text, ret = 1").Times(1)));
+
+    EXPECT_EQ(set("Conf.a.text", "sixteen letters.") + set("Conf.a.raw", "data"), 0)
+        << "what is not stored is not counted";
 
     // Nothing changes now: with write-back that is a failed write, without it is not.
     EXPECT_EQ(ConfConfigSetList(items, 1, 1), -1);

@@ -92,6 +92,7 @@ TEST_F(ConfigValue, EachTypeReadsAsEachOther) {
         {holder(ConfConfigStr2V, "TRUE"), 0, 0, 0.0, 1},
         {holder(ConfConfigStr2V, "tomorrow"), 0, 0, 0.0, 1},
         {holder(ConfConfigStr2V, " 1"), 1, 1, 1.0, 0},
+        {holder(ConfConfigStr2V, "yes"), 0, 0, 0.0, 0},
         {holder(ConfConfigStr2V, "256"), 256, 256, 256.0, 0},
         {ConfConfigValue{CONF_CONFIG_TYPE_STR, {}, 1}, 0, 0, 0.0, 0},
         {ConfConfigValue{CONF_CONFIG_TYPE_DATA, {5}, 4}, 0, 0, 0.0, 0},
@@ -178,6 +179,10 @@ TEST_F(ConfigValue, TextVariablesChangeOnlyForAnotherTextWithoutRegardToCase) {
     EXPECT_EQ(write(upper, 3), CONF_CONFIG_FAILED); // no text to compare with, without a NUL
     EXPECT_EQ(write(holder(ConfConfigInt2V, 12), 3), 0U);
     EXPECT_STREQ(buffer, "12");
+    const std::string compared(1023, 'x');
+    const ConfConfigValue comparedText = holder(ConfConfigStr2V, compared.c_str());
+    EXPECT_THAT(Codes({write(comparedText, sizeof buffer), write(comparedText, sizeof buffer)}),
+                ElementsAre(0, CONF_CONFIG_UNCHANGED));
     // Beyond what is compared, a text is written each time.
     const std::string text(1024, 'x');
     const ConfConfigValue longText = holder(ConfConfigStr2V, text.c_str());

@@ -168,9 +168,11 @@ TEST_F(XmlNodes, NullIsToldAndAnswered) {
     const Document document(ConfXmlCreateRootNode("r"));
     void* const node = document.get();
     EXPECT_THAT(Codes({ConfXmlAddAttr(node, nullptr, 1, &value), ConfXmlAddAttr(node, "k", 1, nullptr),
-                       ConfXmlSetNodeText(node, 1, nullptr), ConfXmlTransformFile(node, nullptr)}),
+                       ConfXmlSetNodeText(node, 1, nullptr), ConfXmlTransformFile(node, nullptr),
+                       ConfXmlAddAttr(nullptr, "k", 1, &value), ConfXmlSetNodeText(nullptr, 1, &value),
+                       ConfXmlTransformFile(nullptr, "/dev/null")}),
                 Each(15));
-    EXPECT_EQ(ConfXmlDeleteAttr(nullptr, "k"), 2U);
+    EXPECT_THAT(Codes({ConfXmlDeleteAttr(nullptr, "k"), ConfXmlDeleteAttr(node, nullptr)}), Each(2));
     EXPECT_THAT(Pointers({ConfXmlCreateRootNode(nullptr), ConfXmlCreateFirstChildNode(node, nullptr),
                           ConfXmlGetNodeParenet(nullptr)}),
                 Each(nullptr));

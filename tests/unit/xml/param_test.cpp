@@ -65,6 +65,8 @@ TEST_F(XmlParams, ParametersAreReadByTheirNotes) {
     EXPECT_EQ(number, static_cast<uint32_t>(-7));
     EXPECT_EQ(read({"t", 1, store, 5, 1, 0}), 0U);
     EXPECT_STREQ(store, "text");
+    EXPECT_EQ(read({"n", 0, &number, 0, 0, 0}) + read({"t", 1, store, 5, 0, 0}), 0U) << "and not logged";
+    EXPECT_EQ(read({"c", 1, store + 15, 0, 0, 1}), 0U) << "no room for a byte";
     EXPECT_THAT(Codes({read({"t", 1, store, 4, 1, 0}), read({"absent", 1, store, 4, 1, 0}),
                        read({"absent", 0, &number, 0, 1, 0}), read({"n", 0, nullptr, 0, 1, 0}),
                        read({"l", 1, store, sizeof store, 1, 1}), ConfXmlParseSingleNote(document.get(), nullptr)}),

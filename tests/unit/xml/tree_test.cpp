@@ -1,3 +1,4 @@
+#include <cinttypes>
 #include <cstring>
 #include <deque>
 
@@ -37,7 +38,9 @@ void* createIndexTable(uint32_t mode) {
     void* list = nullptr;
     for (Variable& variable : variables) {
         char address[32];
-        std::snprintf(address, sizeof address, "%p", static_cast<void*>(variable.storage));
+        const bool isHex = variables.size() % 2 == 0; // any notation of C does
+        const auto number = reinterpret_cast<uintptr_t>(variable.storage);
+        std::snprintf(address, sizeof address, isHex ? "0x%" PRIxPTR : "%" PRIuPTR, number);
         const char* const nameAndType[2] = {variable.name.c_str(), kTypeNames[variable.type]};
         const ValueSpec spec = {variable.type, address, variable.length};
         list = variable.instance == 1 ? ConfXmlAddMultiInstanceNode(root, "list", 2) : list;
@@ -103,7 +106,8 @@ TEST_F(XmlTrees, AValueIsSavedAndRestored) {
     process.syncResult = 256;
     EXPECT_EQ(save(), 0U);
     ConfXmlBakFile(nullptr, "b");
-    EXPECT_THAT(takeLogs("ConfXmlBakFile"), ElementsAre("/system/bin/sync fail, ret:256", "Null ptr."));
+    ConfXmlBakFile("a", nullptr);
+    EXPECT_THAT(takeLogs("ConfXmlBakFile"), ElementsAre("/system/bin/sync fail, ret:256", "Null ptr.", "Null ptr."));
 }
 
 TEST_F(XmlTrees, ATruncatedFileGivesWayToTheBackup) {
@@ -224,6 +228,8 @@ TEST_F(XmlTrees, AMismatchAtTheRootFailsTheLoad) {
     EXPECT_THAT(takeLogs("ConfXmlSave"), ElementsAre("Create call index table fail", "TransForm File fail",
                                                      "1 [ConfXmlParseFileGetRoot]pszXmlFile is nullptr",
                                                      "1 [ConfXmlLoad]Create call index table fail"));
+    EXPECT_EQ(ConfXmlSave(createIndexTable, "/dev/full", path), 1U) << "a cut file must not go over the backup";
+    EXPECT_THAT(takeLogs("ConfXmlSave"), ElementsAre("TransForm File fail"));
     EXPECT_THAT(process.commands, IsEmpty());
 }
 
