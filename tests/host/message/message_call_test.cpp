@@ -139,7 +139,8 @@ BlockPayload callFor(BlockCommand command, uint32_t kind = 2, uint32_t expected 
     EXPECT_EQ(result.code, expected);
     EXPECT_EQ(result.bytes.size(), expected == 0 ? sizeof payload : 0);
     payload = {};
-    std::memcpy(&payload, result.bytes.data(), std::min(result.bytes.size(), sizeof payload));
+    std::copy_n(result.bytes.data(), std::min(result.bytes.size(), sizeof payload),
+                reinterpret_cast<uint8_t*>(&payload));
     return payload;
 }
 
