@@ -78,6 +78,15 @@ TEST_F(ConfigBulk, AWriteEncryptsThePasswordsAndWipesThemAndTellsEachStep) {
                     told + "key= Conf.SIPCallParam.sipPwd.\n", told + "key= Conf.plain.\n", told + "val= open.\n",
                     told + "key= Conf.H323CallParam.gkPwd.\n", told + "key= Conf.ServerParam.pwd.\n",
                     told + "key= conf.sipcallparam.sippwd.\n", told + "val= seen.\n"));
+
+    const std::pair<ConfConfigKeyValue, const char*> endless[] = {
+        {keyValue(std::string(128, 'k'), "1"), "TarnOmConfigcopyStr2Key fail"},
+        {keyValue("Conf.a", std::string(1024, 'v')), "TarnOmConfigcopyStr2Val fail"}};
+    for (const auto& [item, error] : endless) {
+        const Block refused = makeBlock({keyValue("Conf.good", "1"), item});
+        EXPECT_EQ(ConfConfigSetConfConfig(0, refused.get()), CONF_CONFIG_FAILED);
+        EXPECT_EQ(takeLogs("ConfConfigSetConfConfig").back(), error);
+    }
 }
 
 TEST_F(ConfigBulk, SingleNumbersGoStraightToTheService) {
