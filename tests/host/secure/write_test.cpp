@@ -10,10 +10,10 @@ namespace {
 constexpr rsize_t kTooLarge = SIZE_MAX;
 
 // How many bytes at the start a refused call has zeroed in an area of 'x', and -1 for a call that was not refused.
-template <typename... Arguments>
-long zeroedBy(errno_t (*call)(Arguments...), auto... arguments) {
+template <typename To, typename... Rest>
+long zeroedBy(errno_t (*call)(To*, Rest...), std::type_identity_t<Rest>... rest) {
     std::string area(24, 'x');
-    if (call(area.data(), arguments...) == 0) {
+    if (call(area.data(), rest...) == 0) {
         return -1;
     }
     const size_t zeros = std::min(area.find_first_not_of('\0'), area.size());
