@@ -26,7 +26,7 @@ std::string maskedBy(ConfFilterFunc filter, const std::string& value) {
 std::string maskedText(const std::string& text, const char* keyword, const char* terminator) {
     const auto block = std::make_unique<char[]>(text.size() + 1);
     std::memcpy(block.get(), text.c_str(), text.size() + 1);
-    ConfFilterNonSecurityWordEx(block.get(), keyword, terminator);
+    EXPECT_EQ(ConfFilterNonSecurityWordEx(block.get(), keyword, terminator), 0U);
     return {block.get(), text.size()};
 }
 
