@@ -1,4 +1,7 @@
 // Receivers: names, start and stop, lists, and forks.
+#include <sys/socket.h>
+
+#include <algorithm>
 #include <ctime>
 
 #include "message/message_support.h"
@@ -94,6 +97,41 @@ TEST(MessageReceiver, AForkedChildStartsClean) {
         [] { inThreads(1, [](size_t) { EXPECT_EQ(call("server", order(kEcho, 0, 9000)).code, 0U); }); });
     for (int i = 0; i < 20; i++) {
         EXPECT_EQ(runForked([] { return static_cast<int>(call("server", order(kEcho), 10000).code); }), 0);
+    }
+}
+
+// Copies of the receivers' ends of this process's connections.
+std::vector<int> copiesOfServedSockets() {
+    std::vector<int> served;
+    for (int descriptor = 3; descriptor < 200; ++descriptor) {
+        sockaddr_storage address;
+        socklen_t own = sizeof address;
+        socklen_t peer = sizeof address;
+        auto* const generic = reinterpret_cast<sockaddr*>(&address);
+        if (getpeername(descriptor, generic, &peer) == 0 && getsockname(descriptor, generic, &own) == 0 && own > peer) {
+            served.push_back(descriptor);
+        }
+    }
+    std::ranges::transform(served, served.begin(), dup);
+    return served;
+}
+
+// As a child has them between its fork and its first step.
+TEST(MessageReceiver, ForgetsAConnectionOfWhichACopyStaysOpen) {
+    ASSERT_EQ(OsMsgReceiverStart("own", obey), 0U);
+    std::vector<int> copies;
+    inThreads(1, [&](size_t) {
+        EXPECT_EQ(echo("own"), 0U);
+        copies = copiesOfServedSockets();
+    });
+    EXPECT_EQ(copies.size(), 1U);
+    const std::clock_t before = std::clock();
+    usleep(200000);
+    EXPECT_LT(std::clock() - before, CLOCKS_PER_SEC / 10) << "it is told of the connection again and again";
+    EXPECT_EQ(echo("own"), 0U);
+    EXPECT_EQ(OsMsgReceiverStop("own"), 0U);
+    for (const int copy : copies) {
+        close(copy);
     }
 }
 
