@@ -127,6 +127,11 @@ TEST_F(ConfigValue, NullAndUnknownWidthsAndTypesAreRefusedAndNothingIsWritten) {
             Each(CONF_CONFIG_FAILED))
             << type;
     }
+    EXPECT_THAT(Codes({ConfConfigV2Str(nullptr, memory.data(), 8), ConfConfigV2Str(&one, nullptr, 8),
+                       ConfConfigCheckStr(nullptr, memory.data(), 8), ConfConfigCheckStr(&one, nullptr, 8),
+                       ConfConfigInt2D(nullptr, memory.data(), 1), ConfConfigInt2D(&one, nullptr, 1)}),
+                Each(CONF_CONFIG_FAILED));
+    EXPECT_EQ(ConfConfigV2Bool(nullptr), 0U);
     EXPECT_EQ(memory, std::string(32, 'Z'));
     EXPECT_EQ(read.value.asInt, 1);
 }

@@ -42,6 +42,7 @@ TEST_F(System, HooksAreSilentAndOneHelperSaysThatItIsNotSupported) {
                        ConfReportCallErrToBeacon()}),
                 Each(0));
     SetOmsConfType(0xFFFFFFFF);
+    EXPECT_EQ(GetOmsConfType(), 0xFFFFFFFF);
     EXPECT_EQ(g_bConfCalltype, 0xFFFFFFFF);
     EXPECT_THAT(platform.calls(), IsEmpty());
     EXPECT_EQ(GetBestLocalIpByDestIp(nullptr), 1U);

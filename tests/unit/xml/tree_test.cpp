@@ -330,8 +330,9 @@ TEST_F(XmlTreePieces, ValuesArePutAndTakenByTheirType) {
     tagCONF_XML_VALUE held = {};
     tagCONF_XML_VALUE missing = {};
     EXPECT_THAT(Codes({ConfXmlGetValue(value, 7, &held), ConfXmlGetValue(nullptr, 0, &missing),
-                       ConfXmlSetXmlNodeValue(value, nullptr), ConfXmlSetXmlNodeValue(value, &held)}),
-                ElementsAre(1, 0, 1, 2));
+                       ConfXmlSetXmlNodeValue(value, nullptr), ConfXmlSetXmlNodeValue(value, &held),
+                       ConfXmlGetValue(value, 7, nullptr)}),
+                ElementsAre(1, 0, 1, 2, 1));
     EXPECT_EQ(held.type, 7);
     EXPECT_EQ(missing.value.number, 0U);
     EXPECT_THAT(takeLogs("ConfXmlSetXmlNodeValue"),
