@@ -352,8 +352,8 @@ void Receiver::setBusy(IncomingConnection* connection) {
     busy_ = connection;
 }
 
-// To close the socket alone would not end the watch: a child forked a moment ago still has a copy of it, and events would
-// come for a connection that is gone.
+// To close the socket alone would not end the watch: a child forked a moment ago still has a copy of it, and events
+// would come for a connection that is gone.
 void Receiver::drop(IncomingConnection& connection) {
     const std::lock_guard lock(mutex_);
     watch(connection.socket(), 0, nullptr, EPOLL_CTL_DEL);

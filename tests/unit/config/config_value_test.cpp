@@ -3,6 +3,7 @@
 #include <cstring>
 #include <limits>
 #include <string>
+#include <type_traits>
 
 #include "tarn_conference/conf_config_value.h"
 #include "told.h"
@@ -14,8 +15,8 @@ using namespace testing;
 
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
-template <typename Make, typename Plain>
-ConfConfigValue holder(Make make, Plain plain) {
+template <typename Plain>
+ConfConfigValue holder(uint32_t (*make)(ConfConfigValue*, Plain), std::type_identity_t<Plain> plain) {
     ConfConfigValue value;
     std::memset(&value, 0xA5, sizeof value);
     EXPECT_EQ(make(&value, plain), 0U);
